@@ -1,0 +1,42 @@
+// A private system bus for the host: a dbus-daemon with a system-bus configuration and its
+// own socket in a temporary directory. Processes started through it die with their starter,
+// so a crashed test or tool never leaves a daemon behind.
+#pragma once
+
+#include <sys/types.h>
+
+#include <string>
+#include <vector>
+
+class __attribute__((visibility("default"))) CHostBus {
+public:
+    CHostBus() = default;
+    ~CHostBus();
+    CHostBus(const CHostBus&) = delete;
+    CHostBus& operator=(const CHostBus&) = delete;
+
+    // Starts the daemon and points DBUS_SYSTEM_BUS_ADDRESS of this process at it.
+    // On failure returns false and says why in `sError`.
+    bool Start(std::string& sError);
+    // Stops every process started here (service first, daemon last) and removes the directory.
+    void Stop();
+    bool IsRunning() const { return m_daemonPid > 0; }
+
+    const std::string& GetAddress() const { return m_sAddress; }
+    const std::string& GetDirectory() const { return m_sDirectory; }
+    pid_t GetDaemonPid() const { return m_daemonPid; }
+
+    // Starts a program with the bus address in its environment; it is killed when this process
+    // dies. Returns its pid, or -1.
+    pid_t Spawn(const std::vector<std::string>& vecArgv, const std::vector<std::string>& vecExtraEnv = {});
+    // Sends SIGTERM, waits up to `iTimeoutMs`, then SIGKILL. Returns the wait status, or -1.
+    static int Terminate(pid_t pid, int iTimeoutMs = 3000);
+    // Waits until `sName` has an owner on this bus, up to `iTimeoutMs`.
+    bool WaitForName(const std::string& sName, int iTimeoutMs) const;
+
+private:
+    pid_t m_daemonPid = -1;
+    std::vector<pid_t> m_vecChildren;
+    std::string m_sDirectory;
+    std::string m_sAddress;
+};

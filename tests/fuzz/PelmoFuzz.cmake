@@ -1,0 +1,15 @@
+# pelmo_add_fuzz_target(NAME SOURCES src... LIBS lib... CORPUS dir)
+# With PELMO_FUZZ the target is a libFuzzer binary; otherwise it is built with a driver that
+# replays the committed corpus, and that replay is a test of the regular suite.
+set(PELMO_FUZZ_MAIN ${CMAKE_CURRENT_LIST_DIR}/StandaloneFuzzMain.cpp)
+function(pelmo_add_fuzz_target name)
+  cmake_parse_arguments(F "" "CORPUS" "SOURCES;LIBS" ${ARGN})
+  if(PELMO_FUZZ)
+    add_executable(${name} ${F_SOURCES})
+    target_link_options(${name} PRIVATE -fsanitize=fuzzer)
+  else()
+    add_executable(${name} ${F_SOURCES} ${PELMO_FUZZ_MAIN})
+    add_test(NAME ${name}_replays_corpus COMMAND ${name} ${F_CORPUS})
+  endif()
+  target_link_libraries(${name} PRIVATE ${F_LIBS} pelmo_warnings)
+endfunction()
