@@ -1,0 +1,40 @@
+// The library's exported request interface.
+#pragma once
+
+#include <json/json.h>
+
+#include <string>
+#include <vector>
+
+#include "PelmoExport.h"
+
+// A data request: the target table (a store content URI), the body or row condition, the
+// condition's arguments and an optional grouping.
+typedef struct {
+    std::string table_name;
+    std::string data;
+    std::vector<std::string> where_args;
+    std::string group_by;
+} PT_JSON_IN_PARAM;
+
+// The calling application's id, or an empty string when the framework cannot tell.
+PELMO_API std::string GetAppID();
+// Adds the request envelope members to `object` and returns its styled text, or "" on error.
+PELMO_API std::string CreateInputJsonStr(Json::Value& object, PT_JSON_IN_PARAM& param);
+
+extern "C" {
+PELMO_API int insert_request(PT_JSON_IN_PARAM& param, long long* row_id, const std::string& module_name);
+PELMO_API int insert_request_for_bulk_data(PT_JSON_IN_PARAM& param, long long* row_id,
+                                           const std::string& module_name);
+PELMO_API int update_request_for_bulk_data(PT_JSON_IN_PARAM& param, long long* out_value,
+                                           const std::string& module_name);
+PELMO_API int delete_request(PT_JSON_IN_PARAM& param, const std::string& module_name);
+PELMO_API void finalize_json_bytes(char* buffer);
+
+PELMO_API bool start_preview_scheduler(const char* package_name);
+PELMO_API bool stop_preview_scheduler(const char* package_name);
+PELMO_API bool terminate_service_app(const std::string& app_id, const std::string& pid);
+}
+
+// Tells the store that a module's preview data was brought up to date (fire and forget).
+void sendCompleteEvent(std::string sModuleName);

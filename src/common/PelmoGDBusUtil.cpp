@@ -1,0 +1,191 @@
+#include "PelmoGDBusUtil.h"
+
+#include "PelmoLog.h"
+
+namespace {
+constexpr const char* kObjectPath = "/org/orvik/pelmo_service";
+constexpr const char* kInterfaceName = "org.orvik.pelmo_service";
+constexpr int kCallTimeoutMs = 5000;
+}  // namespace
+
+pthread_mutex_t gMutex = PTHREAD_MUTEX_INITIALIZER;
+
+CPelmoGDBusUtil* CPelmoGDBusUtil::m_pInstance = nullptr;
+
+CPelmoScopedLock::CPelmoScopedLock(pthread_mutex_t* pMutex) : m_pMutex(pMutex)
+{
+    pthread_mutex_lock(m_pMutex);
+}
+
+CPelmoScopedLock::~CPelmoScopedLock()
+{
+    pthread_mutex_unlock(m_pMutex);
+}
+
+CPelmoGDBusUtil::CPelmoGDBusUtil() : m_pConnection(nullptr)
+{
+    m_mapProxy.max_load_factor(1.0f);
+}
+
+CPelmoGDBusUtil::~CPelmoGDBusUtil() = default;
+
+CPelmoGDBusUtil* CPelmoGDBusUtil::GetInstance()
+{
+    CPelmoScopedLock lock(&gMutex);
+    if (m_pInstance == nullptr) {
+        m_pInstance = new CPelmoGDBusUtil();
+    }
+    return m_pInstance;
+}
+
+void CPelmoGDBusUtil::ReleaseInstance()
+{
+    CPelmoScopedLock lock(&gMutex);
+    if (m_pInstance != nullptr) {
+        if (m_pInstance->m_pConnection != nullptr) {
+            m_pInstance->DestroyProxy();
+            g_object_unref(m_pInstance->m_pConnection);
+            m_pInstance->m_pConnection = nullptr;
+        }
+        delete m_pInstance;
+        m_pInstance = nullptr;
+    }
+}
+
+GDBusConnection* CPelmoGDBusUtil::GetConnection()
+{
+    if (m_pConnection != nullptr) return m_pConnection;
+
+    // A connection of our own rather than GLib's shared system-bus singleton: the shared one
+    // would end the whole host process when the bus goes away, and after a release it could
+    // hand back a closed connection to a bus that no longer exists.
+    GError* pError = nullptr;
+    gchar* sAddress = g_dbus_address_get_for_bus_sync(G_BUS_TYPE_SYSTEM, nullptr, &pError);
+    if (sAddress != nullptr) {
+        m_pConnection = g_dbus_connection_new_for_address_sync(
+            sAddress,
+            static_cast<GDBusConnectionFlags>(G_DBUS_CONNECTION_FLAGS_AUTHENTICATION_CLIENT |
+                                              G_DBUS_CONNECTION_FLAGS_MESSAGE_BUS_CONNECTION),
+            nullptr, nullptr, &pError);
+        g_free(sAddress);
+    }
+    if (pError != nullptr || m_pConnection == nullptr) {
+        PELMO_LOGE("Failed to open connection to bus.(msg : %s)", pError != nullptr ? pError->message : "");
+        g_clear_error(&pError);
+        if (m_pConnection != nullptr) {
+            g_object_unref(m_pConnection);
+            m_pConnection = nullptr;
+        }
+        return nullptr;
+    }
+    // A library must never terminate the program that loads it.
+    g_dbus_connection_set_exit_on_close(m_pConnection, FALSE);
+    return m_pConnection;
+}
+
+bool CPelmoGDBusUtil::CreateProxy(std::string sBusName)
+{
+    CPelmoScopedLock lock(&gMutex);
+    GDBusConnection* pConnection = GetConnection();
+    if (pConnection == nullptr) {
+        PELMO_LOGE("Error, GetConnection failed.");
+        return false;
+    }
+    auto it = m_mapProxy.find(sBusName);
+    if (it != m_mapProxy.end() && it->second != nullptr) {
+        PELMO_LOGD("[%s] proxy is already created.", sBusName.c_str());
+        return true;
+    }
+
+    GError* pError = nullptr;
+    GDBusProxy* pProxy = g_dbus_proxy_new_sync(pConnection, G_DBUS_PROXY_FLAGS_NONE, nullptr, sBusName.c_str(),
+                                               kObjectPath, kInterfaceName, nullptr, &pError);
+    m_mapProxy[sBusName] = pProxy;
+    if (pError != nullptr) {
+        PELMO_LOGE("Failed to create proxy.(msg : %s) [%d]", pError->message, pError->code);
+        g_error_free(pError);
+        return false;
+    }
+    if (pProxy != nullptr) {
+        PELMO_LOGI("Create new proxy : [%s]", sBusName.c_str());
+        return true;
+    }
+    PELMO_LOGE("Failed to create proxy.");
+    return false;
+}
+
+void CPelmoGDBusUtil::DestroyProxy()
+{
+    PELMO_LOGI("Destroy Proxies..");
+    for (auto& entry : m_mapProxy) {
+        PELMO_LOGI("%s", entry.first.c_str());
+        if (entry.second != nullptr) {
+            g_object_unref(entry.second);
+            entry.second = nullptr;
+        }
+    }
+}
+
+GVariant* CPelmoGDBusUtil::SendMessageViaDBUS(const std::string& sBusName, const std::string& sFunctionName,
+                                              const std::string& sModuleName, const std::string& sInput)
+{
+    PELMO_LOGI("Function = [%s] ModuleName = [%s]", sFunctionName.c_str(), sModuleName.c_str());
+    PELMO_LOGD("Input: %s", sInput.c_str());
+
+    // Floating reference: the call consumes it. A send that fails before the call sinks and
+    // drops it, so that a host retrying against a missing service does not leak per request.
+    GVariant* pParams = g_variant_new("(sss)", sFunctionName.c_str(), sModuleName.c_str(), sInput.c_str());
+
+    if (!CreateProxy(sBusName)) {
+        PELMO_LOGE("Create Proxy Failed");
+        g_variant_unref(g_variant_ref_sink(pParams));
+        return nullptr;
+    }
+
+    GDBusProxy* pProxy = nullptr;
+    {
+        CPelmoScopedLock lock(&gMutex);
+        auto it = m_mapProxy.find(sBusName);
+        if (it != m_mapProxy.end()) pProxy = it->second;
+    }
+
+    GError* pError = nullptr;
+    GVariant* pReply = nullptr;
+    if (pProxy == nullptr) g_variant_unref(g_variant_ref_sink(pParams));
+    if (pProxy != nullptr) {
+        pReply = g_dbus_proxy_call_sync(pProxy, "Call", pParams, G_DBUS_CALL_FLAGS_NONE, kCallTimeoutMs, nullptr,
+                                        &pError);
+        if (pError == nullptr && pReply != nullptr) return pReply;
+    }
+    if (pError != nullptr) {
+        PELMO_LOGE("g_dbus_proxy_call_sync() failed. %s", pError->message);
+        g_error_free(pError);
+        if (pReply != nullptr) g_variant_unref(pReply);
+        return nullptr;
+    }
+    PELMO_LOGE("ppOutputData is NULL");
+    return nullptr;
+}
+
+bool CPelmoGDBusUtil::GetDBusData(GVariant* pReply, std::string& sOut)
+{
+    // The completion event hands over its reply untested; a missing one is a false flag.
+    if (pReply == nullptr) {
+        PELMO_LOGE("ResultJson is NULL");
+        return false;
+    }
+    gboolean bResult = FALSE;
+    gchar* sResult = nullptr;
+    if (g_variant_is_of_type(pReply, G_VARIANT_TYPE("(bs)"))) {
+        g_variant_get(pReply, "(bs)", &bResult, &sResult);
+    }
+    g_variant_unref(pReply);
+    if (sResult != nullptr) {
+        sOut = sResult;
+        PELMO_LOGI("DBUS Result: [%d] | Response : [%s]", bResult, sResult);
+        g_free(sResult);
+    } else {
+        PELMO_LOGE("ResultJson is NULL");
+    }
+    return bResult != FALSE;
+}
