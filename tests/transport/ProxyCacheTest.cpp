@@ -1,0 +1,133 @@
+#include <signal.h>
+
+#include <chrono>
+
+#include "TransportFixture.h"
+
+namespace {
+const char* kStore = "org.orvik.Feltrix.dbus";
+PT_JSON_IN_PARAM AnyParam()
+{
+    return MakeParam("content://org.orvik.pelmo/tiles", "{}");
+}
+}  // namespace
+
+TEST_F(TransportTest, SecondRequestReusesTheProxy)
+{
+    PT_JSON_IN_PARAM param = AnyParam();
+    long long llId = 0;
+    ASSERT_EQ(insert_request(param, &llId, "m"), 0);
+    ASSERT_EQ(insert_request(param, &llId, "m"), 0);
+    EXPECT_EQ(m_log.Count(DLOG_INFO, std::string("Create new proxy : [") + kStore + "]"), 1u) << m_log.Dump();
+    EXPECT_EQ(m_log.Count(DLOG_DEBUG, std::string("[") + kStore + "] proxy is already created."), 1u);
+}
+
+TEST_F(TransportTest, SendLogsFunctionModuleAndInput)
+{
+    PT_JSON_IN_PARAM param = MakeParam("t", "{\"k\":1}");
+    long long llId = 0;
+    ASSERT_EQ(insert_request(param, &llId, "mod"), 0);
+    EXPECT_TRUE(m_log.Has(DLOG_INFO, "Function = [insert] ModuleName = [mod]"));
+    EXPECT_TRUE(m_log.Has(DLOG_DEBUG, "Input: {\"k\":1}"));
+}
+
+TEST_F(TransportTest, ServiceThatAppearsAfterAFailedRequestIsReachedByTheNextOne)
+{
+    m_service.Stop();
+    PT_JSON_IN_PARAM param = AnyParam();
+    long long llId = 0;
+    EXPECT_EQ(insert_request(param, &llId, "m"), -1);
+    EXPECT_TRUE(m_log.Has(DLOG_ERROR, "ppOutputData is wrong"));
+    ASSERT_TRUE(m_service.Start());
+    m_service.AnswerAlways(true, "5");
+    EXPECT_EQ(insert_request(param, &llId, "m"), 0);
+    EXPECT_EQ(llId, 5);
+}
+
+TEST_F(TransportTest, ReleaseInstanceMakesTheNextRequestOpenANewConnectionAndProxy)
+{
+    PT_JSON_IN_PARAM param = AnyParam();
+    long long llId = 0;
+    ASSERT_EQ(insert_request(param, &llId, "m"), 0);
+    CPelmoGDBusUtil* pFirst = CPelmoGDBusUtil::GetInstance();
+    GDBusConnection* pConn = pFirst->GetConnection();
+    ASSERT_NE(pConn, nullptr);
+    CPelmoGDBusUtil::ReleaseInstance();
+    EXPECT_TRUE(m_log.Has(DLOG_INFO, "Destroy Proxies.."));
+    EXPECT_TRUE(m_log.Has(DLOG_INFO, kStore));
+    ASSERT_EQ(insert_request(param, &llId, "m"), 0);
+    EXPECT_EQ(m_log.Count(DLOG_INFO, std::string("Create new proxy : [") + kStore + "]"), 2u);
+}
+
+TEST_F(TransportTest, BusThatGoesAwayDoesNotEndTheProcessAndANewBusWorksAfterRelease)
+{
+    PT_JSON_IN_PARAM param = AnyParam();
+    long long llId = 0;
+    ASSERT_EQ(insert_request(param, &llId, "m"), 0);
+    m_service.Stop();
+    m_bus.Stop();  // the daemon is gone; our connection is closed under us
+    // Give the connection's worker a moment to notice the close.
+    g_usleep(200 * 1000);
+    EXPECT_EQ(insert_request(param, &llId, "m"), -1);  // we are still alive
+    CPelmoGDBusUtil::ReleaseInstance();
+    std::string sError;
+    ASSERT_TRUE(m_bus.Start(sError)) << sError;
+    ASSERT_TRUE(m_service.Start());
+    m_service.AnswerAlways(true, "11");
+    EXPECT_EQ(insert_request(param, &llId, "m"), 0);
+    EXPECT_EQ(llId, 11);
+}
+
+TEST_F(TransportTest, NoBusAtAllFailsConnectionAndProxyCreation)
+{
+    m_service.Stop();
+    m_bus.Stop();
+    setenv("DBUS_SYSTEM_BUS_ADDRESS", "unix:path=/nonexistent/pelmo-socket", 1);
+    PT_JSON_IN_PARAM param = AnyParam();
+    long long llId = 0;
+    EXPECT_EQ(insert_request(param, &llId, "m"), -1);
+    EXPECT_TRUE(m_log.Has(DLOG_ERROR, "Error, GetConnection failed.")) << m_log.Dump();
+    EXPECT_TRUE(m_log.Has(DLOG_ERROR, "Create Proxy Failed"));
+    bool bSawOpenFailure = false;
+    for (const std::string& sBody : m_log.Bodies(DLOG_ERROR)) {
+        if (sBody.rfind("Failed to open connection to bus.(msg : ", 0) == 0) bSawOpenFailure = true;
+    }
+    EXPECT_TRUE(bSawOpenFailure);
+}
+
+TEST_F(TransportTest, ServiceThatNeverAnswersGivesUpAfterTheTimeout)
+{
+    m_service.SetResponder([](const CRecordedCall&) {
+        CScriptedReply reply;
+        reply.eKind = CScriptedReply::kNoAnswer;
+        return reply;
+    });
+    PT_JSON_IN_PARAM param = AnyParam();
+    long long llId = 0;
+    const auto start = std::chrono::steady_clock::now();
+    EXPECT_EQ(insert_request(param, &llId, "m"), -1);
+    const double dSeconds = std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count();
+    EXPECT_GE(dSeconds, 4.5);
+    EXPECT_LT(dSeconds, 8.0);
+    bool bTimedOut = false;
+    for (const std::string& sBody : m_log.Bodies(DLOG_ERROR)) {
+        if (sBody.rfind("g_dbus_proxy_call_sync() failed. ", 0) == 0) bTimedOut = true;
+    }
+    EXPECT_TRUE(bTimedOut) << m_log.Dump();
+}
+
+TEST_F(TransportTest, GetDBusDataAcceptsAMissingReply)
+{
+    std::string sOut = "kept";
+    EXPECT_FALSE(CPelmoGDBusUtil::GetInstance()->GetDBusData(nullptr, sOut));
+    EXPECT_EQ(sOut, "kept");
+}
+
+TEST_F(TransportTest, GetDBusDataFillsTheTextEvenWhenTheFlagIsFalse)
+{
+    std::string sOut;
+    GVariant* pReply = g_variant_ref_sink(g_variant_new("(bs)", FALSE, "why"));
+    EXPECT_FALSE(CPelmoGDBusUtil::GetInstance()->GetDBusData(pReply, sOut));
+    EXPECT_EQ(sOut, "why");
+    EXPECT_TRUE(m_log.Has(DLOG_INFO, "DBUS Result: [0] | Response : [why]"));
+}
