@@ -131,3 +131,15 @@ TEST_F(TransportTest, GetDBusDataFillsTheTextEvenWhenTheFlagIsFalse)
     EXPECT_EQ(sOut, "why");
     EXPECT_TRUE(m_log.Has(DLOG_INFO, "DBUS Result: [0] | Response : [why]"));
 }
+
+TEST_F(TransportTest, ProxyThatCouldNotBeCreatedIsKeptAsNullAndRetried)
+{
+    // GDBus refuses a proxy for a name that is not a bus name, without an error object.
+    CPelmoGDBusUtil* pUtil = CPelmoGDBusUtil::GetInstance();
+    EXPECT_EQ(pUtil->SendMessageViaDBUS("not a bus name", "insert", "m", "{}"), nullptr);
+    EXPECT_EQ(pUtil->SendMessageViaDBUS("not a bus name", "insert", "m", "{}"), nullptr);
+    EXPECT_EQ(m_log.Count(DLOG_ERROR, "Failed to create proxy."), 2u) << m_log.Dump();
+    EXPECT_EQ(m_log.Count(DLOG_ERROR, "Create Proxy Failed"), 2u);
+    EXPECT_EQ(m_log.Count(DLOG_DEBUG, "[not a bus name] proxy is already created."), 0u);
+    EXPECT_EQ(m_service.CallCount(), 0u);
+}
