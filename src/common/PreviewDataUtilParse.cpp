@@ -62,8 +62,9 @@ void CPreviewDataUtil::GetSectionsByJson(CPreviewAccelerator& accelerator, const
 {
     std::string sTitle;
     std::string sId;
-    for (const std::string& sName : section.getMemberNames()) {
-        const Json::Value& value = section[sName];
+    for (auto it = section.begin(); it != section.end(); ++it) {
+        const Json::Value& value = *it;
+        const std::string sName = it.name();
         if (value.isObject() || sName == "tiles") continue;
         GetPropertyByJson(accelerator, sName, value, 2);
         if (sName == TilesModel::Sections::SECTION_TITLE) {
@@ -88,16 +89,20 @@ void CPreviewDataUtil::GetSectionsByJson(CPreviewAccelerator& accelerator, const
 void CPreviewDataUtil::GetTilesByJson(CPreviewAccelerator& accelerator, const Json::Value& tile)
 {
     using namespace TilesModel::Tiles;
-    const CPreviewTile reference;
+    // The tile's columns, taken once from a default tile: building a reference tile per tile
+    // cost more than the rest of the tile's reading.
+    static const PropertyMap reference = CPreviewTile().m_mapProperty;
     Json::Value publicExtra;
     std::string sTitle, sSubtitle, sImageUrl, sAction, sDisplayFrom, sDisplayUntil, sSkyvaneAction;
     const std::string sModule =
         accelerator.m_mapProperty[TilesInternalModel::Accelerators::ACCELERATOR_APP_PKG_NAME].second;
     const bool bSkyvane = sModule == kSkyvaneModule;
 
-    for (const std::string& sName : tile.getMemberNames()) {
-        const Json::Value& value = tile[sName];
+    // Object iteration visits members in ascending byte order of their names.
+    for (auto it = tile.begin(); it != tile.end(); ++it) {
+        const Json::Value& value = *it;
         if (value.isObject()) continue;
+        const std::string sName = it.name();
         if (sName == TILE_TITLE) {
             sTitle = value.asString();
         } else if (sName == TILE_SUBTITLE) {
@@ -114,7 +119,7 @@ void CPreviewDataUtil::GetTilesByJson(CPreviewAccelerator& accelerator, const Js
         if (bSkyvane && sName == TILE_ACTION_PLAY) sSkyvaneAction = value.asString();
 
         if (sName == "public_extra" || sName == "action_data" || sName == "source_icon" ||
-            reference.m_mapProperty.find(sName) != reference.m_mapProperty.end()) {
+            reference.find(sName) != reference.end()) {
             GetPropertyByJson(accelerator, sName, value, 0);
         } else {
             PELMO_LOGD("key(%s) is expended", sName.c_str());
