@@ -8,20 +8,32 @@ namespace {
 const PropertyValue kNone{JSON_VALUE_NONE, ""};
 }  // namespace
 
-CPreviewTile::CPreviewTile()
+namespace {
+// A publish builds hundreds of tiles; each starts as a copy of one default map, built once,
+// which is cheaper than inserting 28 keys one by one.
+PropertyMap MakeTileDefaults()
 {
+    PropertyMap mapProperty;
     using namespace TilesModel::Tiles;
     for (const char* sKey : {_ID, TILE_ID, TILE_SECTION_RAW_ID, TILE_TYPE, TILE_TITLE, TILE_SUBTITLE,
                              TILE_DISPLAY_FROM, TILE_DISPLAY_UNTIL, TILE_ACTION_PLAY, TILE_ACTION_CLICK}) {
-        m_mapProperty.emplace(sKey, kNone);
+        mapProperty.emplace(sKey, kNone);
     }
-    m_mapProperty.emplace(TILE_ACTION_TYPE, PropertyValue{JSON_VALUE_STRING, TileActionTypes::TILE_ACTION_APP_LAUNCH});
+    mapProperty.emplace(TILE_ACTION_TYPE, PropertyValue{JSON_VALUE_STRING, TileActionTypes::TILE_ACTION_APP_LAUNCH});
     for (const char* sKey : {TILE_ACTION_DETAILS, TILE_IMAGE_URL, TILE_IMAGE_PATH, TILE_IMAGE_WIDTH, TILE_IMAGE_HEIGHT,
                              TILE_IMAGE_RATIO, TILE_SOURCE_ICON, TILE_SOURCE_ICON_PATH, TILE_ACTION_PRE_PLAY,
                              TILE_ACTION_POST_PLAY, TILE_EXTRA_APP_ID, TILE_PLAYABLE, TILE_POSITION, TILE_PROGRESS,
                              TILE_NOTIFICATION, TILE_FAVORITE, TILE_EXTRA}) {
-        m_mapProperty.emplace(sKey, kNone);
+        mapProperty.emplace(sKey, kNone);
     }
+    return mapProperty;
+}
+}  // namespace
+
+CPreviewTile::CPreviewTile()
+{
+    static const PropertyMap kDefaults = MakeTileDefaults();
+    m_mapProperty = kDefaults;
 }
 
 CPreviewTile::~CPreviewTile()
