@@ -7,24 +7,44 @@
 
 namespace {
 constexpr const char* kStoreBusName = "org.orvik.Feltrix.dbus";
+
+enum class ReplyState { kNone, kRefused, kAccepted };
+
+// One "Call" to the store; the reply's text goes to sOutput. Each request logs its own
+// outcome, so that the log line names the request function.
+ReplyState SendToStore(const char* sMethod, const std::string& sModule, const std::string& sInput,
+                       std::string& sOutput)
+{
+    GVariant* pReply = CPelmoGDBusUtil::GetInstance()->SendMessageViaDBUS(kStoreBusName, sMethod, sModule, sInput);
+    if (pReply == nullptr) return ReplyState::kNone;
+    return CPelmoGDBusUtil::GetInstance()->GetDBusData(pReply, sOutput) ? ReplyState::kAccepted
+                                                                         : ReplyState::kRefused;
+}
+
+// Inserts always ask the framework for the caller's id first; a given module name wins.
+std::string ModuleOrAppId(const std::string& sModuleName)
+{
+    std::string sModule = GetAppID();
+    if (!sModuleName.empty()) sModule = sModuleName;
+    return sModule;
+}
 }  // namespace
 
 extern "C" int insert_request(PT_JSON_IN_PARAM& param, long long* row_id, const std::string& module_name)
 {
-    std::string sModule = GetAppID();
-    if (!module_name.empty()) sModule = module_name;
+    const std::string sModule = ModuleOrAppId(module_name);
     PELMO_LOGI("TableName: %s, ModuleName: %s,  AppID: %s", param.table_name.c_str(), module_name.c_str(),
                sModule.c_str());
-
-    GVariant* pReply = CPelmoGDBusUtil::GetInstance()->SendMessageViaDBUS(kStoreBusName, "insert", sModule, param.data);
-    if (pReply == nullptr) {
+    std::string sOutput;
+    switch (SendToStore("insert", sModule, param.data, sOutput)) {
+    case ReplyState::kNone:
         PELMO_LOGE("ppOutputData is wrong");
         return -1;
-    }
-    std::string sOutput;
-    if (!CPelmoGDBusUtil::GetInstance()->GetDBusData(pReply, sOutput)) {
+    case ReplyState::kRefused:
         PELMO_LOGE("dbus call fail in insert_request");
         return -1;
+    case ReplyState::kAccepted:
+        break;
     }
     // A reply that is not a number leaves here as std::invalid_argument: callers rely on it.
     const long long llRowId = std::stoll(sOutput);
@@ -40,21 +60,19 @@ extern "C" int insert_request(PT_JSON_IN_PARAM& param, long long* row_id, const 
 extern "C" int insert_request_for_bulk_data(PT_JSON_IN_PARAM& param, long long* row_id,
                                             const std::string& module_name)
 {
-    std::string sModule = GetAppID();
-    if (!module_name.empty()) sModule = module_name;
+    const std::string sModule = ModuleOrAppId(module_name);
     PELMO_LOGI("TableName: %s, ModuleName: %s,  AppID: %s", param.table_name.c_str(), module_name.c_str(),
                sModule.c_str());
-
-    GVariant* pReply =
-        CPelmoGDBusUtil::GetInstance()->SendMessageViaDBUS(kStoreBusName, "insert_bulk", sModule, param.data);
-    if (pReply == nullptr) {
+    std::string sOutput;
+    switch (SendToStore("insert_bulk", sModule, param.data, sOutput)) {
+    case ReplyState::kNone:
         PELMO_LOGE("ppOutputData is wrong");
         return -1;
-    }
-    std::string sOutput;
-    if (!CPelmoGDBusUtil::GetInstance()->GetDBusData(pReply, sOutput)) {
+    case ReplyState::kRefused:
         PELMO_LOGE("dbus call fail in insert_request_for_bulk_data");
         return -1;
+    case ReplyState::kAccepted:
+        break;
     }
     const long long llRowId = std::stoll(sOutput);
     if (llRowId == -1) {
@@ -69,20 +87,21 @@ extern "C" int insert_request_for_bulk_data(PT_JSON_IN_PARAM& param, long long* 
 extern "C" int update_request_for_bulk_data(PT_JSON_IN_PARAM& param, long long* out_value,
                                             const std::string& module_name)
 {
+    // Updates ask for the caller's id only when no module is given.
     std::string sModule = module_name;
     if (sModule.empty()) sModule = GetAppID();
     PELMO_LOGI("TableName: %s, ModuleName: %s,  AppID: %s", param.table_name.c_str(), module_name.c_str(),
                sModule.c_str());
-
-    GVariant* pReply = CPelmoGDBusUtil::GetInstance()->SendMessageViaDBUS(kStoreBusName, "update", sModule, param.data);
-    if (pReply == nullptr) {
+    std::string sOutput;
+    switch (SendToStore("update", sModule, param.data, sOutput)) {
+    case ReplyState::kNone:
         PELMO_LOGE("ppOutputData is wrong");
         return -1;
-    }
-    std::string sOutput;
-    if (!CPelmoGDBusUtil::GetInstance()->GetDBusData(pReply, sOutput)) {
+    case ReplyState::kRefused:
         PELMO_LOGE("dbus call fail in update_request_for_bulk_data");
         return -1;
+    case ReplyState::kAccepted:
+        break;
     }
     // An update yields no row id.
     *out_value = -1;
@@ -91,11 +110,9 @@ extern "C" int update_request_for_bulk_data(PT_JSON_IN_PARAM& param, long long* 
 
 extern "C" int delete_request(PT_JSON_IN_PARAM& param, const std::string& module_name)
 {
-    std::string sModule = GetAppID();
-    if (!module_name.empty()) sModule = module_name;
+    const std::string sModule = ModuleOrAppId(module_name);
     PELMO_LOGI("TableName: %s, ModuleName: %s,  AppID: %s", param.table_name.c_str(), module_name.c_str(),
                sModule.c_str());
-
     Json::Value object;
     PT_JSON_IN_PARAM copy = param;
     const std::string sEnvelope = CreateInputJsonStr(object, copy);
@@ -103,15 +120,16 @@ extern "C" int delete_request(PT_JSON_IN_PARAM& param, const std::string& module
         PELMO_LOGE("input json is wrong");
         return -1;
     }
-    GVariant* pReply = CPelmoGDBusUtil::GetInstance()->SendMessageViaDBUS(kStoreBusName, "delete", sModule, sEnvelope);
-    if (pReply == nullptr) {
+    std::string sOutput;
+    switch (SendToStore("delete", sModule, sEnvelope, sOutput)) {
+    case ReplyState::kNone:
         PELMO_LOGE("ppOutputData is wrong");
         return -1;
-    }
-    std::string sOutput;
-    if (!CPelmoGDBusUtil::GetInstance()->GetDBusData(pReply, sOutput)) {
+    case ReplyState::kRefused:
         PELMO_LOGE("dbus call fail in delete_request");
         return -1;
+    case ReplyState::kAccepted:
+        break;
     }
     return 0;
 }
