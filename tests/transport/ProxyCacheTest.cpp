@@ -2,6 +2,8 @@
 
 #include <chrono>
 
+#include <pelmo_service_gdbus_generated.h>
+
 #include "TransportFixture.h"
 
 namespace {
@@ -142,4 +144,33 @@ TEST_F(TransportTest, ProxyThatCouldNotBeCreatedIsKeptAsNullAndRetried)
     EXPECT_EQ(m_log.Count(DLOG_ERROR, "Create Proxy Failed"), 2u);
     EXPECT_EQ(m_log.Count(DLOG_DEBUG, "[not a bus name] proxy is already created."), 0u);
     EXPECT_EQ(m_service.CallCount(), 0u);
+}
+
+TEST_F(TransportTest, GeneratedSyncCallWithoutAReplyReturnsFalseAndLeavesOutputsAlone)
+{
+    GError* pError = nullptr;
+    OrgOrvikPelmo_service* pProxy = org_orvik_pelmo_service_proxy_new_for_bus_sync(
+        G_BUS_TYPE_SYSTEM, G_DBUS_PROXY_FLAGS_NONE, "org.orvik.Feltrix.dbus", "/org/orvik/pelmo_service", nullptr,
+        &pError);
+    ASSERT_NE(pProxy, nullptr) << (pError != nullptr ? pError->message : "");
+    m_service.AnswerAlways(false, "answered");
+    gboolean bResult = TRUE;
+    gchar* sOutput = nullptr;
+    ASSERT_TRUE(org_orvik_pelmo_service_call_call_sync(pProxy, "insert", "m", "{}", &bResult, &sOutput, nullptr,
+                                                       &pError));
+    EXPECT_EQ(bResult, FALSE);
+    ASSERT_NE(sOutput, nullptr);
+    EXPECT_STREQ(sOutput, "answered");
+    g_free(sOutput);
+
+    m_service.Stop();  // nobody answers now
+    bResult = TRUE;
+    gchar* sUntouched = nullptr;
+    EXPECT_FALSE(org_orvik_pelmo_service_call_call_sync(pProxy, "insert", "m", "{}", &bResult, &sUntouched, nullptr,
+                                                        &pError));
+    EXPECT_NE(pError, nullptr);
+    EXPECT_EQ(bResult, TRUE);
+    EXPECT_EQ(sUntouched, nullptr);
+    g_clear_error(&pError);
+    g_object_unref(pProxy);
 }
