@@ -102,25 +102,25 @@ void CPreviewAccelerator::AddProperty(const std::string& sKey, int iType, const 
         m_vecSection.back()->m_vecTile.push_back(std::make_shared<CPreviewTile>());
         return;
     case 0: {
-        if (m_vecSection.empty()) return;
-        std::shared_ptr<CPreviewSection> pSection = m_vecSection.back();
-        if (!pSection || pSection->m_vecTile.empty()) return;
-        std::shared_ptr<CPreviewTile> pTile = pSection->m_vecTile.back();
-        if (!pTile) return;
-        // Three document names are stored under columns of other names.
-        std::string sTarget = sKey;
+        if (m_vecSection.empty() || !m_vecSection.back()) return;
+        CPreviewSection& section = *m_vecSection.back();
+        if (section.m_vecTile.empty() || !section.m_vecTile.back()) return;
+        PropertyMap& mapTile = section.m_vecTile.back()->m_mapProperty;
+        // Three document names are stored under columns of other names; other names must
+        // already be columns of the tile.
+        PropertyMap::iterator it;
         if (sKey == "action_data") {
-            sTarget = TilesModel::Tiles::TILE_ACTION_PLAY;
+            it = mapTile.try_emplace(TilesModel::Tiles::TILE_ACTION_PLAY).first;
         } else if (sKey == "public_extra") {
-            sTarget = TilesModel::Tiles::TILE_ACTION_PRE_PLAY;
+            it = mapTile.try_emplace(TilesModel::Tiles::TILE_ACTION_PRE_PLAY).first;
         } else if (sKey == "source_icon") {
-            sTarget = TilesModel::Tiles::TILE_SOURCE_ICON;
-        } else if (pTile->m_mapProperty.find(sKey) == pTile->m_mapProperty.end()) {
-            return;
+            it = mapTile.try_emplace(TilesModel::Tiles::TILE_SOURCE_ICON).first;
+        } else {
+            it = mapTile.find(sKey);
+            if (it == mapTile.end()) return;
         }
-        PropertyValue& value = pTile->m_mapProperty[sTarget];
-        value.first = iType;
-        value.second = sValue;
+        it->second.first = iType;
+        it->second.second = sValue;
         return;
     }
     default:
