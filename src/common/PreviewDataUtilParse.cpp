@@ -92,10 +92,16 @@ void CPreviewDataUtil::GetTilesByJson(CPreviewAccelerator& accelerator, const Js
     // The tile's columns, taken once from a default tile: building a reference tile per tile
     // cost more than the rest of the tile's reading.
     static const PropertyMap reference = CPreviewTile().m_mapProperty;
+    // Names compared for every member of every tile, as strings so that a comparison starts
+    // with the lengths.
+    static const std::string kTitle = TILE_TITLE, kSubtitle = TILE_SUBTITLE, kImageUrl = TILE_IMAGE_URL,
+                             kActionData = "action_data", kDisplayFrom = TILE_DISPLAY_FROM,
+                             kDisplayUntil = TILE_DISPLAY_UNTIL, kActionPlay = TILE_ACTION_PLAY,
+                             kPublicExtra = "public_extra", kSourceIcon = "source_icon",
+                             kModuleKey = TilesInternalModel::Accelerators::ACCELERATOR_APP_PKG_NAME;
     Json::Value publicExtra;
     std::string sTitle, sSubtitle, sImageUrl, sAction, sDisplayFrom, sDisplayUntil, sSkyvaneAction;
-    const std::string sModule =
-        accelerator.m_mapProperty[TilesInternalModel::Accelerators::ACCELERATOR_APP_PKG_NAME].second;
+    const std::string& sModule = accelerator.m_mapProperty[kModuleKey].second;
     const bool bSkyvane = sModule == kSkyvaneModule;
 
     // Object iteration visits members in ascending byte order of their names.
@@ -103,22 +109,22 @@ void CPreviewDataUtil::GetTilesByJson(CPreviewAccelerator& accelerator, const Js
         const Json::Value& value = *it;
         if (value.isObject()) continue;
         const std::string sName = it.name();
-        if (sName == TILE_TITLE) {
+        if (sName == kTitle) {
             sTitle = value.asString();
-        } else if (sName == TILE_SUBTITLE) {
+        } else if (sName == kSubtitle) {
             sSubtitle = value.asString();
-        } else if (sName == TILE_IMAGE_URL) {
+        } else if (sName == kImageUrl) {
             sImageUrl = value.asString();
-        } else if (sName == "action_data") {
+        } else if (sName == kActionData) {
             sAction = value.asString();
-        } else if (sName == TILE_DISPLAY_FROM) {
+        } else if (sName == kDisplayFrom) {
             sDisplayFrom = value.asString();
-        } else if (sName == TILE_DISPLAY_UNTIL) {
+        } else if (sName == kDisplayUntil) {
             sDisplayUntil = value.asString();
         }
-        if (bSkyvane && sName == TILE_ACTION_PLAY) sSkyvaneAction = value.asString();
+        if (bSkyvane && sName == kActionPlay) sSkyvaneAction = value.asString();
 
-        if (sName == "public_extra" || sName == "action_data" || sName == "source_icon" ||
+        if (sName == kPublicExtra || sName == kActionData || sName == kSourceIcon ||
             reference.find(sName) != reference.end()) {
             GetPropertyByJson(accelerator, sName, value, 0);
         } else {
