@@ -2,7 +2,9 @@
 #pragma once
 
 #include <json/json.h>
+#include <pelmo/ISQLiteCursor.h>
 
+#include <memory>
 #include <string>
 #include <vector>
 
@@ -17,6 +19,24 @@ typedef struct {
     std::string group_by;
 } PT_JSON_IN_PARAM;
 
+// A select: the table (a store content URI), the row condition with its arguments, the order,
+// the columns to return (all when empty) and an optional grouping.
+typedef struct {
+    std::string table_name;
+    std::string where;
+    std::vector<std::string> where_args;
+    std::string order;
+    std::vector<std::string> column_list;
+    std::string group_by;
+} PT_CONSUMER_SELECT_IN_PARAM;
+
+// What a select hands back: the store's request id and a cursor over the result rows, which the
+// caller shares and releases by dropping it.
+typedef struct {
+    std::string req_id;
+    std::shared_ptr<ISQLiteCursor> cursor;
+} PT_CONSUMER_SELECT_OUT_PARAM;
+
 // The calling application's id, or an empty string when the framework cannot tell.
 PELMO_API std::string GetAppID();
 // Adds the request envelope members to `object` and returns its styled text, or "" on error.
@@ -30,6 +50,8 @@ PELMO_API int update_request_for_bulk_data(PT_JSON_IN_PARAM& param, long long* o
                                            const std::string& module_name);
 PELMO_API int delete_request(PT_JSON_IN_PARAM& param, const std::string& module_name);
 PELMO_API void finalize_json_bytes(char* buffer);
+PELMO_API bool select_request(PT_CONSUMER_SELECT_IN_PARAM& in, PT_CONSUMER_SELECT_OUT_PARAM& out,
+                              const std::string& module_name);
 
 PELMO_API bool start_preview_scheduler(const char* package_name);
 PELMO_API bool stop_preview_scheduler(const char* package_name);

@@ -1,0 +1,72 @@
+#include "HostStore.h"
+
+#include <sys/wait.h>
+#include <unistd.h>
+
+CHostStore::~CHostStore()
+{
+    Stop();
+}
+
+bool CHostStore::Start(const CHostStoreOptions& options, std::string& sError)
+{
+    m_options = options;
+    if (m_options.sServicePath.empty() || access(m_options.sServicePath.c_str(), X_OK) != 0) {
+        sError = "store service program not found: '" + m_options.sServicePath + "'";
+        return false;
+    }
+    if (!m_bus.Start(sError)) return false;
+    if (!StartService(sError)) {
+        Stop();
+        return false;
+    }
+    return true;
+}
+
+bool CHostStore::StartService(std::string& sError)
+{
+    std::vector<std::string> vecArgv = {m_options.sServicePath, "--db", m_options.sDatabase};
+    if (!m_options.sLogFile.empty()) {
+        vecArgv.push_back("--log");
+        vecArgv.push_back(m_options.sLogFile);
+    }
+    vecArgv.insert(vecArgv.end(), m_options.vecExtraArgs.begin(), m_options.vecExtraArgs.end());
+    m_servicePid = m_bus.Spawn(vecArgv);
+    if (m_servicePid <= 0) {
+        sError = "cannot start " + m_options.sServicePath;
+        return false;
+    }
+    // Both names are taken before the service serves; a service that exits early (bad
+    // database path, for instance) is noticed at once instead of after the full wait.
+    for (const char* sName : {kStoreName, kProviderName}) {
+        for (int iTry = 0; iTry < 100; ++iTry) {
+            if (m_bus.WaitForName(sName, 100)) break;
+            int iStatus = 0;
+            if (waitpid(m_servicePid, &iStatus, WNOHANG) == m_servicePid) {
+                m_servicePid = -1;
+                sError = "the store service exited during start-up (see its log)";
+                return false;
+            }
+        }
+        if (!m_bus.WaitForName(sName, 0)) {
+            sError = std::string("the store service did not take ") + sName;
+            StopService();
+            return false;
+        }
+    }
+    return true;
+}
+
+int CHostStore::StopService()
+{
+    if (m_servicePid <= 0) return -1;
+    const int iStatus = CHostBus::Terminate(m_servicePid);
+    m_servicePid = -1;
+    return iStatus;
+}
+
+void CHostStore::Stop()
+{
+    StopService();
+    m_bus.Stop();
+}

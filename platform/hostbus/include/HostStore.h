@@ -1,0 +1,46 @@
+// The host store: a private bus with the reference store service on it, started together and
+// stopped together. The launcher tool, the tests and the demo all use it.
+#pragma once
+
+#include <sys/types.h>
+
+#include <string>
+#include <vector>
+
+#include "HostBus.h"
+
+struct CHostStoreOptions {
+    std::string sServicePath;             // the pelmo-service program
+    std::string sDatabase = ":memory:";   // --db
+    std::string sLogFile;                 // --log; empty: the service logs to its standard error
+    std::vector<std::string> vecExtraArgs;
+};
+
+class __attribute__((visibility("default"))) CHostStore {
+public:
+    CHostStore() = default;
+    ~CHostStore();
+    CHostStore(const CHostStore&) = delete;
+    CHostStore& operator=(const CHostStore&) = delete;
+
+    // Starts the bus (DBUS_SYSTEM_BUS_ADDRESS of this process then points at it) and the
+    // service, and waits until the service owns both of its names.
+    bool Start(const CHostStoreOptions& options, std::string& sError);
+    // Starts the service again on the same bus and database, e.g. after it was killed.
+    bool StartService(std::string& sError);
+    // Asks the service to stop (SIGTERM) and returns its wait status, or -1.
+    int StopService();
+    // Stops the service, then the bus.
+    void Stop();
+
+    pid_t GetServicePid() const { return m_servicePid; }
+    CHostBus& GetBus() { return m_bus; }
+
+    static constexpr const char* kStoreName = "org.orvik.Feltrix.dbus";
+    static constexpr const char* kProviderName = "org.orvik.pelmo_provider.dbus";
+
+private:
+    CHostBus m_bus;
+    CHostStoreOptions m_options;
+    pid_t m_servicePid = -1;
+};
