@@ -241,3 +241,22 @@ TEST(SharedResultCursor, TableWithoutColumnsOrRowsIsValid)
     EXPECT_NE(pCursor->MoveNext(), 0);
     EXPECT_EQ(pCursor->GetColumnName(0), "");
 }
+
+TEST(SharedResultCursor, GetStringOfADoubleIsTheShortestTextThatReadsBack)
+{
+    CResultTable table;
+    table.vecColumns = {"tenth", "huge", "negative_zero", "third"};
+    table.vecRows.push_back({Real(0.1), Real(1e100), Real(-0.0), Real(1.0 / 3.0)});
+    auto pCursor = CursorOver(table);
+    ASSERT_NE(pCursor, nullptr);
+    ASSERT_EQ(pCursor->MoveNext(), 0);
+    std::string sValue;
+    EXPECT_EQ(pCursor->GetString(0, sValue), 0);
+    EXPECT_EQ(sValue, "0.1");
+    EXPECT_EQ(pCursor->GetString(1, sValue), 0);
+    EXPECT_EQ(sValue, "1e+100");
+    EXPECT_EQ(pCursor->GetString(2, sValue), 0);
+    EXPECT_EQ(sValue, "-0.0");
+    EXPECT_EQ(pCursor->GetString(3, sValue), 0);
+    EXPECT_EQ(std::stod(sValue), 1.0 / 3.0);
+}
