@@ -1,0 +1,155 @@
+// Opening a result through real POSIX shared memory, and every refusal of GetCursor.
+#include <fcntl.h>
+#include <sys/mman.h>
+#include <unistd.h>
+
+#include <gtest/gtest.h>
+
+#include <climits>
+
+#include "LogCapture.h"
+#include "SharedResultTestData.h"
+#include "pelmo/ISharedQueryObject.h"
+#include "pelmo/SharedResult.h"
+
+using namespace shm_test;
+
+namespace {
+
+bool NameExists(const std::string& sKey)
+{
+    const int iFd = shm_open(sKey.c_str(), O_RDONLY, 0);
+    if (iFd < 0) return false;
+    close(iFd);
+    return true;
+}
+
+// The error lines of the store library; each refusal must leave exactly one naming the key.
+std::vector<CLogLine> StoreErrors(const CLogCapture& capture)
+{
+    std::vector<CLogLine> vecOut;
+    for (const CLogLine& line : capture.Lines()) {
+        if (line.iPriority == 6 && line.sTag == "pelmo-store") vecOut.push_back(line);
+    }
+    return vecOut;
+}
+
+void ExpectOneErrorNaming(const CLogCapture& capture, const std::string& sKey, const std::string& sWord)
+{
+    const std::vector<CLogLine> vecErrors = StoreErrors(capture);
+    ASSERT_EQ(vecErrors.size(), 1u) << capture.Dump();
+    const std::string sBody = CLogCapture::Body(vecErrors[0].sMessage);
+    EXPECT_NE(sBody.find(sKey), std::string::npos) << sBody;
+    EXPECT_NE(sBody.find(sWord), std::string::npos) << sBody;
+}
+
+class SharedResultGetCursor : public ::testing::Test {
+protected:
+    void SetUp() override
+    {
+        m_sKey = UniqueKey("cursor");
+        m_sBytes = CSharedResultWriter::Serialize(EveryKindTable());
+        ASSERT_FALSE(m_sBytes.empty());
+        m_iSize = static_cast<int>(m_sBytes.size());
+    }
+    void TearDown() override { CSharedResultWriter::Remove(m_sKey); }
+
+    void Publish(const std::string& sBytes)
+    {
+        std::string sError;
+        ASSERT_TRUE(CSharedResultWriter::Publish(m_sKey, sBytes, sError)) << sError;
+    }
+
+    std::string m_sKey;
+    std::string m_sBytes;
+    int m_iSize = 0;
+};
+
+}  // namespace
+
+TEST_F(SharedResultGetCursor, OpensAPublishedResultOnceAndRemovesItsName)
+{
+    Publish(m_sBytes);
+    CLogCapture capture;
+    auto pCursor = ISharedQueryObject::GetCursor(m_sKey, m_iSize);
+    ASSERT_NE(pCursor, nullptr) << capture.Dump();
+    EXPECT_TRUE(StoreErrors(capture).empty()) << capture.Dump();
+    EXPECT_FALSE(NameExists(m_sKey));
+
+    EXPECT_EQ(pCursor->GetRowCount(), 2);
+    ASSERT_EQ(pCursor->MoveNext(), 0);
+    long long llValue = 0;
+    EXPECT_EQ(pCursor->GetInt64(5, llValue), 0);
+    EXPECT_EQ(llValue, kNegative64);
+    std::string sValue;
+    EXPECT_EQ(pCursor->GetString(8, sValue), 0);
+    EXPECT_EQ(sValue, kUtf8Text);
+
+    EXPECT_EQ(ISharedQueryObject::GetCursor(m_sKey, m_iSize), nullptr);
+    ExpectOneErrorNaming(capture, m_sKey, "No such file");
+}
+
+TEST_F(SharedResultGetCursor, RefusesAMissingKey)
+{
+    CLogCapture capture;
+    EXPECT_EQ(ISharedQueryObject::GetCursor(m_sKey, m_iSize), nullptr);
+    ExpectOneErrorNaming(capture, m_sKey, "shm_open");
+}
+
+TEST_F(SharedResultGetCursor, RefusesAWrongSizeAndKeepsTheResult)
+{
+    Publish(m_sBytes);
+    for (int iWrong : {m_iSize - 8, m_iSize + 8, 1}) {
+        SCOPED_TRACE(iWrong);
+        CLogCapture capture;
+        EXPECT_EQ(ISharedQueryObject::GetCursor(m_sKey, iWrong), nullptr);
+        ExpectOneErrorNaming(capture, m_sKey, "announced");
+        EXPECT_TRUE(NameExists(m_sKey));
+    }
+    EXPECT_NE(ISharedQueryObject::GetCursor(m_sKey, m_iSize), nullptr);
+}
+
+TEST_F(SharedResultGetCursor, RefusesAZeroOrNegativeSize)
+{
+    Publish(m_sBytes);
+    for (int iSize : {0, -1, -m_iSize, INT_MIN}) {
+        SCOPED_TRACE(iSize);
+        CLogCapture capture;
+        EXPECT_EQ(ISharedQueryObject::GetCursor(m_sKey, iSize), nullptr);
+        ExpectOneErrorNaming(capture, m_sKey, "announced size");
+    }
+    EXPECT_TRUE(NameExists(m_sKey));
+}
+
+TEST_F(SharedResultGetCursor, RefusesASizeOverTheLimit)
+{
+    Publish(m_sBytes);
+    for (int iSize : {static_cast<int>(kMaxSharedResultSize) + 1, INT_MAX}) {
+        SCOPED_TRACE(iSize);
+        CLogCapture capture;
+        EXPECT_EQ(ISharedQueryObject::GetCursor(m_sKey, iSize), nullptr);
+        ExpectOneErrorNaming(capture, m_sKey, "announced size");
+    }
+}
+
+TEST_F(SharedResultGetCursor, RefusesAMalformedObjectWithTheReason)
+{
+    std::string sBytes = m_sBytes;
+    sBytes[0] = 'X';
+    Publish(sBytes);
+    CLogCapture capture;
+    EXPECT_EQ(ISharedQueryObject::GetCursor(m_sKey, m_iSize), nullptr);
+    ExpectOneErrorNaming(capture, m_sKey, "magic");
+    // It was opened: the name is gone like that of any opened result.
+    EXPECT_FALSE(NameExists(m_sKey));
+}
+
+TEST_F(SharedResultGetCursor, RefusesAnInvalidKey)
+{
+    CLogCapture capture;
+    EXPECT_EQ(ISharedQueryObject::GetCursor("", m_iSize), nullptr);
+    EXPECT_EQ(StoreErrors(capture).size(), 1u) << capture.Dump();
+    capture.Clear();
+    EXPECT_EQ(ISharedQueryObject::GetCursor("/a/b", m_iSize), nullptr);
+    ExpectOneErrorNaming(capture, "/a/b", "shm_open");
+}
