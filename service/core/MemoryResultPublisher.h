@@ -1,0 +1,38 @@
+// A publisher that keeps select results in memory, under keys of its own. The tests and the
+// fuzzer run the handler with it, in one process and without shared memory.
+#pragma once
+
+#include <deque>
+#include <utility>
+#include <string>
+
+#include "ResultPublisher.h"
+
+class CMemoryResultPublisher : public IResultPublisher {
+public:
+    bool Publish(const CResultTable& table, std::string& sKey, long long& llSize, std::string& /*sError*/) override
+    {
+        sKey = "memory-" + std::to_string(++m_llCounter);
+        llSize = static_cast<long long>(table.vecRows.size() * (table.vecColumns.size() + 1));
+        m_deqTable.emplace_back(sKey, table);
+        // Only the latest results are kept, so that a long fuzzing run does not grow.
+        if (m_deqTable.size() > kMaxKept) m_deqTable.pop_front();
+        m_sLastKey = sKey;
+        return true;
+    }
+
+    const CResultTable* Find(const std::string& sKey) const
+    {
+        for (const auto& entry : m_deqTable) {
+            if (entry.first == sKey) return &entry.second;
+        }
+        return nullptr;
+    }
+    const std::string& LastKey() const { return m_sLastKey; }
+
+private:
+    static constexpr std::size_t kMaxKept = 16;
+    long long m_llCounter = 0;
+    std::string m_sLastKey;
+    std::deque<std::pair<std::string, CResultTable>> m_deqTable;
+};

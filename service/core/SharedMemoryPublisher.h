@@ -1,0 +1,26 @@
+// Publishes select results as POSIX shared-memory objects for the client's cursor, and removes
+// the ones nobody opened in time (the client unlinks a result once it has mapped it).
+#pragma once
+
+#include <chrono>
+#include <map>
+#include <string>
+
+#include "ResultPublisher.h"
+
+class CSharedMemoryPublisher : public IResultPublisher {
+public:
+    CSharedMemoryPublisher();
+    ~CSharedMemoryPublisher() override;
+
+    bool Publish(const CResultTable& table, std::string& sKey, long long& llSize, std::string& sError) override;
+    // Removes every result published before `limit`; returns how many names were still there.
+    int ExpireOlderThan(std::chrono::steady_clock::time_point limit);
+    // Results published and not yet expired (whether or not a client has opened them).
+    std::size_t Pending() const { return m_mapPublished.size(); }
+
+private:
+    std::string m_sPrefix;
+    unsigned long long m_ullCounter = 0;
+    std::map<std::string, std::chrono::steady_clock::time_point> m_mapPublished;
+};

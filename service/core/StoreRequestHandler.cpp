@@ -1,0 +1,112 @@
+#include "StoreRequestHandler.h"
+
+#include <chrono>
+#include <exception>
+#include <new>
+
+#include "QueryGrammar.h"
+#include "RequestEnvelope.h"
+
+namespace StoreReplies {
+CStoreReply Refuse(const std::string& sReason)
+{
+    CStoreReply reply;
+    reply.bResult = false;
+    reply.sOutput = sReason;
+    return reply;
+}
+
+CStoreReply Accept(const std::string& sOutput, long long llRows)
+{
+    CStoreReply reply;
+    reply.bResult = true;
+    reply.sOutput = sOutput;
+    reply.llRows = llRows;
+    return reply;
+}
+}  // namespace StoreReplies
+
+using StoreReplies::Refuse;
+
+CStoreReply CStoreRequestHandler::Handle(const std::string& sMethod, const std::string& sModule,
+                                         const std::string& sInput)
+{
+    const auto start = std::chrono::steady_clock::now();
+    CStoreReply reply;
+    try {
+        ++m_llRequestId;
+        reply = Dispatch(sMethod, sModule, sInput);
+    } catch (const std::bad_alloc&) {
+        reply = Refuse("internal error: out of memory");
+    } catch (const std::exception& e) {
+        reply = Refuse("internal error: " + CQueryGrammar::Excerpt(e.what(), 160));
+    } catch (...) {
+        reply = Refuse("internal error: unknown exception");
+    }
+    if (!reply.bResult) reply.llRows = 0;
+    reply.dMillis = std::chrono::duration<double, std::milli>(std::chrono::steady_clock::now() - start).count();
+    return reply;
+}
+
+CStoreReply CStoreRequestHandler::Dispatch(const std::string& sMethod, const std::string& sModule,
+                                           const std::string& sInput)
+{
+    enum class Method { kInsert, kInsertBulk, kUpdate, kDelete, kSelect, kSync, kStart, kStop, kTerminate, kUnknown };
+    Method eMethod = Method::kUnknown;
+    if (sMethod == "insert") eMethod = Method::kInsert;
+    else if (sMethod == "insert_bulk") eMethod = Method::kInsertBulk;
+    else if (sMethod == "update") eMethod = Method::kUpdate;
+    else if (sMethod == "delete") eMethod = Method::kDelete;
+    else if (sMethod == "select") eMethod = Method::kSelect;
+    else if (sMethod == "send_sync") eMethod = Method::kSync;
+    else if (sMethod == "start_preview_scheduler") eMethod = Method::kStart;
+    else if (sMethod == "stop_preview_scheduler") eMethod = Method::kStop;
+    else if (sMethod == "terminate_service") eMethod = Method::kTerminate;
+    if (eMethod == Method::kUnknown) return Refuse("unknown method: " + CQueryGrammar::Excerpt(sMethod, 64));
+
+    if (sModule.empty()) return Refuse("empty module name");
+    if (sModule.size() > kMaxModuleLength) {
+        return Refuse("module name too long: " + std::to_string(sModule.size()) + " bytes (limit " +
+                      std::to_string(kMaxModuleLength) + ")");
+    }
+    if (sInput.size() > kMaxInputSize) {
+        return Refuse("request too large: " + std::to_string(sInput.size()) + " bytes (limit " +
+                      std::to_string(kMaxInputSize) + ")");
+    }
+
+    switch (eMethod) {
+    case Method::kSync:
+        m_activity.RecordSync(sModule);
+        return StoreReplies::Accept("", 0);
+    case Method::kStart:
+    case Method::kStop:
+        // The package is the one whose scheduler changes; the input names the app that asked.
+        m_activity.RecordScheduler(sModule, eMethod == Method::kStart, sInput.substr(0, kMaxModuleLength));
+        return StoreReplies::Accept("", 0);
+    case Method::kTerminate:
+        // Only recorded: the reference store does not end other processes.
+        m_activity.RecordTerminate(sModule, sInput.substr(0, kMaxModuleLength));
+        return StoreReplies::Accept("", 0);
+    default:
+        break;
+    }
+
+    if (!m_database.IsOpen()) return Refuse("store database is not open");
+    Json::Value root;
+    std::string sError;
+    if (!RequestEnvelope::ParseObject(sInput, root, sError)) return Refuse(sError);
+    switch (eMethod) {
+    case Method::kInsert:
+        return Insert(sModule, root);
+    case Method::kInsertBulk:
+        return InsertBulk(sModule, root);
+    case Method::kUpdate:
+        return Update(sModule, root);
+    case Method::kDelete:
+        return Delete(sModule, root);
+    case Method::kSelect:
+        return Select(sModule, root);
+    default:
+        return Refuse("internal error: method not dispatched");
+    }
+}

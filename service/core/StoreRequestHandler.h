@@ -1,0 +1,61 @@
+// The store service's request handling without the bus: one "Call(method, package, input)"
+// in, one (result, output) out. The daemon's bus glue, the tests and the fuzzer all call it.
+#pragma once
+
+#include <json/json.h>
+
+#include <cstddef>
+#include <string>
+
+#include "ModuleActivity.h"
+#include "ResultPublisher.h"
+#include "StoreDatabase.h"
+#include "StoreReply.h"
+#include "StoreSchema.h"
+
+class CStoreRequestHandler {
+public:
+    // Largest input text of one request.
+    static constexpr std::size_t kMaxInputSize = 4u * 1024u * 1024u;
+    // Longest module (package) name.
+    static constexpr std::size_t kMaxModuleLength = 256;
+
+    CStoreRequestHandler(CStoreDatabase& database, IResultPublisher& publisher)
+        : m_database(database), m_publisher(publisher)
+    {
+    }
+
+    // Never throws: every refusal or failure is a false result with a one-line reason, and
+    // leaves the rows as they were.
+    CStoreReply Handle(const std::string& sMethod, const std::string& sModule, const std::string& sInput);
+
+    const CModuleActivity& Activity() const { return m_activity; }
+
+private:
+    CStoreReply Dispatch(const std::string& sMethod, const std::string& sModule, const std::string& sInput);
+
+    // StoreWriteRequests.cpp
+    CStoreReply Insert(const std::string& sModule, const Json::Value& root);
+    CStoreReply InsertBulk(const std::string& sModule, const Json::Value& root);
+    CStoreReply Update(const std::string& sModule, const Json::Value& root);
+    bool InsertRow(const CStoreTable& table, const std::string& sModule, const Json::Value& row, long long& llRowId,
+                   std::string& sError);
+    bool UpdateRow(const CStoreTable& table, const std::string& sModule, const Json::Value& row, std::string& sError);
+
+    // StoreReadRequests.cpp
+    CStoreReply Select(const std::string& sModule, const Json::Value& root);
+    CStoreReply Delete(const std::string& sModule, const Json::Value& root);
+    bool DeleteRowAndChildren(const CStoreTable& table, const std::string& sModule, long long llRowId,
+                              std::string& sError);
+
+    CStoreDatabase& m_database;
+    IResultPublisher& m_publisher;
+    CModuleActivity m_activity;
+    long long m_llRequestId = 0;
+};
+
+// Helpers shared by the request files.
+namespace StoreReplies {
+CStoreReply Refuse(const std::string& sReason);
+CStoreReply Accept(const std::string& sOutput, long long llRows);
+}  // namespace StoreReplies

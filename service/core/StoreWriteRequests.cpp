@@ -1,0 +1,151 @@
+// insert, insert_bulk and update: rows are checked column by column, parents must belong to
+// the same module, and every request is one transaction.
+#include <string>
+
+#include "RequestEnvelope.h"
+#include "RowWriter.h"
+#include "StoreRequestHandler.h"
+
+using StoreReplies::Accept;
+using StoreReplies::Refuse;
+
+namespace {
+bool BindModule(sqlite3_stmt* pStatement, int iIndex, const std::string& sModule)
+{
+    return sqlite3_bind_text(pStatement, iIndex, sModule.c_str(), static_cast<int>(sModule.size()),
+                             SQLITE_TRANSIENT) == SQLITE_OK;
+}
+
+// The request's rows: the "arrayitem" array. Other envelope members are not read.
+const Json::Value* RowsOf(const Json::Value& root, std::string& sError)
+{
+    const Json::Value& rows = root["arrayitem"];
+    if (!rows.isArray()) {
+        sError = rows.isNull() ? "arrayitem missing" : "arrayitem must be an array of rows";
+        return nullptr;
+    }
+    return &rows;
+}
+}  // namespace
+
+bool CStoreRequestHandler::InsertRow(const CStoreTable& table, const std::string& sModule, const Json::Value& row,
+                                     long long& llRowId, std::string& sError)
+{
+    RowWriter::ColumnValues vecValues;
+    long long llIgnored = 0;
+    if (!RowWriter::ReadRow(table, row, sModule, false, vecValues, llIgnored, sError)) return false;
+    if (!RowWriter::CheckParent(m_database, table, vecValues, sModule, sError)) return false;
+
+    std::string sColumns;
+    std::string sPlaceholders;
+    for (const auto& entry : vecValues) {
+        sColumns += "\"" + entry.first + "\", ";
+        sPlaceholders += "?, ";
+    }
+    CStatement statement = m_database.Prepare("INSERT INTO \"" + table.sName + "\" (" + sColumns +
+                                                  "\"module_name\") VALUES (" + sPlaceholders + "?)",
+                                              sError);
+    if (!statement) return false;
+    int iIndex = 1;
+    for (const auto& entry : vecValues) {
+        if (RowWriter::BindValue(statement.Get(), iIndex++, entry.second) != SQLITE_OK) {
+            sError = "cannot bind column " + entry.first + ": " + m_database.LastError();
+            return false;
+        }
+    }
+    if (!BindModule(statement.Get(), iIndex, sModule)) {
+        sError = "cannot bind the module: " + m_database.LastError();
+        return false;
+    }
+    if (!RowWriter::StepDone(m_database, statement.Get(), sError)) return false;
+    llRowId = sqlite3_last_insert_rowid(m_database.Handle());
+    return true;
+}
+
+CStoreReply CStoreRequestHandler::Insert(const std::string& sModule, const Json::Value& root)
+{
+    std::string sError;
+    const CStoreTable* pTable = RequestEnvelope::TargetTable(root, sError);
+    if (pTable == nullptr) return Refuse(sError);
+    CTransaction transaction(m_database);
+    if (!transaction.Started()) return Refuse("cannot begin a transaction: " + transaction.Error());
+    long long llRowId = 0;
+    if (!InsertRow(*pTable, sModule, root, llRowId, sError)) return Refuse(sError);
+    if (!transaction.Commit(sError)) return Refuse("cannot commit: " + sError);
+    return Accept(std::to_string(llRowId), 1);
+}
+
+CStoreReply CStoreRequestHandler::InsertBulk(const std::string& sModule, const Json::Value& root)
+{
+    std::string sError;
+    const CStoreTable* pTable = RequestEnvelope::TargetTable(root, sError);
+    if (pTable == nullptr) return Refuse(sError);
+    const Json::Value* pRows = RowsOf(root, sError);
+    if (pRows == nullptr) return Refuse(sError);
+    // There is no "last new row id" to answer with, and a client that sends no rows has a bug.
+    if (pRows->empty()) return Refuse("insert_bulk: arrayitem has no rows");
+    CTransaction transaction(m_database);
+    if (!transaction.Started()) return Refuse("cannot begin a transaction: " + transaction.Error());
+    long long llRowId = 0;
+    long long llCount = 0;
+    for (const Json::Value& row : *pRows) {
+        if (!InsertRow(*pTable, sModule, row, llRowId, sError)) {
+            return Refuse("row " + std::to_string(llCount) + ": " + sError);
+        }
+        ++llCount;
+    }
+    if (!transaction.Commit(sError)) return Refuse("cannot commit: " + sError);
+    return Accept(std::to_string(llRowId), llCount);
+}
+
+bool CStoreRequestHandler::UpdateRow(const CStoreTable& table, const std::string& sModule, const Json::Value& row,
+                                     std::string& sError)
+{
+    RowWriter::ColumnValues vecValues;
+    long long llRowId = 0;
+    if (!RowWriter::ReadRow(table, row, sModule, true, vecValues, llRowId, sError)) return false;
+    if (!RowWriter::CheckParent(m_database, table, vecValues, sModule, sError)) return false;
+
+    // With no columns to set, the statement only proves that the row is the module's.
+    std::string sSet = "\"_id\" = \"_id\"";
+    for (const auto& entry : vecValues) sSet += ", \"" + entry.first + "\" = ?";
+    CStatement statement = m_database.Prepare(
+        "UPDATE \"" + table.sName + "\" SET " + sSet + " WHERE \"_id\" = ? AND \"module_name\" = ?", sError);
+    if (!statement) return false;
+    int iIndex = 1;
+    for (const auto& entry : vecValues) {
+        if (RowWriter::BindValue(statement.Get(), iIndex++, entry.second) != SQLITE_OK) {
+            sError = "cannot bind column " + entry.first + ": " + m_database.LastError();
+            return false;
+        }
+    }
+    if (sqlite3_bind_int64(statement.Get(), iIndex, llRowId) != SQLITE_OK ||
+        !BindModule(statement.Get(), iIndex + 1, sModule)) {
+        sError = "cannot bind the row id: " + m_database.LastError();
+        return false;
+    }
+    if (!RowWriter::StepDone(m_database, statement.Get(), sError)) return false;
+    if (sqlite3_changes(m_database.Handle()) != 1) {
+        sError = "row " + std::to_string(llRowId) + " is not a row of this module's " + table.sName;
+        return false;
+    }
+    return true;
+}
+
+CStoreReply CStoreRequestHandler::Update(const std::string& sModule, const Json::Value& root)
+{
+    std::string sError;
+    const CStoreTable* pTable = RequestEnvelope::TargetTable(root, sError);
+    if (pTable == nullptr) return Refuse(sError);
+    const Json::Value* pRows = RowsOf(root, sError);
+    if (pRows == nullptr) return Refuse(sError);
+    CTransaction transaction(m_database);
+    if (!transaction.Started()) return Refuse("cannot begin a transaction: " + transaction.Error());
+    long long llCount = 0;
+    for (const Json::Value& row : *pRows) {
+        if (!UpdateRow(*pTable, sModule, row, sError)) return Refuse("row " + std::to_string(llCount) + ": " + sError);
+        ++llCount;
+    }
+    if (!transaction.Commit(sError)) return Refuse("cannot commit: " + sError);
+    return Accept("", llCount);
+}

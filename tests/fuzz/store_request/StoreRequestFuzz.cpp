@@ -1,0 +1,122 @@
+// Feeds arbitrary requests to the store's request handler. The first byte picks the method
+// (one of the store's methods or an unknown one), the second the calling module, the rest is
+// the input text. The database is one in-memory store, put back to the same seeded rows
+// before every input so that a finding replays alone.
+//
+// Besides "never crash", every input checks the store's promises:
+// - a refused request changes no row and answers a one-line reason;
+// - no request changes another module's rows;
+// - every parent id names a row of the same module, and an accelerator's package is its module.
+#include <cstddef>
+#include <cstdint>
+#include <string>
+
+#include "MemoryResultPublisher.h"
+#include "StoreDatabase.h"
+#include "StoreRequestHandler.h"
+
+namespace {
+const char* const kMethods[] = {"insert",    "insert_bulk", "update", "delete", "select", "send_sync", "start_preview_scheduler",
+                                "stop_preview_scheduler", "terminate_service", "drop_everything"};
+const char* const kModules[] = {"org.example.app", "org.other.app", "", "org.example.app.extra"};
+
+void Check(bool bCondition)
+{
+    if (!bCondition) __builtin_trap();
+}
+
+void Exec(CStoreDatabase& database, const char* sSql)
+{
+    std::string sError;
+    Check(database.Execute(sSql, sError));
+}
+
+// Every row of every table, as text; rows of sModule left out when it is not empty.
+std::string Dump(CStoreDatabase& database, const std::string& sSkipModule)
+{
+    std::string sDump;
+    for (const char* sTable : {"accelerators", "sections", "tiles"}) {
+        std::string sError;
+        CStatement statement = database.Prepare(std::string("SELECT * FROM ") + sTable +
+                                                    " WHERE module_name != ?1 ORDER BY _id",
+                                                sError);
+        Check(static_cast<bool>(statement));
+        sqlite3_bind_text(statement.Get(), 1, sSkipModule.c_str(), static_cast<int>(sSkipModule.size()),
+                          SQLITE_TRANSIENT);
+        sDump += sTable;
+        while (sqlite3_step(statement.Get()) == SQLITE_ROW) {
+            const int iColumns = sqlite3_column_count(statement.Get());
+            for (int i = 0; i < iColumns; ++i) {
+                sDump += '|';
+                sDump += std::to_string(sqlite3_column_type(statement.Get(), i));
+                const unsigned char* pText = sqlite3_column_text(statement.Get(), i);
+                if (pText != nullptr) {
+                    sDump.append(reinterpret_cast<const char*>(pText),
+                                 static_cast<std::size_t>(sqlite3_column_bytes(statement.Get(), i)));
+                }
+            }
+            sDump += '\n';
+        }
+    }
+    return sDump;
+}
+
+long long Count(CStoreDatabase& database, const char* sSql)
+{
+    std::string sError;
+    CStatement statement = database.Prepare(sSql, sError);
+    Check(static_cast<bool>(statement));
+    Check(sqlite3_step(statement.Get()) == SQLITE_ROW);
+    return sqlite3_column_int64(statement.Get(), 0);
+}
+
+void Reseed(CStoreDatabase& database)
+{
+    Exec(database, "DELETE FROM tiles; DELETE FROM sections; DELETE FROM accelerators;"
+                   "INSERT INTO accelerators (_id, accelerator_title, accelerator_enabled, app_pkg_name, module_name) "
+                   "VALUES (1, 'Mine', 1, 'org.example.app', 'org.example.app'),"
+                   " (2, 'Theirs', 1, 'org.other.app', 'org.other.app');"
+                   "INSERT INTO sections (_id, section_title, section_accelerator_raw_id, module_name) "
+                   "VALUES (1, 'Top', 1, 'org.example.app'), (2, 'More', 1, 'org.example.app'),"
+                   " (3, 'Other', 2, 'org.other.app');"
+                   "INSERT INTO tiles (_id, tile_title, tile_section_raw_id, tile_position, tile_image_ratio, module_name) "
+                   "VALUES (1, 'a', 1, 1, 1.5, 'org.example.app'), (2, 'b', 1, 2, 0.5, 'org.example.app'),"
+                   " (3, 'c', 2, 4294967297, NULL, 'org.example.app'), (4, 'd', 3, 1, 1.0, 'org.other.app');");
+}
+}  // namespace
+
+extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size)
+{
+    static CStoreDatabase* pDatabase = [] {
+        auto* pNew = new CStoreDatabase();
+        std::string sError;
+        Check(pNew->Open(":memory:", sError));
+        return pNew;
+    }();
+    static CMemoryResultPublisher publisher;
+    static CStoreRequestHandler handler(*pDatabase, publisher);
+    if (size < 2) return 0;
+
+    Reseed(*pDatabase);
+    const std::string sMethod = kMethods[data[0] % (sizeof kMethods / sizeof kMethods[0])];
+    const std::string sModule = kModules[data[1] % (sizeof kModules / sizeof kModules[0])];
+    const std::string sInput(reinterpret_cast<const char*>(data + 2), size - 2);
+
+    const std::string sAllBefore = Dump(*pDatabase, "");
+    const std::string sOthersBefore = Dump(*pDatabase, sModule);
+    const CStoreReply reply = handler.Handle(sMethod, sModule, sInput);
+    if (!reply.bResult) {
+        Check(reply.sOutput.find('\n') == std::string::npos);
+        Check(!reply.sOutput.empty());
+        Check(Dump(*pDatabase, "") == sAllBefore);
+    }
+    Check(Dump(*pDatabase, sModule) == sOthersBefore);
+    Check(Count(*pDatabase, "SELECT count(*) FROM sections s WHERE section_accelerator_raw_id IS NOT NULL AND NOT EXISTS "
+                            "(SELECT 1 FROM accelerators a WHERE a._id = s.section_accelerator_raw_id "
+                            "AND a.module_name = s.module_name)") == 0);
+    Check(Count(*pDatabase, "SELECT count(*) FROM tiles t WHERE tile_section_raw_id IS NOT NULL AND NOT EXISTS "
+                            "(SELECT 1 FROM sections s WHERE s._id = t.tile_section_raw_id "
+                            "AND s.module_name = t.module_name)") == 0);
+    Check(Count(*pDatabase, "SELECT count(*) FROM accelerators WHERE app_pkg_name IS NOT module_name") == 0);
+    return 0;
+}

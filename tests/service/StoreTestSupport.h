@@ -1,0 +1,62 @@
+// A store request handler over a fresh database, with helpers that send requests as the
+// library does and read back what the store holds.
+#pragma once
+
+#include <gtest/gtest.h>
+#include <json/json.h>
+
+#include <memory>
+#include <string>
+
+#include "MemoryResultPublisher.h"
+#include "StoreDatabase.h"
+#include "StoreRequestHandler.h"
+
+namespace StoreUris {
+inline const std::string kAccelerators = "content://org.orvik.pelmo/accelerators";
+inline const std::string kSections = "content://org.orvik.pelmo/sections";
+inline const std::string kTiles = "content://org.orvik.pelmo/tiles";
+}  // namespace StoreUris
+
+std::string ToText(const Json::Value& value);
+
+// Row counts of the three tables, all modules together.
+struct CRowCounts {
+    long long llAccelerators = -1;
+    long long llSections = -1;
+    long long llTiles = -1;
+    bool operator==(const CRowCounts& other) const
+    {
+        return llAccelerators == other.llAccelerators && llSections == other.llSections && llTiles == other.llTiles;
+    }
+};
+std::ostream& operator<<(std::ostream& stream, const CRowCounts& counts);
+
+class CStoreFixture : public ::testing::Test {
+protected:
+    void SetUp() override { Open(":memory:"); }
+    void Open(const std::string& sPath);
+
+    CStoreReply Call(const std::string& sMethod, const std::string& sModule, const Json::Value& input);
+    CStoreReply CallText(const std::string& sMethod, const std::string& sModule, const std::string& sInput);
+
+    // Inserts and returns the new row id; fails the test when the store refuses.
+    long long AddAccelerator(const std::string& sModule, const std::string& sTitle = "Accel");
+    long long AddSection(const std::string& sModule, long long llAccelerator, const std::string& sTitle = "Section");
+    long long AddTile(const std::string& sModule, long long llSection, const std::string& sTitle = "Tile");
+
+public:
+    // The envelope of a select or delete.
+    static Json::Value Envelope(const std::string& sUri, const std::string& sWhere = "",
+                                std::initializer_list<std::string> listArgs = {});
+
+protected:
+    // Runs a select; the published table, or null when the store refused (reason in sReason).
+    const CResultTable* Select(const std::string& sModule, const Json::Value& envelope, std::string* pReason = nullptr);
+
+    CRowCounts Counts();
+
+    std::unique_ptr<CStoreDatabase> m_pDatabase;
+    CMemoryResultPublisher m_publisher;
+    std::unique_ptr<CStoreRequestHandler> m_pHandler;
+};

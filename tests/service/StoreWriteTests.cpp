@@ -1,0 +1,259 @@
+// insert, insert_bulk and update as the library sends them.
+#include "StoreTestSupport.h"
+
+namespace {
+Json::Value TileRow(long long llSection, const std::string& sTitle)
+{
+    Json::Value row;
+    row["tile_title"] = sTitle;
+    row["tile_section_raw_id"] = std::to_string(llSection);
+    return row;
+}
+
+Json::Value BulkOf(const std::string& sUri, const Json::Value& rows)
+{
+    Json::Value envelope;
+    envelope["table_name"] = sUri;
+    envelope["arrayitem"] = rows;
+    return envelope;
+}
+}  // namespace
+
+using StoreInsert = CStoreFixture;
+using StoreInsertBulk = CStoreFixture;
+using StoreUpdate = CStoreFixture;
+
+TEST_F(StoreInsert, AnswersTheNewRowIdAndIgnoresAClientChosenId)
+{
+    Json::Value row;
+    row["table_name"] = StoreUris::kAccelerators;
+    row["_id"] = "999";
+    row["accelerator_title"] = "First";
+    const CStoreReply reply = Call("insert", "org.example.app", row);
+    ASSERT_TRUE(reply.bResult) << reply.sOutput;
+    EXPECT_EQ(reply.sOutput, "1");
+    EXPECT_EQ(reply.llRows, 1);
+    EXPECT_EQ(AddAccelerator("org.example.app"), 2);
+}
+
+TEST_F(StoreInsert, AcceleratorPackageNameIsForcedToTheModule)
+{
+    Json::Value row;
+    row["table_name"] = StoreUris::kAccelerators;
+    row["app_pkg_name"] = "org.someone.else";
+    ASSERT_TRUE(Call("insert", "org.example.app", row).bResult);
+    Json::Value envelope = Envelope(StoreUris::kAccelerators);
+    envelope["column_list"].append("app_pkg_name");
+    const CResultTable* pTable = Select("org.example.app", envelope);
+    ASSERT_NE(pTable, nullptr);
+    ASSERT_EQ(pTable->vecRows.size(), 1u);
+    EXPECT_EQ(pTable->vecRows[0][0].sText, "org.example.app");
+    EXPECT_EQ(Select("org.someone.else", envelope)->vecRows.size(), 0u);
+}
+
+TEST_F(StoreInsert, RowNamingTheModuleColumnIsRefused)
+{
+    Json::Value row;
+    row["table_name"] = StoreUris::kTiles;
+    row["module_name"] = "org.other";
+    const CStoreReply reply = Call("insert", "org.example.app", row);
+    EXPECT_FALSE(reply.bResult);
+    EXPECT_NE(reply.sOutput.find("module_name"), std::string::npos) << reply.sOutput;
+    EXPECT_EQ(Counts().llTiles, 0);
+}
+
+TEST_F(StoreInsert, UnknownColumnIsRefusedAndNothingIsStored)
+{
+    Json::Value row;
+    row["table_name"] = StoreUris::kTiles;
+    row["tile_title"] = "ok";
+    row["tile_colour"] = "red";
+    const CStoreReply reply = Call("insert", "org.example.app", row);
+    EXPECT_FALSE(reply.bResult);
+    EXPECT_EQ(reply.sOutput, "unknown column 'tile_colour' of table tiles");
+    EXPECT_EQ(Counts().llTiles, 0);
+}
+
+TEST_F(StoreInsert, ObjectOrArrayValueIsRefused)
+{
+    Json::Value row;
+    row["table_name"] = StoreUris::kTiles;
+    row["tile_extra"]["nested"] = 1;
+    EXPECT_FALSE(Call("insert", "org.example.app", row).bResult);
+    row["tile_extra"] = Json::Value(Json::arrayValue);
+    EXPECT_FALSE(Call("insert", "org.example.app", row).bResult);
+    EXPECT_EQ(Counts().llTiles, 0);
+}
+
+TEST_F(StoreInsert, UnknownOrMissingTableIsRefused)
+{
+    Json::Value row;
+    row["table_name"] = "content://org.orvik.pelmo/users";
+    CStoreReply reply = Call("insert", "org.example.app", row);
+    EXPECT_FALSE(reply.bResult);
+    EXPECT_EQ(reply.sOutput, "unknown table_name 'content://org.orvik.pelmo/users'");
+    row.removeMember("table_name");
+    row["tile_title"] = "x";
+    reply = Call("insert", "org.example.app", row);
+    EXPECT_FALSE(reply.bResult);
+    EXPECT_EQ(reply.sOutput, "table_name missing");
+}
+
+TEST_F(StoreInsert, SectionNamingAMissingAcceleratorIsRefused)
+{
+    Json::Value row;
+    row["table_name"] = StoreUris::kSections;
+    row["section_accelerator_raw_id"] = "42";
+    const CStoreReply reply = Call("insert", "org.example.app", row);
+    EXPECT_FALSE(reply.bResult);
+    EXPECT_NE(reply.sOutput.find("not a row of this module's accelerators"), std::string::npos) << reply.sOutput;
+    EXPECT_EQ(Counts().llSections, 0);
+}
+
+TEST_F(StoreInsert, SectionNamingItsModulesAcceleratorIsStored)
+{
+    const long long llAccelerator = AddAccelerator("org.example.app");
+    const long long llSection = AddSection("org.example.app", llAccelerator);
+    EXPECT_GT(llSection, 0);
+    EXPECT_GT(AddTile("org.example.app", llSection), 0);
+    EXPECT_EQ(Counts(), (CRowCounts{1, 1, 1}));
+}
+
+TEST_F(StoreInsertBulk, StoresAllRowsAndAnswersTheLastId)
+{
+    const long long llSection = AddSection("org.example.app", AddAccelerator("org.example.app"));
+    Json::Value rows(Json::arrayValue);
+    for (int i = 0; i < 5; ++i) rows.append(TileRow(llSection, "tile " + std::to_string(i)));
+    const CStoreReply reply = Call("insert_bulk", "org.example.app", BulkOf(StoreUris::kTiles, rows));
+    ASSERT_TRUE(reply.bResult) << reply.sOutput;
+    EXPECT_EQ(reply.sOutput, "5");
+    EXPECT_EQ(reply.llRows, 5);
+    EXPECT_EQ(Counts().llTiles, 5);
+}
+
+TEST_F(StoreInsertBulk, BadLastRowLeavesNoRow)
+{
+    const long long llSection = AddSection("org.example.app", AddAccelerator("org.example.app"));
+    Json::Value rows(Json::arrayValue);
+    for (int i = 0; i < 4; ++i) rows.append(TileRow(llSection, "tile " + std::to_string(i)));
+    Json::Value bad = TileRow(llSection, "bad");
+    bad["no_such_column"] = "x";
+    rows.append(bad);
+    const CStoreReply reply = Call("insert_bulk", "org.example.app", BulkOf(StoreUris::kTiles, rows));
+    EXPECT_FALSE(reply.bResult);
+    EXPECT_EQ(reply.sOutput, "row 4: unknown column 'no_such_column' of table tiles");
+    EXPECT_EQ(Counts().llTiles, 0);
+    // The ids the rolled-back rows would have had are free again.
+    EXPECT_EQ(AddTile("org.example.app", llSection), 1);
+}
+
+TEST_F(StoreInsertBulk, LastRowWithAForeignParentLeavesNoRow)
+{
+    const long long llMine = AddSection("org.example.app", AddAccelerator("org.example.app"));
+    const long long llTheirs = AddSection("org.other.app", AddAccelerator("org.other.app"));
+    Json::Value rows(Json::arrayValue);
+    rows.append(TileRow(llMine, "mine"));
+    rows.append(TileRow(llTheirs, "theirs"));
+    EXPECT_FALSE(Call("insert_bulk", "org.example.app", BulkOf(StoreUris::kTiles, rows)).bResult);
+    EXPECT_EQ(Counts().llTiles, 0);
+}
+
+TEST_F(StoreInsertBulk, EmptyArrayIsRefused)
+{
+    const CStoreReply reply =
+        Call("insert_bulk", "org.example.app", BulkOf(StoreUris::kTiles, Json::Value(Json::arrayValue)));
+    EXPECT_FALSE(reply.bResult);
+    EXPECT_EQ(reply.sOutput, "insert_bulk: arrayitem has no rows");
+}
+
+TEST_F(StoreInsertBulk, RowThatIsNotAnObjectIsRefused)
+{
+    Json::Value rows(Json::arrayValue);
+    rows.append("tile");
+    EXPECT_FALSE(Call("insert_bulk", "org.example.app", BulkOf(StoreUris::kTiles, rows)).bResult);
+    EXPECT_EQ(Counts().llTiles, 0);
+}
+
+TEST_F(StoreUpdate, ChangesTheNamedColumnsOfTheModulesRows)
+{
+    const long long llSection = AddSection("org.example.app", AddAccelerator("org.example.app"));
+    const long long llTile = AddTile("org.example.app", llSection, "old");
+    Json::Value row;
+    row["bulk_update_row_id_key"] = std::to_string(llTile);
+    row["tile_title"] = "new";
+    row["tile_position"] = "3";
+    Json::Value rows(Json::arrayValue);
+    rows.append(row);
+    const CStoreReply reply = Call("update", "org.example.app", BulkOf(StoreUris::kTiles, rows));
+    ASSERT_TRUE(reply.bResult) << reply.sOutput;
+    EXPECT_EQ(reply.sOutput, "");
+    Json::Value envelope = Envelope(StoreUris::kTiles, "_id = ?", {std::to_string(llTile)});
+    envelope["column_list"].append("tile_title");
+    envelope["column_list"].append("tile_position");
+    envelope["column_list"].append("tile_section_raw_id");
+    const CResultTable* pTable = Select("org.example.app", envelope);
+    ASSERT_NE(pTable, nullptr);
+    ASSERT_EQ(pTable->vecRows.size(), 1u);
+    EXPECT_EQ(pTable->vecRows[0][0].sText, "new");
+    EXPECT_EQ(pTable->vecRows[0][1].eKind, CResultCell::kInteger);
+    EXPECT_EQ(pTable->vecRows[0][1].llValue, 3);
+    EXPECT_EQ(pTable->vecRows[0][2].llValue, llSection);
+}
+
+TEST_F(StoreUpdate, MissingRowFailsTheWholeRequest)
+{
+    const long long llSection = AddSection("org.example.app", AddAccelerator("org.example.app"));
+    const long long llTile = AddTile("org.example.app", llSection, "old");
+    Json::Value rows(Json::arrayValue);
+    Json::Value row;
+    row["bulk_update_row_id_key"] = std::to_string(llTile);
+    row["tile_title"] = "new";
+    rows.append(row);
+    row["bulk_update_row_id_key"] = "777";
+    rows.append(row);
+    const CStoreReply reply = Call("update", "org.example.app", BulkOf(StoreUris::kTiles, rows));
+    EXPECT_FALSE(reply.bResult);
+    EXPECT_EQ(reply.sOutput, "row 1: row 777 is not a row of this module's tiles");
+    const CResultTable* pTable = Select("org.example.app", Envelope(StoreUris::kTiles, "tile_title = ?", {"old"}));
+    ASSERT_NE(pTable, nullptr);
+    EXPECT_EQ(pTable->vecRows.size(), 1u);
+}
+
+TEST_F(StoreUpdate, RowWithoutTheIdKeyOrWithABadIdIsRefused)
+{
+    AddAccelerator("org.example.app");
+    Json::Value rows(Json::arrayValue);
+    Json::Value row;
+    row["accelerator_title"] = "x";
+    rows.append(row);
+    CStoreReply reply = Call("update", "org.example.app", BulkOf(StoreUris::kAccelerators, rows));
+    EXPECT_FALSE(reply.bResult);
+    EXPECT_EQ(reply.sOutput, "row 0: an update row needs bulk_update_row_id_key");
+    rows[0]["bulk_update_row_id_key"] = "1 OR 1=1";
+    reply = Call("update", "org.example.app", BulkOf(StoreUris::kAccelerators, rows));
+    EXPECT_FALSE(reply.bResult);
+    EXPECT_NE(reply.sOutput.find("is not a row id"), std::string::npos) << reply.sOutput;
+}
+
+TEST_F(StoreUpdate, RepointingToAMissingParentChangesNothing)
+{
+    const long long llSection = AddSection("org.example.app", AddAccelerator("org.example.app"));
+    const long long llTile = AddTile("org.example.app", llSection);
+    Json::Value rows(Json::arrayValue);
+    Json::Value row;
+    row["bulk_update_row_id_key"] = std::to_string(llTile);
+    row["tile_section_raw_id"] = "5000";
+    rows.append(row);
+    EXPECT_FALSE(Call("update", "org.example.app", BulkOf(StoreUris::kTiles, rows)).bResult);
+    const CResultTable* pTable = Select(
+        "org.example.app", Envelope(StoreUris::kTiles, "tile_section_raw_id = ?", {std::to_string(llSection)}));
+    ASSERT_NE(pTable, nullptr);
+    EXPECT_EQ(pTable->vecRows.size(), 1u);
+}
+
+TEST_F(StoreUpdate, EmptyArrayChangesNothingAndSucceeds)
+{
+    const CStoreReply reply = Call("update", "org.example.app", BulkOf(StoreUris::kTiles, Json::Value(Json::arrayValue)));
+    EXPECT_TRUE(reply.bResult) << reply.sOutput;
+    EXPECT_EQ(reply.llRows, 0);
+}
