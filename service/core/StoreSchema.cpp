@@ -3,13 +3,13 @@
 #include <pelmo/TilesModel.h>
 
 namespace {
-// Ids the store assigns, parent ids, positions, sizes, flags and progress are numbers in the
-// preview model; values arrive as JSON strings and INTEGER affinity turns numeric text into
-// integers, so a read-back gives numbers where the model has numbers. Ids an application
-// chooses (accelerator_id, section_id, tile_id) stay TEXT: they are keys the library hashes
-// as text, and "007" must not come back as 7.
+// Ids, parent ids, positions, sizes, display periods, flags and progress are numbers in the
+// preview model (the library writes section and tile ids and display periods as validated
+// integers); values arrive as JSON strings and INTEGER affinity turns numeric text into
+// integers, so a read-back gives numbers where the model has numbers, while text that is not a
+// number is kept as it came. The accelerator id an application chooses stays TEXT, and so does
+// the image ratio, which applications write as "16:9".
 constexpr const char* kInteger = "INTEGER";
-constexpr const char* kReal = "REAL";
 constexpr const char* kText = "TEXT";
 
 CStoreTable MakeAccelerators()
@@ -38,7 +38,7 @@ CStoreTable MakeSections()
     table.sName = "sections";
     table.sContentUri = CONTENT_URI;
     table.vecColumns = {{_ID, kInteger},
-                        {SECTION_ID, kText},
+                        {SECTION_ID, kInteger},
                         {SECTION_TITLE, kText},
                         {SECTION_POSITION, kInteger},
                         {SECTION_ACCELERATOR_RAW_ID, kInteger},
@@ -57,13 +57,13 @@ CStoreTable MakeTiles()
     table.sName = "tiles";
     table.sContentUri = CONTENT_URI;
     table.vecColumns = {{_ID, kInteger},
-                        {TILE_ID, kText},
+                        {TILE_ID, kInteger},
                         {TILE_SECTION_RAW_ID, kInteger},
                         {TILE_TYPE, kText},
                         {TILE_TITLE, kText},
                         {TILE_SUBTITLE, kText},
-                        {TILE_DISPLAY_FROM, kText},
-                        {TILE_DISPLAY_UNTIL, kText},
+                        {TILE_DISPLAY_FROM, kInteger},
+                        {TILE_DISPLAY_UNTIL, kInteger},
                         {TILE_ACTION_PLAY, kText},
                         {TILE_ACTION_CLICK, kText},
                         {TILE_ACTION_TYPE, kText},
@@ -72,7 +72,7 @@ CStoreTable MakeTiles()
                         {TILE_IMAGE_PATH, kText},
                         {TILE_IMAGE_WIDTH, kInteger},
                         {TILE_IMAGE_HEIGHT, kInteger},
-                        {TILE_IMAGE_RATIO, kReal},
+                        {TILE_IMAGE_RATIO, kText},
                         {TILE_SOURCE_ICON, kText},
                         {TILE_SOURCE_ICON_PATH, kText},
                         {TILE_ACTION_PRE_PLAY, kText},

@@ -23,12 +23,14 @@ TEST_F(StoreSelect, ReadBackKeepsTheStorageClassOfEachValue)
     row["tile_section_raw_id"] = std::to_string(llSection);
     row["tile_image_width"] = "1280";
     row["tile_position"] = "4294967297";
-    row["tile_image_ratio"] = "1.5";
+    row["tile_image_ratio"] = "16:9";
+    row["tile_image_height"] = "2.5";
     row["tile_title"] = "Hello";
     row["tile_subtitle"] = Json::Value();
     row["tile_playable"] = true;
     row["tile_progress"] = 42;
-    row["tile_id"] = "007";
+    row["tile_id"] = "12";
+    row["tile_type"] = "007";
     ASSERT_TRUE(Call("insert", "org.example.app", row).bResult);
 
     const CResultTable* pTable = Select("org.example.app", Envelope(StoreUris::kTiles));
@@ -42,8 +44,11 @@ TEST_F(StoreSelect, ReadBackKeepsTheStorageClassOfEachValue)
     EXPECT_EQ(position.eKind, CResultCell::kInteger);
     EXPECT_EQ(position.llValue, 4294967297LL);
     const CResultCell& ratio = vecRow[ColumnIndex(*pTable, "tile_image_ratio")];
-    EXPECT_EQ(ratio.eKind, CResultCell::kDouble);
-    EXPECT_DOUBLE_EQ(ratio.dValue, 1.5);
+    EXPECT_EQ(ratio.eKind, CResultCell::kText);
+    EXPECT_EQ(ratio.sText, "16:9");
+    const CResultCell& height = vecRow[ColumnIndex(*pTable, "tile_image_height")];
+    EXPECT_EQ(height.eKind, CResultCell::kDouble);
+    EXPECT_DOUBLE_EQ(height.dValue, 2.5);
     const CResultCell& title = vecRow[ColumnIndex(*pTable, "tile_title")];
     EXPECT_EQ(title.eKind, CResultCell::kText);
     EXPECT_EQ(title.sText, "Hello");
@@ -54,8 +59,12 @@ TEST_F(StoreSelect, ReadBackKeepsTheStorageClassOfEachValue)
     EXPECT_EQ(playable.llValue, 1);
     EXPECT_EQ(vecRow[ColumnIndex(*pTable, "tile_progress")].llValue, 42);
     const CResultCell& tileId = vecRow[ColumnIndex(*pTable, "tile_id")];
-    EXPECT_EQ(tileId.eKind, CResultCell::kText);
-    EXPECT_EQ(tileId.sText, "007");
+    EXPECT_EQ(tileId.eKind, CResultCell::kInteger);
+    EXPECT_EQ(tileId.llValue, 12);
+    // A text column keeps numeric-looking text as it came.
+    const CResultCell& type = vecRow[ColumnIndex(*pTable, "tile_type")];
+    EXPECT_EQ(type.eKind, CResultCell::kText);
+    EXPECT_EQ(type.sText, "007");
     const CResultCell& parent = vecRow[ColumnIndex(*pTable, "tile_section_raw_id")];
     EXPECT_EQ(parent.eKind, CResultCell::kInteger);
     EXPECT_EQ(parent.llValue, llSection);

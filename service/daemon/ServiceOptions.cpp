@@ -1,0 +1,50 @@
+#include "ServiceOptions.h"
+
+#include <cstdlib>
+
+const char* ServiceUsage()
+{
+    return "usage: pelmo-service [--db PATH] [--log FILE] [--result-ttl SECONDS]\n"
+           "  --db PATH             SQLite database of the store (default :memory:)\n"
+           "  --log FILE            append one line per request to FILE (default: standard error)\n"
+           "  --result-ttl SECONDS  remove select results nobody opened after this long (default 30)\n"
+           "Serves org.orvik.Feltrix.dbus and org.orvik.pelmo_provider.dbus on the system bus\n"
+           "(DBUS_SYSTEM_BUS_ADDRESS); stops cleanly on SIGTERM or SIGINT.\n";
+}
+
+bool ParseServiceOptions(int argc, char** argv, CServiceOptions& options, std::string& sError)
+{
+    for (int i = 1; i < argc; ++i) {
+        const std::string sArg = argv[i];
+        if (sArg == "-h" || sArg == "--help") {
+            sError.clear();
+            return false;
+        }
+        if (i + 1 >= argc) {
+            sError = "missing value after " + sArg;
+            return false;
+        }
+        const std::string sValue = argv[++i];
+        if (sArg == "--db") {
+            options.sDatabase = sValue;
+        } else if (sArg == "--log") {
+            options.sLogFile = sValue;
+        } else if (sArg == "--result-ttl") {
+            char* pEnd = nullptr;
+            const long lValue = std::strtol(sValue.c_str(), &pEnd, 10);
+            if (pEnd == sValue.c_str() || *pEnd != '\0' || lValue < 1 || lValue > 3600) {
+                sError = "--result-ttl wants whole seconds from 1 to 3600, not '" + sValue + "'";
+                return false;
+            }
+            options.iResultTtlSeconds = static_cast<int>(lValue);
+        } else {
+            sError = "unknown argument " + sArg;
+            return false;
+        }
+    }
+    if (options.sDatabase.empty()) {
+        sError = "--db needs a path or :memory:";
+        return false;
+    }
+    return true;
+}

@@ -1,0 +1,131 @@
+#include "StoreBusService.h"
+
+#include "pelmo_service_gdbus_generated.h"
+
+namespace {
+constexpr guint32 kDoNotQueue = 4;
+constexpr guint32 kPrimaryOwner = 1;
+
+// Names are requested synchronously, so that a launcher that sees them owned can rely on the
+// object being served.
+bool RequestName(GDBusConnection* pConn, const std::string& sName, std::string& sError)
+{
+    GError* pError = nullptr;
+    GVariant* pReply = g_dbus_connection_call_sync(
+        pConn, "org.freedesktop.DBus", "/org/freedesktop/DBus", "org.freedesktop.DBus", "RequestName",
+        g_variant_new("(su)", sName.c_str(), kDoNotQueue), G_VARIANT_TYPE("(u)"), G_DBUS_CALL_FLAGS_NONE, 5000,
+        nullptr, &pError);
+    if (pReply == nullptr) {
+        sError = "cannot own " + sName + ": " + (pError ? pError->message : "no reply");
+        g_clear_error(&pError);
+        return false;
+    }
+    guint32 uResult = 0;
+    g_variant_get(pReply, "(u)", &uResult);
+    g_variant_unref(pReply);
+    if (uResult != kPrimaryOwner) {
+        sError = "cannot own " + sName + ": another process has it";
+        return false;
+    }
+    return true;
+}
+}  // namespace
+
+CStoreBusService::~CStoreBusService()
+{
+    Stop();
+}
+
+bool CStoreBusService::Start(std::function<void()> onClosed, std::string& sError)
+{
+    m_onClosed = std::move(onClosed);
+    GError* pError = nullptr;
+    gchar* sAddress = g_dbus_address_get_for_bus_sync(G_BUS_TYPE_SYSTEM, nullptr, &pError);
+    if (sAddress == nullptr) {
+        sError = std::string("no system bus: ") + (pError ? pError->message : "unknown error");
+        g_clear_error(&pError);
+        return false;
+    }
+    const std::string sBus = sAddress;
+    g_free(sAddress);
+    m_store.sName = kStoreName;
+    m_provider.sName = kProviderName;
+    return StartEndpoint(m_store, sBus, sError) && StartEndpoint(m_provider, sBus, sError);
+}
+
+bool CStoreBusService::StartEndpoint(CEndpoint& endpoint, const std::string& sAddress, std::string& sError)
+{
+    endpoint.pOwner = this;
+    GError* pError = nullptr;
+    endpoint.pConn = g_dbus_connection_new_for_address_sync(
+        sAddress.c_str(),
+        static_cast<GDBusConnectionFlags>(G_DBUS_CONNECTION_FLAGS_AUTHENTICATION_CLIENT |
+                                          G_DBUS_CONNECTION_FLAGS_MESSAGE_BUS_CONNECTION),
+        nullptr, nullptr, &pError);
+    if (endpoint.pConn == nullptr) {
+        sError = std::string("cannot connect to the system bus: ") + (pError ? pError->message : "unknown error");
+        g_clear_error(&pError);
+        return false;
+    }
+    // The service decides itself what to do when the bus goes away: stop in order.
+    g_dbus_connection_set_exit_on_close(endpoint.pConn, FALSE);
+    g_signal_connect(endpoint.pConn, "closed", G_CALLBACK(&CStoreBusService::OnClosed), this);
+
+    auto* pSkeleton = org_orvik_pelmo_service_skeleton_new();
+    endpoint.pSkeleton = pSkeleton;
+    g_signal_connect(pSkeleton, "handle-call", G_CALLBACK(&CStoreBusService::OnHandleCall), &endpoint);
+    if (!g_dbus_interface_skeleton_export(G_DBUS_INTERFACE_SKELETON(pSkeleton), endpoint.pConn, kObjectPath,
+                                          &pError)) {
+        sError = std::string("cannot export ") + kObjectPath + ": " + pError->message;
+        g_clear_error(&pError);
+        return false;
+    }
+    return RequestName(endpoint.pConn, endpoint.sName, sError);
+}
+
+gboolean CStoreBusService::OnHandleCall(GObject* pObject, GDBusMethodInvocation* pInvocation, const gchar* sMethod,
+                                        const gchar* sPackage, const gchar* sInput, gpointer pUser)
+{
+    auto* pEndpoint = static_cast<CEndpoint*>(pUser);
+    const CBusAnswer answer = pEndpoint->pOwner->m_handler(pEndpoint->sName, sMethod ? sMethod : "",
+                                                           sPackage ? sPackage : "", sInput ? sInput : "");
+    // A D-Bus string must be valid UTF-8; a reason that quotes a cut piece of the request might
+    // not be, and an invalid string would abort the reply.
+    if (g_utf8_validate(answer.sOutput.data(), static_cast<gssize>(answer.sOutput.size()), nullptr)) {
+        org_orvik_pelmo_service_complete_call(ORG_ORVIK_PELMO_SERVICE(pObject), pInvocation, answer.bResult,
+                                              answer.sOutput.c_str());
+    } else {
+        gchar* sValid = g_utf8_make_valid(answer.sOutput.data(), static_cast<gssize>(answer.sOutput.size()));
+        org_orvik_pelmo_service_complete_call(ORG_ORVIK_PELMO_SERVICE(pObject), pInvocation, answer.bResult, sValid);
+        g_free(sValid);
+    }
+    return TRUE;
+}
+
+void CStoreBusService::OnClosed(GDBusConnection*, gboolean, GError*, gpointer pUser)
+{
+    auto* pSelf = static_cast<CStoreBusService*>(pUser);
+    if (pSelf->m_onClosed) pSelf->m_onClosed();
+}
+
+void CStoreBusService::StopEndpoint(CEndpoint& endpoint)
+{
+    if (endpoint.pSkeleton != nullptr) {
+        g_dbus_interface_skeleton_unexport(G_DBUS_INTERFACE_SKELETON(endpoint.pSkeleton));
+        g_object_unref(endpoint.pSkeleton);
+        endpoint.pSkeleton = nullptr;
+    }
+    if (endpoint.pConn != nullptr) {
+        g_signal_handlers_disconnect_by_data(endpoint.pConn, endpoint.pOwner);
+        g_dbus_connection_flush_sync(endpoint.pConn, nullptr, nullptr);
+        g_dbus_connection_close_sync(endpoint.pConn, nullptr, nullptr);
+        g_object_unref(endpoint.pConn);
+        endpoint.pConn = nullptr;
+    }
+}
+
+void CStoreBusService::Stop()
+{
+    StopEndpoint(m_provider);
+    StopEndpoint(m_store);
+}

@@ -1,0 +1,55 @@
+// The store's presence on the bus: one connection per service name, each serving "Call" at
+// the service object through the generated skeleton. Clients address a name's owner by its
+// unique connection name, so a connection of its own is the only way to know which of the two
+// names a call was meant for.
+#pragma once
+
+#include <gio/gio.h>
+
+#include <functional>
+#include <string>
+
+struct CBusAnswer {
+    bool bResult = false;
+    std::string sOutput;
+};
+
+class CStoreBusService {
+public:
+    // Called for every "Call", with the well-known name it was addressed to.
+    using Handler = std::function<CBusAnswer(const std::string& sBusName, const std::string& sMethod,
+                                             const std::string& sPackage, const std::string& sInput)>;
+
+    explicit CStoreBusService(Handler handler) : m_handler(std::move(handler)) {}
+    ~CStoreBusService();
+    CStoreBusService(const CStoreBusService&) = delete;
+    CStoreBusService& operator=(const CStoreBusService&) = delete;
+
+    // Connects to the system bus, exports the object and takes both names. `onClosed` runs when
+    // the bus goes away. False with a one-line reason when any step fails.
+    bool Start(std::function<void()> onClosed, std::string& sError);
+    void Stop();
+
+    static constexpr const char* kStoreName = "org.orvik.Feltrix.dbus";
+    static constexpr const char* kProviderName = "org.orvik.pelmo_provider.dbus";
+    static constexpr const char* kObjectPath = "/org/orvik/pelmo_service";
+
+private:
+    static gboolean OnHandleCall(GObject* pObject, GDBusMethodInvocation* pInvocation, const gchar* sMethod,
+                                 const gchar* sPackage, const gchar* sInput, gpointer pUser);
+    static void OnClosed(GDBusConnection* pConn, gboolean bRemotePeerVanished, GError* pError, gpointer pUser);
+
+    struct CEndpoint {
+        CStoreBusService* pOwner = nullptr;
+        std::string sName;
+        GDBusConnection* pConn = nullptr;
+        gpointer pSkeleton = nullptr;
+    };
+    bool StartEndpoint(CEndpoint& endpoint, const std::string& sAddress, std::string& sError);
+    static void StopEndpoint(CEndpoint& endpoint);
+
+    Handler m_handler;
+    std::function<void()> m_onClosed;
+    CEndpoint m_store;
+    CEndpoint m_provider;
+};

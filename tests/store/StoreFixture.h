@@ -1,0 +1,103 @@
+// The real store service on a private bus, with a database file in a fresh directory, and
+// helpers to drive it through the library's own request functions.
+#pragma once
+
+#include <dlog.h>
+#include <gtest/gtest.h>
+#include <sqlite3.h>
+#include <stdlib.h>
+#include <unistd.h>
+
+#include <fstream>
+#include <iterator>
+#include <string>
+#include <vector>
+
+#include "HostStore.h"
+#include "LogCapture.h"
+#include "PelmoAPI.h"
+#include "PelmoGDBusUtil.h"
+
+class StoreTest : public ::testing::Test {
+protected:
+    void SetUp() override
+    {
+        setenv("PELMO_APP_ID", "org.example.caller", 1);
+        char sTemplate[] = "/tmp/pelmo-store-test.XXXXXX";
+        ASSERT_NE(mkdtemp(sTemplate), nullptr);
+        m_sDir = sTemplate;
+        m_options.sServicePath = PELMO_SERVICE_PATH;
+        m_options.sDatabase = m_sDir + "/store.db";
+        m_options.sLogFile = m_sDir + "/requests.log";
+        std::string sError;
+        ASSERT_TRUE(m_store.Start(m_options, sError)) << sError;
+    }
+    void TearDown() override
+    {
+        CPelmoGDBusUtil::ReleaseInstance();
+        m_store.Stop();
+        for (const char* sName : {"/store.db", "/store.db-wal", "/store.db-shm", "/requests.log"}) {
+            unlink((m_sDir + sName).c_str());
+        }
+        rmdir(m_sDir.c_str());
+    }
+
+    // Rows of a table straight from the database file, all modules together.
+    long long CountRows(const std::string& sTable, const std::string& sWhere = "") const
+    {
+        sqlite3* pDb = nullptr;
+        long long llCount = -1;
+        if (sqlite3_open_v2(m_options.sDatabase.c_str(), &pDb, SQLITE_OPEN_READONLY, nullptr) == SQLITE_OK) {
+            const std::string sSql = "SELECT count(*) FROM " + sTable + (sWhere.empty() ? "" : " WHERE " + sWhere);
+            sqlite3_stmt* pStmt = nullptr;
+            if (sqlite3_prepare_v2(pDb, sSql.c_str(), -1, &pStmt, nullptr) == SQLITE_OK &&
+                sqlite3_step(pStmt) == SQLITE_ROW) {
+                llCount = sqlite3_column_int64(pStmt, 0);
+            }
+            sqlite3_finalize(pStmt);
+        }
+        sqlite3_close(pDb);
+        return llCount;
+    }
+
+    std::string ReadRequestLog() const
+    {
+        std::ifstream in(m_options.sLogFile);
+        return std::string(std::istreambuf_iterator<char>(in), std::istreambuf_iterator<char>());
+    }
+
+    long long Insert(const std::string& sRow, const std::string& sModule)
+    {
+        PT_JSON_IN_PARAM param;
+        param.data = sRow;
+        long long llRowId = -1;
+        if (insert_request(param, &llRowId, sModule) != 0) return -1;
+        return llRowId;
+    }
+
+    // Registers a module with an accelerator row and one section; returns the section's id.
+    long long AddModuleWithSection(const std::string& sModule, long long* pAcceleratorId = nullptr)
+    {
+        const long long llAccelerator = Insert(
+            "{\"table_name\":\"content://org.orvik.pelmo/accelerators\",\"accelerator_title\":\"" + sModule + "\"}",
+            sModule);
+        if (pAcceleratorId) *pAcceleratorId = llAccelerator;
+        return Insert("{\"table_name\":\"content://org.orvik.pelmo/sections\",\"section_title\":\"s\","
+                      "\"section_accelerator_raw_id\":\"" + std::to_string(llAccelerator) + "\"}",
+                      sModule);
+    }
+
+    CHostStore m_store;
+    CHostStoreOptions m_options;
+    std::string m_sDir;
+    CLogCapture m_log;
+};
+
+inline PT_CONSUMER_SELECT_IN_PARAM SelectTiles(const std::string& sWhere = "", std::vector<std::string> vecArgs = {})
+{
+    PT_CONSUMER_SELECT_IN_PARAM in;
+    in.table_name = "content://org.orvik.pelmo/tiles";
+    in.where = sWhere;
+    in.where_args = std::move(vecArgs);
+    return in;
+}
