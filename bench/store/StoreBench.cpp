@@ -87,7 +87,8 @@ int main(int argc, char** argv)
     const int iRuns = argc > 1 ? std::max(5, std::atoi(argv[1])) : 101;
     setenv("PELMO_LOG_LEVEL", "none", 1);
     dlog_host_reload_level();
-    char sDir[] = "/tmp/pelmo-store-bench.XXXXXX";
+    std::string sTemplate = std::string(getenv("PELMO_BENCH_DIR") ? getenv("PELMO_BENCH_DIR") : "/tmp") + "/pelmo-store-bench.XXXXXX";
+    char* sDir = &sTemplate[0];
     if (mkdtemp(sDir) == nullptr) return 1;
     CHostStoreOptions options;
     options.sServicePath = PELMO_SERVICE_PATH;

@@ -31,21 +31,22 @@ std::string FindDaemon()
 
 // A system-bus configuration that lets every local peer own names and call every method:
 // the private bus is only reachable through its socket in a directory of its own.
-std::string BusConfig(const std::string& sDir)
+std::string BusConfig(const std::string& sDir, const std::string& sPolicy)
 {
     return "<!DOCTYPE busconfig PUBLIC \"-//freedesktop//DTD D-Bus Bus Configuration 1.0//EN\"\n"
            " \"http://www.freedesktop.org/standards/dbus/1.0/busconfig.dtd\">\n"
            "<busconfig>\n"
            "  <type>system</type>\n"
            "  <listen>unix:path=" + sDir + "/system_bus_socket</listen>\n"
-           "  <auth>EXTERNAL</auth>\n"
-           "  <policy context=\"default\">\n"
-           "    <allow user=\"*\"/>\n"
-           "    <allow own=\"*\"/>\n"
-           "    <allow send_type=\"method_call\"/>\n"
-           "    <allow send_destination=\"*\"/>\n"
-           "    <allow receive_sender=\"*\"/>\n"
-           "  </policy>\n"
+           "  <auth>EXTERNAL</auth>\n" +
+           (sPolicy.empty() ? std::string("  <policy context=\"default\">\n"
+                                          "    <allow user=\"*\"/>\n"
+                                          "    <allow own=\"*\"/>\n"
+                                          "    <allow send_type=\"method_call\"/>\n"
+                                          "    <allow send_destination=\"*\"/>\n"
+                                          "    <allow receive_sender=\"*\"/>\n"
+                                          "  </policy>\n")
+                            : sPolicy) +
            "</busconfig>\n";
 }
 
@@ -85,7 +86,7 @@ bool CHostBus::Start(std::string& sError)
     const std::string sConfig = m_sDirectory + "/system.conf";
     {
         std::ofstream out(sConfig);
-        out << BusConfig(m_sDirectory);
+        out << BusConfig(m_sDirectory, m_sPolicy);
         if (!out) {
             sError = "cannot write " + sConfig;
             Stop();

@@ -15,6 +15,7 @@ bool CHostStore::Start(const CHostStoreOptions& options, std::string& sError)
         sError = "store service program not found: '" + m_options.sServicePath + "'";
         return false;
     }
+    m_bus.SetPolicy(m_options.sBusPolicy);
     if (!m_bus.Start(sError)) return false;
     if (!StartService(sError)) {
         Stop();

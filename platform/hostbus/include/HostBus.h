@@ -15,6 +15,9 @@ public:
     CHostBus(const CHostBus&) = delete;
     CHostBus& operator=(const CHostBus&) = delete;
 
+    // Replaces the bus's permissive default policy with the given <policy>/<include> elements,
+    // to try a policy file as a real system bus would apply it. Call before Start.
+    void SetPolicy(const std::string& sPolicyXml) { m_sPolicy = sPolicyXml; }
     // Starts the daemon and points DBUS_SYSTEM_BUS_ADDRESS of this process at it.
     // On failure returns false and says why in `sError`.
     bool Start(std::string& sError);
@@ -39,4 +42,5 @@ private:
     std::vector<pid_t> m_vecChildren;
     std::string m_sDirectory;
     std::string m_sAddress;
+    std::string m_sPolicy;
 };

@@ -14,6 +14,7 @@ struct CHostStoreOptions {
     std::string sDatabase = ":memory:";   // --db
     std::string sLogFile;                 // --log; empty: the service logs to its standard error
     std::vector<std::string> vecExtraArgs;
+    std::string sBusPolicy;               // empty: the private bus lets every peer do anything
 };
 
 class __attribute__((visibility("default"))) CHostStore {
