@@ -1,6 +1,7 @@
 // Writes the committed seed corpus of shared_result_fuzz: results of several shapes from the
 // writer, and a few damaged copies. Run once by hand: make_shared_result_corpus <dir>.
 #include <climits>
+#include <cstdint>
 #include <cstdio>
 #include <fstream>
 #include <string>
@@ -17,6 +18,34 @@ CResultCell Cell(CResultCell::Kind eKind, long long llValue = 0, double dValue =
     cell.dValue = dValue;
     cell.sText = sText;
     return cell;
+}
+
+uint64_t GetU64(const std::string& sBytes, size_t iAt)
+{
+    uint64_t uValue = 0;
+    for (int i = 7; i >= 0; --i) uValue = (uValue << 8) | static_cast<unsigned char>(sBytes[iAt + i]);
+    return uValue;
+}
+
+void PutU64(std::string& sBytes, size_t iAt, uint64_t uValue)
+{
+    for (int i = 0; i < 8; ++i) sBytes[iAt + i] = static_cast<char>(uValue >> (8 * i));
+}
+
+// The same result with its sections in another order (text, names, cells), which the reader
+// accepts: only alignment, bounds and disjointness are required.
+std::string Reordered(const std::string& sBytes)
+{
+    const uint64_t uNames = GetU64(sBytes, 24), uCells = GetU64(sBytes, 32), uText = GetU64(sBytes, 40);
+    std::string sText = sBytes.substr(uText, GetU64(sBytes, 48));
+    sText.resize((sText.size() + 7) / 8 * 8, '\0');
+    const std::string sNames = sBytes.substr(uNames, uCells - uNames);
+    std::string sOut = sBytes.substr(0, 64) + sText + sNames + sBytes.substr(uCells, uText - uCells);
+    PutU64(sOut, 8, sOut.size());
+    PutU64(sOut, 40, 64);
+    PutU64(sOut, 24, 64 + sText.size());
+    PutU64(sOut, 32, 64 + sText.size() + sNames.size());
+    return sOut;
 }
 
 bool Write(const std::string& sDir, const std::string& sName, const std::string& sBytes)
@@ -60,7 +89,7 @@ int main(int argc, char** argv)
     const std::string sKinds = CSharedResultWriter::Serialize(kinds);
     bool bOk = Write(sDir, "valid_empty", CSharedResultWriter::Serialize(empty)) &&
                Write(sDir, "valid_no_columns", CSharedResultWriter::Serialize(CResultTable())) &&
-               Write(sDir, "valid_every_kind", sKinds) &&
+               Write(sDir, "valid_every_kind", sKinds) && Write(sDir, "valid_reordered", Reordered(sKinds)) &&
                Write(sDir, "valid_tall", CSharedResultWriter::Serialize(tall)) &&
                Write(sDir, "valid_wide_text", CSharedResultWriter::Serialize(wide));
 
