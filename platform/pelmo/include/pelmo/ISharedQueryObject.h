@@ -9,8 +9,9 @@
 
 class PELMO_STORE_API ISharedQueryObject {
 public:
-    // Maps the shared-memory object `key` of `memory_size` bytes, checks it and returns a cursor
+    // Reads the shared-memory object `key` of `memory_size` bytes, checks it and returns a cursor
     // over its rows; null when the object is missing, malformed or not of the announced size.
-    // The object's name is unlinked once it is mapped: a result can be opened only once.
+    // The object's name is unlinked once its size is checked: a result can be opened only once.
+    // It is read, not mapped: a writer that shrinks the object must not be able to crash the reader.
     static std::shared_ptr<ISQLiteCursor> GetCursor(const std::string& key, const int& memory_size);
 };
