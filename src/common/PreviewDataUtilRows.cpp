@@ -63,8 +63,7 @@ long long CPreviewDataUtil::CreateSection(long long llAcceleratorRowId, CPreview
     for (const auto& property : section.m_mapProperty) {
         if (property.second.second.empty()) continue;
         row[property.first] = property.second.second;
-        PELMO_LOGD("Key [%s],Value [%s] added in Insert JSON", property.first.c_str(),
-                   property.second.second.c_str());
+        PELMO_LOGD("Key [%s],Value [%s] added in Insert JSON", property.first.c_str(), property.second.second.c_str());
     }
 
     PT_JSON_IN_PARAM param;

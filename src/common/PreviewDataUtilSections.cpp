@@ -157,8 +157,9 @@ void CPreviewDataUtil::MakeUpdatedSectionJson(std::string /*sModuleName*/, Json:
     if (!pNewSection) return;
     // Present values are written whether they changed or not: the key already says it is the
     // same section, so its columns are simply taken from the new document.
-    static const char* const kColumns[] = {SECTION_ID, SECTION_TITLE, SECTION_POSITION, SECTION_TITLE_DISPLAY_MODE,
-                                           SECTION_SUBTITLE_DISPLAY_MODE, SECTION_EXTRA};
+    static const char* const kColumns[] = {
+        SECTION_ID,   SECTION_TITLE, SECTION_POSITION, SECTION_TITLE_DISPLAY_MODE, SECTION_SUBTITLE_DISPLAY_MODE,
+        SECTION_EXTRA};
     for (const char* sColumn : kColumns) {
         const std::string& sValue = pNewSection->m_mapProperty[sColumn].second;
         if (sValue.empty() || sValue == "null") continue;

@@ -47,14 +47,13 @@ std::vector<uint64_t> KeysOnlyIn(const std::vector<uint64_t>& vecFrom, const std
 std::vector<uint64_t> KeysInBoth(const std::vector<uint64_t>& vecOld, const std::vector<uint64_t>& vecNew)
 {
     std::vector<uint64_t> vecResult;
-    std::set_intersection(vecOld.begin(), vecOld.end(), vecNew.begin(), vecNew.end(),
-                          std::back_inserter(vecResult));
+    std::set_intersection(vecOld.begin(), vecOld.end(), vecNew.begin(), vecNew.end(), std::back_inserter(vecResult));
     return vecResult;
 }
 }  // namespace
 
-std::shared_ptr<CPreviewTile> CPreviewDataUtil::FindTile(const std::shared_ptr<CPreviewSection>& pSection,
-                                                         uint64_t key, std::vector<int>& vecTaken)
+std::shared_ptr<CPreviewTile> CPreviewDataUtil::FindTile(const std::shared_ptr<CPreviewSection>& pSection, uint64_t key,
+                                                         std::vector<int>& vecTaken)
 {
     if (!pSection) return nullptr;
     const size_t nTiles = std::min(pSection->m_vecTile.size(), vecTaken.size());
@@ -68,7 +67,8 @@ std::shared_ptr<CPreviewTile> CPreviewDataUtil::FindTile(const std::shared_ptr<C
     return nullptr;
 }
 
-void CPreviewDataUtil::DeleteExpiredTileItem(std::string sModuleName, const std::shared_ptr<CPreviewSection>& pOldSection,
+void CPreviewDataUtil::DeleteExpiredTileItem(std::string sModuleName,
+                                             const std::shared_ptr<CPreviewSection>& pOldSection,
                                              const std::shared_ptr<CPreviewSection>& pNewSection)
 {
     using namespace TilesModel;
@@ -174,7 +174,8 @@ void CPreviewDataUtil::CreateTiles(std::string sSectionRawId, const std::vector<
     }
 }
 
-void CPreviewDataUtil::UpdateCommonTileItem(std::string sModuleName, const std::shared_ptr<CPreviewSection>& pOldSection,
+void CPreviewDataUtil::UpdateCommonTileItem(std::string sModuleName,
+                                            const std::shared_ptr<CPreviewSection>& pOldSection,
                                             const std::shared_ptr<CPreviewSection>& pNewSection)
 {
     using namespace TilesModel;
@@ -227,14 +228,22 @@ void CPreviewDataUtil::MakeUpdatedTileJson(std::string sModuleName, Json::Value&
     // other key columns are what made the tile common, so they are never rewritten here.
     enum class Rule { kAsIs, kInteger, kFlag, kActionType, kPublicExtra };
     static const std::pair<const char*, Rule> kColumns[] = {
-        {TILE_ID, Rule::kInteger},           {TILE_TYPE, Rule::kAsIs},
-        {TILE_DISPLAY_FROM, Rule::kInteger}, {TILE_DISPLAY_UNTIL, Rule::kInteger},
-        {TILE_ACTION_TYPE, Rule::kActionType}, {TILE_IMAGE_WIDTH, Rule::kInteger},
-        {TILE_IMAGE_HEIGHT, Rule::kInteger}, {TILE_IMAGE_RATIO, Rule::kAsIs},
-        {TILE_SOURCE_ICON, Rule::kAsIs},     {TILE_EXTRA_APP_ID, Rule::kAsIs},
-        {TILE_PLAYABLE, Rule::kFlag},        {TILE_POSITION, Rule::kAsIs},
-        {TILE_PROGRESS, Rule::kFlag},        {TILE_NOTIFICATION, Rule::kFlag},
-        {TILE_FAVORITE, Rule::kFlag},        {TILE_EXTRA, Rule::kAsIs},
+        {TILE_ID, Rule::kInteger},
+        {TILE_TYPE, Rule::kAsIs},
+        {TILE_DISPLAY_FROM, Rule::kInteger},
+        {TILE_DISPLAY_UNTIL, Rule::kInteger},
+        {TILE_ACTION_TYPE, Rule::kActionType},
+        {TILE_IMAGE_WIDTH, Rule::kInteger},
+        {TILE_IMAGE_HEIGHT, Rule::kInteger},
+        {TILE_IMAGE_RATIO, Rule::kAsIs},
+        {TILE_SOURCE_ICON, Rule::kAsIs},
+        {TILE_EXTRA_APP_ID, Rule::kAsIs},
+        {TILE_PLAYABLE, Rule::kFlag},
+        {TILE_POSITION, Rule::kAsIs},
+        {TILE_PROGRESS, Rule::kFlag},
+        {TILE_NOTIFICATION, Rule::kFlag},
+        {TILE_FAVORITE, Rule::kFlag},
+        {TILE_EXTRA, Rule::kAsIs},
         {TILE_ACTION_PRE_PLAY, Rule::kPublicExtra},
     };
     for (const auto& column : kColumns) {
@@ -251,8 +260,8 @@ void CPreviewDataUtil::MakeUpdatedTileJson(std::string sModuleName, Json::Value&
             row[column.first] = FlagText(sValue);
             break;
         case Rule::kActionType:
-            row[column.first] = sModuleName == kWebAppModule ? std::string(TileActionTypes::TILE_ACTION_WAS_LAUNCH)
-                                                             : sValue;
+            row[column.first] =
+                sModuleName == kWebAppModule ? std::string(TileActionTypes::TILE_ACTION_WAS_LAUNCH) : sValue;
             break;
         case Rule::kPublicExtra:
             PELMO_LOGD("key:[%s] : \t[%s]", "public_extra", sValue.c_str());

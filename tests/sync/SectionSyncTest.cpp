@@ -77,12 +77,13 @@ TEST_F(SyncTest, AnUnchangedDocumentStillUpdatesEverySectionAndItsTilesOnce)
         ASSERT_EQ(sectionDoc["arrayitem"].size(), 1u);
         EXPECT_EQ(sectionDoc["arrayitem"][0]["bulk_update_row_id_key"].asString(), sId);
         if (sId == "1") {
-            EXPECT_EQ(section.sInput, "{\n\t\"arrayitem\" : \n\t[\n\t\t{\n"
-                                      "\t\t\t\"bulk_update_row_id_key\" : \"1\",\n\t\t\t\"section_id\" : \"11\",\n"
-                                      "\t\t\t\"section_subtitle_display_mode\" : \"highlighted_only\",\n"
-                                      "\t\t\t\"section_title\" : \"News\",\n"
-                                      "\t\t\t\"section_title_display_mode\" : \"highlighted_only\"\n"
-                                      "\t\t}\n\t],\n\t\"table_name\" : \"content://org.orvik.pelmo/sections\"\n}");
+            EXPECT_EQ(section.sInput,
+                      "{\n\t\"arrayitem\" : \n\t[\n\t\t{\n"
+                      "\t\t\t\"bulk_update_row_id_key\" : \"1\",\n\t\t\t\"section_id\" : \"11\",\n"
+                      "\t\t\t\"section_subtitle_display_mode\" : \"highlighted_only\",\n"
+                      "\t\t\t\"section_title\" : \"News\",\n"
+                      "\t\t\t\"section_title_display_mode\" : \"highlighted_only\"\n"
+                      "\t\t}\n\t],\n\t\"table_name\" : \"content://org.orvik.pelmo/sections\"\n}");
         }
     }
     EXPECT_TRUE(m_log.Has(DLOG_INFO, kModule + ":Duplicated sections size:2"));
@@ -286,4 +287,28 @@ TEST_F(SyncTest, APublishUpdatesCommonSectionsThenDeletesStaleOnesThenCreatesNew
     // The key lists are left sorted.
     EXPECT_TRUE(std::is_sorted(stored.m_vecSectionHash.begin(), stored.m_vecSectionHash.end()));
     EXPECT_TRUE(std::is_sorted(fresh.m_vecSectionHash.begin(), fresh.m_vecSectionHash.end()));
+}
+
+TEST_F(SyncTest, CommonSectionsHaveTheirTileKeysSortedBeforeTheTilesAreMatched)
+{
+    CPreviewAccelerator stored, fresh;
+    auto pOld = TitledSection(5, "1", "News");
+    AddTile(*pOld, EmptyTile(9, "901"));
+    AddTile(*pOld, EmptyTile(3, "301"));
+    auto pNew = TitledSection(5, "", "News");
+    AddTile(*pNew, EmptyTile(3));
+    AddTile(*pNew, EmptyTile(9));
+    AddSection(stored, pOld);
+    AddSection(fresh, pNew);
+    m_util.ComparedDBUpdate(kModule, stored, fresh);
+    EXPECT_EQ(pOld->m_vecTileHash, (std::vector<uint64_t>{3, 9}));
+    EXPECT_EQ(pNew->m_vecTileHash, (std::vector<uint64_t>{3, 9}));
+    // Both tiles are common: nothing is deleted or inserted, both rows are rewritten in key order.
+    EXPECT_EQ(Methods(), (std::vector<std::string>{"update", "update", "select"}));
+    auto calls = Calls();
+    ASSERT_EQ(calls.size(), 3u);
+    const Json::Value rows = ParseJson(calls[0].sInput)["arrayitem"];
+    ASSERT_EQ(rows.size(), 2u);
+    EXPECT_EQ(rows[0]["bulk_update_row_id_key"].asString(), "301");
+    EXPECT_EQ(rows[1]["bulk_update_row_id_key"].asString(), "901");
 }

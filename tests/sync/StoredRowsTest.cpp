@@ -23,10 +23,14 @@ TEST_F(SyncTest, TheAcceleratorRowIdIsSelectedByPackageName)
     ASSERT_EQ(calls.size(), 1u);
     EXPECT_EQ(calls[0].sMethod, "select");
     EXPECT_EQ(calls[0].sPackage, kModule);
-    EXPECT_EQ(calls[0].sInput, "{\n   \"column_list\" : [ \"_id\" ],\n   \"group_by\" : \"\",\n"
-                               "   \"module_name\" : \"" + kModule + "\",\n   \"order\" : \"\",\n"
-                               "   \"table_name\" : \"content://org.orvik.pelmo/accelerators\",\n"
-                               "   \"where\" : \"app_pkg_name = ?\",\n   \"where_args\" : [ \"" + kModule + "\" ]\n}\n");
+    EXPECT_EQ(calls[0].sInput,
+              "{\n   \"column_list\" : [ \"_id\" ],\n   \"group_by\" : \"\",\n"
+              "   \"module_name\" : \"" +
+                  kModule +
+                  "\",\n   \"order\" : \"\",\n"
+                  "   \"table_name\" : \"content://org.orvik.pelmo/accelerators\",\n"
+                  "   \"where\" : \"app_pkg_name = ?\",\n   \"where_args\" : [ \"" +
+                  kModule + "\" ]\n}\n");
     EXPECT_TRUE(HasEntryLine("GetAcceleratorID")) << m_log.Dump();
 }
 
@@ -52,19 +56,22 @@ TEST_F(SyncTest, AFailedAcceleratorSelectGivesNoAcceleratorId)
 TEST_F(SyncTest, ASectionRowCarriesTheAcceleratorIdAndEveryPresentValueAsText)
 {
     CPreviewAccelerator accelerator =
-        ParseDocument(R"({"sections":[{"section_id":"s1","section_title":"News","section_position":3}]})");
+        ParseDocument(R"({"sections":[{"section_id":"s1","section_title":"News","section_position":3,
+                                        "section_extra":true}]})");
     const long long llRowId = m_util.CreateSection(7, *accelerator.m_vecSection.at(0), kModule);
     EXPECT_EQ(llRowId, 100);
     auto calls = Calls();
     ASSERT_EQ(calls.size(), 1u);
     EXPECT_EQ(calls[0].sMethod, "insert");
     EXPECT_EQ(calls[0].sPackage, kModule);
-    // The position arrives as the text 3, not the number.
-    EXPECT_EQ(calls[0].sInput, "{\n\t\"section_accelerator_raw_id\" : \"7\",\n\t\"section_id\" : \"s1\",\n"
-                               "\t\"section_position\" : \"3\",\n"
-                               "\t\"section_subtitle_display_mode\" : \"highlighted_only\",\n"
-                               "\t\"section_title\" : \"News\",\n\t\"section_title_display_mode\" : \"highlighted_only\",\n"
-                               "\t\"table_name\" : \"content://org.orvik.pelmo/sections\"\n}");
+    // The position arrives as the text 3, not the number, and the flag as the text true.
+    EXPECT_EQ(calls[0].sInput,
+              "{\n\t\"section_accelerator_raw_id\" : \"7\",\n\t\"section_extra\" : \"true\",\n"
+              "\t\"section_id\" : \"s1\",\n"
+              "\t\"section_position\" : \"3\",\n"
+              "\t\"section_subtitle_display_mode\" : \"highlighted_only\",\n"
+              "\t\"section_title\" : \"News\",\n\t\"section_title_display_mode\" : \"highlighted_only\",\n"
+              "\t\"table_name\" : \"content://org.orvik.pelmo/sections\"\n}");
     EXPECT_TRUE(HasEntryLine("CreateSection"));
     EXPECT_TRUE(m_log.Has(DLOG_DEBUG, "accID : 7"));
     EXPECT_TRUE(m_log.Has(DLOG_DEBUG, "Key [section_position],Value [3] added in Insert JSON"));
@@ -76,8 +83,9 @@ TEST_F(SyncTest, ASectionWithOnlyEmptyValuesSendsTheTableAndTheAcceleratorIdOnly
     auto pSection = EmptySection(1);
     m_util.CreateSection(7, *pSection, kModule);
     ASSERT_EQ(m_service.CallCount(), 1u);
-    EXPECT_EQ(Calls()[0].sInput, "{\n\t\"section_accelerator_raw_id\" : \"7\",\n"
-                                 "\t\"table_name\" : \"content://org.orvik.pelmo/sections\"\n}");
+    EXPECT_EQ(Calls()[0].sInput,
+              "{\n\t\"section_accelerator_raw_id\" : \"7\",\n"
+              "\t\"table_name\" : \"content://org.orvik.pelmo/sections\"\n}");
 }
 
 TEST_F(SyncTest, ASectionValueNamedLikeTheAcceleratorIdColumnReplacesIt)

@@ -122,7 +122,8 @@ CScriptedReply SyncTest::Answer(const CRecordedCall& call)
 CPreviewAccelerator ParseDocument(const std::string& sDocument, const std::string& sModule)
 {
     CPreviewAccelerator accelerator;
-    accelerator.m_mapProperty[TilesInternalModel::Accelerators::ACCELERATOR_APP_PKG_NAME] = {JSON_VALUE_STRING, sModule};
+    accelerator.m_mapProperty[TilesInternalModel::Accelerators::ACCELERATOR_APP_PKG_NAME] = {JSON_VALUE_STRING,
+                                                                                             sModule};
     CPreviewDataUtil util;
     EXPECT_TRUE(util.GetPreviewDataUsingJsonStr(sDocument, accelerator, sModule)) << sDocument;
     return accelerator;

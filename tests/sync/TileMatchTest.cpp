@@ -200,8 +200,8 @@ TEST_F(SyncTest, ASectionWithAllTilesUnchangedSendsOneUpdateRowPerTile)
     ASSERT_TRUE(pFirst);
     const std::string sFirstId = pFirst->m_mapProperty[TilesModel::Tiles::_ID].second;
     EXPECT_EQ(document["arrayitem"][0]["bulk_update_row_id_key"].asString(), sFirstId);
-    EXPECT_TRUE(m_log.Has(DLOG_INFO,
-                          TileLine(1, firstKey, sFirstId, pFirst->m_mapProperty[TilesModel::Tiles::TILE_TITLE].second)));
+    EXPECT_TRUE(m_log.Has(
+        DLOG_INFO, TileLine(1, firstKey, sFirstId, pFirst->m_mapProperty[TilesModel::Tiles::TILE_TITLE].second)));
 }
 
 TEST_F(SyncTest, ACommonTileWithOnlyEmptyOrNullColumnsStillSendsItsRowId)
