@@ -312,3 +312,14 @@ TEST_F(SyncTest, CommonSectionsHaveTheirTileKeysSortedBeforeTheTilesAreMatched)
     EXPECT_EQ(rows[0]["bulk_update_row_id_key"].asString(), "301");
     EXPECT_EQ(rows[1]["bulk_update_row_id_key"].asString(), "901");
 }
+
+TEST_F(SyncTest, ANewSectionWithoutTilesStillSendsItsTileInsertWithoutRows)
+{
+    CPreviewAccelerator stored;
+    CPreviewAccelerator fresh = ParseDocument(R"({"sections":[{"section_id":"4","section_title":"Empty"}]})");
+    m_util.ComparedDBUpdate(kModule, stored, fresh);
+    EXPECT_EQ(Methods(), (std::vector<std::string>{"select", "insert", "insert_bulk"}));
+    auto calls = Calls();
+    ASSERT_EQ(calls.size(), 3u);
+    EXPECT_EQ(calls[2].sInput, "{\n\t\"table_name\" : \"content://org.orvik.pelmo/tiles\"\n}");
+}

@@ -121,6 +121,10 @@ TEST_F(SyncTest, TilesOfASectionGoUnderTheGivenSectionRow)
     Json::Value second = ParseJson(calls[1].sInput)["arrayitem"];
     ASSERT_EQ(second.size(), 1u);
     EXPECT_EQ(second[0]["tile_section_raw_id"].asString(), "43");
+    // The two section forms only lead to the list form; they log nothing of their own.
+    for (const CLogLine& line : m_log.Lines()) {
+        EXPECT_EQ(line.sMessage.find("[PreviewDataUtilRows.cpp]"), std::string::npos) << line.sMessage;
+    }
 }
 
 TEST_F(SyncTest, AWholePreviewIsStoredSectionBySectionEachFollowedByItsTiles)
