@@ -9,6 +9,11 @@
 
 #include "PelmoGDBusUtil.h"
 
+namespace {
+// Result names stay unique across all tests of one process.
+int s_iResultCounter = 0;
+}  // namespace
+
 void SyncTest::SetUp()
 {
     setenv("PELMO_APP_ID", "org.example.caller", 1);
@@ -104,7 +109,7 @@ CScriptedReply SyncTest::Answer(const CRecordedCall& call)
         }
         const std::string sBytes = CSharedResultWriter::Serialize(table);
         const std::string sKey =
-            "/pelmo-sync-test-" + std::to_string(getpid()) + "-" + std::to_string(++m_iResultCounter);
+            "/pelmo-sync-test-" + std::to_string(getpid()) + "-" + std::to_string(++s_iResultCounter);
         std::string sError;
         if (!CSharedResultWriter::Publish(sKey, sBytes, sError)) {
             reply.bResult = false;
@@ -112,7 +117,7 @@ CScriptedReply SyncTest::Answer(const CRecordedCall& call)
             return reply;
         }
         reply.sOutput = "{\"key\":\"" + sKey + "\",\"memory_size\":\"" + std::to_string(sBytes.size()) +
-                        "\",\"req_id\":\"r" + std::to_string(m_iResultCounter) + "\"}";
+                        "\",\"req_id\":\"r" + std::to_string(s_iResultCounter) + "\"}";
     } else {
         reply.sOutput = "";
     }

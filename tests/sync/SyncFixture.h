@@ -62,7 +62,6 @@ private:
     std::set<std::pair<std::string, int>> m_setRefusedNth;
     std::map<std::string, int> m_mapCallCount;
     long long m_llNextRowId = 100;
-    int m_iResultCounter = 0;
 };
 
 // Parses a preview document for a module, as the publish does before it compares.
