@@ -8,6 +8,7 @@
 #include <map>
 #include <memory>
 #include <string>
+#include <vector>
 
 #include "PelmoExport.h"
 #include "PreviewAccelerator.h"
@@ -32,4 +33,54 @@ public:
                            int iDepth);
     // The canonical decimal text of the integer a text starts with ("42abc" -> "42", "abc" -> "0").
     std::string IntegerValidator(std::string sValue);
+
+    // Bringing the store in line with a parsed preview.
+    // Every write is a data request under the module's name; a failed request is logged and the
+    // next step runs, so nothing here reports a request failure upwards except where a result is
+    // declared. Row ids are 64-bit, -1 for none.
+
+    // --- Stored rows --------------------------------------------------------------------
+    // The row id of the module's accelerator, or -1 (no row, or the select failed).
+    long long GetAcceleratorID(std::string sModuleName);
+    // Stores every section of a parsed preview, each followed by its tiles, under the module's
+    // existing accelerator row. False only when that row cannot be found.
+    bool AddAcceleratorItem(CPreviewAccelerator& accelerator, std::string sModuleName);
+    // Inserts one section row; the new row id, or -1.
+    long long CreateSection(long long llAcceleratorRowId, CPreviewSection& section, std::string sModuleName);
+    // Inserts all tiles of a section under the given section row.
+    void CreateTiles(long long llSectionRowId, CPreviewSection& section, std::string sModuleName);
+    void CreateTiles(std::string sSectionRawId, CPreviewSection& section, std::string sModuleName);
+    // Inserts the given tiles under the given section row, in one bulk request.
+    void CreateTiles(std::string sSectionRawId, const std::vector<std::shared_ptr<CPreviewTile>>& vecTile,
+                     std::string sModuleName);
+    // Removes every tile row and then every section row of the module; the accelerator row stays.
+    bool DeleteAcceleratorItem(std::string sModuleName);
+
+    // --- Sections: stored model first, new model second ---------------------------------
+    void ComparedDBUpdate(std::string sModuleName, CPreviewAccelerator& oldAccelerator,
+                          CPreviewAccelerator& newAccelerator);
+    void UpdateOldSectionItem(std::string sModuleName, CPreviewAccelerator& oldAccelerator,
+                              CPreviewAccelerator& newAccelerator);
+    void DeleteExpiredSectionItem(std::string sModuleName, CPreviewAccelerator& oldAccelerator,
+                                  CPreviewAccelerator& newAccelerator);
+    void CreateNewSectionItem(std::string sModuleName, CPreviewAccelerator& oldAccelerator,
+                              CPreviewAccelerator& newAccelerator);
+    void UpdateSectionItem(std::string sModuleName, std::string sSectionRawId,
+                           const std::shared_ptr<CPreviewSection>& pNewSection);
+    void MakeUpdatedSectionJson(std::string sModuleName, Json::Value& row,
+                                const std::shared_ptr<CPreviewSection>& pNewSection);
+    // The first section of the list with this key, or empty.
+    std::shared_ptr<CPreviewSection> FindSection(CPreviewAccelerator& accelerator, uint64_t key);
+
+    // --- Tiles of a section in both models; both tile-key lists must be sorted ----------
+    void DeleteExpiredTileItem(std::string sModuleName, const std::shared_ptr<CPreviewSection>& pOldSection,
+                               const std::shared_ptr<CPreviewSection>& pNewSection);
+    void CreateNewTileItem(std::string sModuleName, const std::shared_ptr<CPreviewSection>& pOldSection,
+                           const std::shared_ptr<CPreviewSection>& pNewSection);
+    void UpdateCommonTileItem(std::string sModuleName, const std::shared_ptr<CPreviewSection>& pOldSection,
+                              const std::shared_ptr<CPreviewSection>& pNewSection);
+    // The first tile with this key whose entry in vecTaken is still 0; marks it taken.
+    std::shared_ptr<CPreviewTile> FindTile(const std::shared_ptr<CPreviewSection>& pSection, uint64_t key,
+                                           std::vector<int>& vecTaken);
+    void MakeUpdatedTileJson(std::string sModuleName, Json::Value& row, const std::shared_ptr<CPreviewTile>& pNewTile);
 };

@@ -1,0 +1,272 @@
+// Tiles of a section that both the store and the new preview have: stale tiles go in one delete,
+// new ones in one bulk insert, and the ones both have are rewritten in place in one bulk update.
+#include <pelmo/TilesModel.h>
+
+#include <algorithm>
+#include <iterator>
+
+#include "PelmoAPI.h"
+#include "PelmoLog.h"
+#include "PreviewDataUtil.h"
+#include "PreviewRequestText.h"
+
+namespace {
+// The one module whose tiles launch as web apps.
+constexpr const char* kWebAppModule = "K3vQ8nWz1P";
+
+// Flag columns hold 0 or 1; only the exact text "false" is off.
+const char* FlagText(const std::string& sValue)
+{
+    return sValue == "false" ? "0" : "1";
+}
+
+bool IsFlagColumn(const std::string& sColumn)
+{
+    using namespace TilesModel::Tiles;
+    return sColumn == TILE_PLAYABLE || sColumn == TILE_PROGRESS || sColumn == TILE_NOTIFICATION ||
+           sColumn == TILE_FAVORITE;
+}
+
+bool IsIntegerColumn(const std::string& sColumn)
+{
+    using namespace TilesModel::Tiles;
+    return sColumn == TILE_ID || sColumn == TILE_DISPLAY_FROM || sColumn == TILE_DISPLAY_UNTIL ||
+           sColumn == TILE_IMAGE_WIDTH || sColumn == TILE_IMAGE_HEIGHT;
+}
+
+// Keys are matched as multisets: a key present twice on one side and once on the other is
+// once common and once left over.
+std::vector<uint64_t> KeysOnlyIn(const std::vector<uint64_t>& vecFrom, const std::vector<uint64_t>& vecOther)
+{
+    std::vector<uint64_t> vecResult;
+    std::set_difference(vecFrom.begin(), vecFrom.end(), vecOther.begin(), vecOther.end(),
+                        std::back_inserter(vecResult));
+    return vecResult;
+}
+
+std::vector<uint64_t> KeysInBoth(const std::vector<uint64_t>& vecOld, const std::vector<uint64_t>& vecNew)
+{
+    std::vector<uint64_t> vecResult;
+    std::set_intersection(vecOld.begin(), vecOld.end(), vecNew.begin(), vecNew.end(), std::back_inserter(vecResult));
+    return vecResult;
+}
+}  // namespace
+
+std::shared_ptr<CPreviewTile> CPreviewDataUtil::FindTile(const std::shared_ptr<CPreviewSection>& pSection, uint64_t key,
+                                                         std::vector<int>& vecTaken)
+{
+    if (!pSection) return nullptr;
+    const size_t nTiles = std::min(pSection->m_vecTile.size(), vecTaken.size());
+    for (size_t i = 0; i < nTiles; ++i) {
+        const std::shared_ptr<CPreviewTile>& pTile = pSection->m_vecTile[i];
+        if (pTile && pTile->m_hash == key && vecTaken[i] == 0) {
+            vecTaken[i] = 1;
+            return pTile;
+        }
+    }
+    return nullptr;
+}
+
+void CPreviewDataUtil::DeleteExpiredTileItem(std::string sModuleName,
+                                             const std::shared_ptr<CPreviewSection>& pOldSection,
+                                             const std::shared_ptr<CPreviewSection>& pNewSection)
+{
+    using namespace TilesModel;
+    if (!pOldSection || !pNewSection) {
+        PELMO_LOGE("sections are NULL");
+        return;
+    }
+    const std::vector<uint64_t> vecExpired = KeysOnlyIn(pOldSection->m_vecTileHash, pNewSection->m_vecTileHash);
+    PELMO_LOGI("%s:%s:Section:%s: expired tile items size:%zu", sModuleName.c_str(),
+               pOldSection->m_mapProperty[Sections::_ID].second.c_str(),
+               pOldSection->m_mapProperty[Sections::SECTION_TITLE].second.c_str(), vecExpired.size());
+
+    std::vector<int> vecTaken(pOldSection->m_vecTile.size(), 0);
+    std::vector<std::string> vecIds;
+    int iNumber = 1;
+    for (uint64_t key : vecExpired) {
+        std::shared_ptr<CPreviewTile> pTile = FindTile(pOldSection, key, vecTaken);
+        if (!pTile) {
+            PELMO_LOGE("Error! Not matched");
+            continue;
+        }
+        const std::string& sId = pTile->m_mapProperty[Tiles::_ID].second;
+        PELMO_LOGI("[%2d][%zu][_ID:%s][%s]", iNumber++, static_cast<size_t>(key), sId.c_str(),
+                   pTile->m_mapProperty[Tiles::TILE_TITLE].second.c_str());
+        vecIds.push_back(sId);
+    }
+    if (vecIds.empty()) return;
+
+    PT_JSON_IN_PARAM param;
+    param.table_name = Tiles::CONTENT_URI;
+    param.data = PreviewRequestText::IdCondition(Tiles::_ID, vecIds);
+    param.where_args = vecIds;
+    if (delete_request(param, sModuleName) == -1) {
+        PELMO_LOGE("Error. failed to delete tile.");
+        for (const std::string& sId : vecIds) PELMO_LOGE("%s ", sId.c_str());
+    }
+}
+
+void CPreviewDataUtil::CreateNewTileItem(std::string sModuleName, const std::shared_ptr<CPreviewSection>& pOldSection,
+                                         const std::shared_ptr<CPreviewSection>& pNewSection)
+{
+    using namespace TilesModel;
+    if (!pOldSection || !pNewSection) {
+        PELMO_LOGE("sections are NULL");
+        return;
+    }
+    const std::vector<uint64_t> vecNew = KeysOnlyIn(pNewSection->m_vecTileHash, pOldSection->m_vecTileHash);
+    const std::string sSectionRawId = pOldSection->m_mapProperty[Sections::_ID].second;
+    PELMO_LOGI("%s:%s:Section:%s: new tile items size:%zu", sModuleName.c_str(), sSectionRawId.c_str(),
+               pNewSection->m_mapProperty[Sections::SECTION_TITLE].second.c_str(), vecNew.size());
+
+    std::vector<int> vecTaken(pNewSection->m_vecTile.size(), 0);
+    std::vector<std::shared_ptr<CPreviewTile>> vecInsert;
+    int iNumber = 1;
+    for (uint64_t key : vecNew) {
+        std::shared_ptr<CPreviewTile> pTile = FindTile(pNewSection, key, vecTaken);
+        if (!pTile) continue;
+        PELMO_LOGI("[%2d][%zu][_ID:%s][%s]", iNumber++, static_cast<size_t>(key),
+                   pTile->m_mapProperty[Tiles::_ID].second.c_str(),
+                   pTile->m_mapProperty[Tiles::TILE_TITLE].second.c_str());
+        vecInsert.push_back(pTile);
+    }
+    // The new tiles join the section row that the store already has.
+    if (!vecInsert.empty()) CreateTiles(sSectionRawId, vecInsert, sModuleName);
+}
+
+void CPreviewDataUtil::CreateTiles(std::string sSectionRawId, const std::vector<std::shared_ptr<CPreviewTile>>& vecTile,
+                                   std::string sModuleName)
+{
+    using namespace TilesModel::Tiles;
+    PELMO_LOGD("IN");
+    Json::Value document;
+    document["table_name"] = CONTENT_URI;
+    for (const std::shared_ptr<CPreviewTile>& pTile : vecTile) {
+        if (!pTile) continue;
+        Json::Value row;
+        if (sModuleName == kWebAppModule) row[TILE_ACTION_TYPE] = TileActionTypes::TILE_ACTION_WAS_LAUNCH;
+        row[TILE_SECTION_RAW_ID] = sSectionRawId;
+        // The tile's own columns come last, so its own action type wins over the module's.
+        for (const auto& property : pTile->m_mapProperty) {
+            const std::string& sColumn = property.first;
+            const std::string& sValue = property.second.second;
+            if (sValue.empty()) continue;
+            if (IsFlagColumn(sColumn)) {
+                row[sColumn] = FlagText(sValue);
+            } else if (IsIntegerColumn(sColumn)) {
+                const std::string sInteger = IntegerValidator(sValue);
+                PELMO_LOGD("[%s] : [%s] is converted to [%s]", sColumn.c_str(), sValue.c_str(), sInteger.c_str());
+                row[sColumn] = sInteger;
+            } else {
+                row[sColumn] = sValue;
+            }
+        }
+        document["arrayitem"].append(row);
+    }
+
+    PT_JSON_IN_PARAM param;
+    param.table_name = CONTENT_URI;
+    param.data = PreviewRequestText::WriteDocument(document);
+    long long llRowId = -1;
+    if (insert_request_for_bulk_data(param, &llRowId, sModuleName) != 0) {
+        PELMO_LOGE("Error. Faile to create tile.");
+    }
+}
+
+void CPreviewDataUtil::UpdateCommonTileItem(std::string sModuleName,
+                                            const std::shared_ptr<CPreviewSection>& pOldSection,
+                                            const std::shared_ptr<CPreviewSection>& pNewSection)
+{
+    using namespace TilesModel;
+    if (!pOldSection || !pNewSection) {
+        PELMO_LOGE("sections are NULL");
+        return;
+    }
+    const std::vector<uint64_t> vecCommon = KeysInBoth(pOldSection->m_vecTileHash, pNewSection->m_vecTileHash);
+    PELMO_LOGI("%s:%s:Section:%s: duplicated tile items size:%zu", sModuleName.c_str(),
+               pOldSection->m_mapProperty[Sections::_ID].second.c_str(),
+               pNewSection->m_mapProperty[Sections::SECTION_TITLE].second.c_str(), vecCommon.size());
+
+    Json::Value document;
+    document["table_name"] = Tiles::CONTENT_URI;
+    std::vector<int> vecOldTaken(pOldSection->m_vecTile.size(), 0);
+    std::vector<int> vecNewTaken(pNewSection->m_vecTile.size(), 0);
+    int iNumber = 1;
+    for (uint64_t key : vecCommon) {
+        std::shared_ptr<CPreviewTile> pOldTile = FindTile(pOldSection, key, vecOldTaken);
+        std::shared_ptr<CPreviewTile> pNewTile = FindTile(pNewSection, key, vecNewTaken);
+        if (!pOldTile || !pNewTile) {
+            PELMO_LOGE("Common data is not matched");
+            continue;
+        }
+        const std::string& sId = pOldTile->m_mapProperty[Tiles::_ID].second;
+        PELMO_LOGI("[%2d][%zu][_ID:%s][%s]", iNumber++, static_cast<size_t>(key), sId.c_str(),
+                   pOldTile->m_mapProperty[Tiles::TILE_TITLE].second.c_str());
+        Json::Value row;
+        row["bulk_update_row_id_key"] = sId;
+        MakeUpdatedTileJson(sModuleName, row, pNewTile);
+        document["arrayitem"].append(row);
+    }
+    if (iNumber == 1) return;
+
+    PT_JSON_IN_PARAM param;
+    param.table_name = Tiles::CONTENT_URI;
+    param.data = PreviewRequestText::WriteDocument(document);
+    long long llOut = -1;
+    if (update_request_for_bulk_data(param, &llOut, sModuleName) != 0) {
+        PELMO_LOGE("Common tiles bulk update fail");
+    }
+}
+
+void CPreviewDataUtil::MakeUpdatedTileJson(std::string sModuleName, Json::Value& row,
+                                           const std::shared_ptr<CPreviewTile>& pNewTile)
+{
+    using namespace TilesModel::Tiles;
+    if (!pNewTile) return;
+    // The columns a common tile may change, in the order they are written. The title and the
+    // other key columns are what made the tile common, so they are never rewritten here.
+    enum class Rule { kAsIs, kInteger, kFlag, kActionType, kPublicExtra };
+    static const std::pair<const char*, Rule> kColumns[] = {
+        {TILE_ID, Rule::kInteger},
+        {TILE_TYPE, Rule::kAsIs},
+        {TILE_DISPLAY_FROM, Rule::kInteger},
+        {TILE_DISPLAY_UNTIL, Rule::kInteger},
+        {TILE_ACTION_TYPE, Rule::kActionType},
+        {TILE_IMAGE_WIDTH, Rule::kInteger},
+        {TILE_IMAGE_HEIGHT, Rule::kInteger},
+        {TILE_IMAGE_RATIO, Rule::kAsIs},
+        {TILE_SOURCE_ICON, Rule::kAsIs},
+        {TILE_EXTRA_APP_ID, Rule::kAsIs},
+        {TILE_PLAYABLE, Rule::kFlag},
+        {TILE_POSITION, Rule::kAsIs},
+        {TILE_PROGRESS, Rule::kFlag},
+        {TILE_NOTIFICATION, Rule::kFlag},
+        {TILE_FAVORITE, Rule::kFlag},
+        {TILE_EXTRA, Rule::kAsIs},
+        {TILE_ACTION_PRE_PLAY, Rule::kPublicExtra},
+    };
+    for (const auto& column : kColumns) {
+        const std::string& sValue = pNewTile->m_mapProperty[column.first].second;
+        if (sValue.empty() || sValue == "null") continue;
+        switch (column.second) {
+        case Rule::kAsIs:
+            row[column.first] = sValue;
+            break;
+        case Rule::kInteger:
+            row[column.first] = IntegerValidator(sValue);
+            break;
+        case Rule::kFlag:
+            row[column.first] = FlagText(sValue);
+            break;
+        case Rule::kActionType:
+            row[column.first] =
+                sModuleName == kWebAppModule ? std::string(TileActionTypes::TILE_ACTION_WAS_LAUNCH) : sValue;
+            break;
+        case Rule::kPublicExtra:
+            PELMO_LOGD("key:[%s] : \t[%s]", "public_extra", sValue.c_str());
+            row[column.first] = sValue;
+            break;
+        }
+    }
+}
