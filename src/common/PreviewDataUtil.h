@@ -13,6 +13,8 @@
 #include "PelmoExport.h"
 #include "PreviewAccelerator.h"
 
+class ISQLiteCursor;
+
 class PELMO_API CPreviewDataUtil {
 public:
     // Boolean texts, built when the library loads; a lookup miss inserts the default.
@@ -33,6 +35,24 @@ public:
                            int iDepth);
     // The canonical decimal text of the integer a text starts with ("42abc" -> "42", "abc" -> "0").
     std::string IntegerValidator(std::string sValue);
+
+    // Reading the stored preview back.
+    // Copies the cursor's current row into a property map: per column its value type and text.
+    void GetItemValues(std::shared_ptr<ISQLiteCursor> cursor, int iColumnCount, PropertyMap& mapProperty);
+    // One select each; false only when the select itself failed (no rows is success).
+    bool GetAcceleratorItems(const std::string& sModuleName, CPreviewAccelerator& accelerator);
+    bool GetSectionItems(const std::string& sModuleName, const std::string& sAcceleratorRawID,
+                         CPreviewAccelerator& accelerator);
+    bool GetTileItems(const std::string& sModuleName, const std::string& sSectionRawID,
+                      std::shared_ptr<CPreviewSection> section);
+    // The module's whole stored tree, with the same content keys the parser computes.
+    bool GetMetaDataFromDB(const std::string& sModuleName, CPreviewAccelerator& accelerator);
+    // Writes one property as a member of the JSON type its value type names; number texts that
+    // cannot be converted throw the standard conversion errors.
+    void SetPropertyInJson(Json::Value& object, const std::string& sName, const PropertyValue& value);
+    void SetComponentsInJson(Json::Value& object, const PropertyMap& mapProperty);
+    // The module's stored tree as one styled JSON text, nested like a preview document; "" on failure.
+    std::string GetMetaDataByJson(const std::string& sModuleName);
 
     // Bringing the store in line with a parsed preview.
     // Every write is a data request under the module's name; a failed request is logged and the
