@@ -56,6 +56,13 @@ PELMO_API bool select_request(PT_CONSUMER_SELECT_IN_PARAM& in, PT_CONSUMER_SELEC
 PELMO_API bool start_preview_scheduler(const char* package_name);
 PELMO_API bool stop_preview_scheduler(const char* package_name);
 PELMO_API bool terminate_service_app(const std::string& app_id, const std::string& pid);
+
+// Publishes a module's preview document ("{}" withdraws it): 1 on success, 0 on failure.
+PELMO_API int set_preview_metadata(const char* json_str, const char* module_name);
+PELMO_API int update_json_str_to_preview_db(std::string& sJsonStr, std::string& sModuleName);
+// The module's stored preview as JSON text, to be released with finalize_json_bytes; null on
+// allocation failure.
+PELMO_API char* get_preview_metadata(const char* pkg_name);
 }
 
 // Tells the store that a module's preview data was brought up to date (fire and forget).

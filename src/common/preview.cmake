@@ -6,7 +6,6 @@ target_sources(pelmo_api_obj PRIVATE
   ${CMAKE_CURRENT_LIST_DIR}/PreviewDataUtilRows.cpp
   ${CMAKE_CURRENT_LIST_DIR}/PreviewDataUtilSections.cpp
   ${CMAKE_CURRENT_LIST_DIR}/PreviewDataUtilTiles.cpp
-
   ${CMAKE_CURRENT_LIST_DIR}/PreviewDataUtilRow.cpp
   ${CMAKE_CURRENT_LIST_DIR}/PreviewDataUtilLoad.cpp
   ${CMAKE_CURRENT_LIST_DIR}/PreviewDataUtilExport.cpp)
