@@ -1,5 +1,7 @@
 // The store service's request handling without the bus: one "Call(method, package, input)"
 // in, one (result, output) out. The daemon's bus glue, the tests and the fuzzer all call it.
+// One thread at a time: the daemon handles calls one after another on its main loop, and the
+// database connection and statement cache are not shared.
 #pragma once
 
 #include <json/json.h>

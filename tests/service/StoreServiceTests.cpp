@@ -191,3 +191,55 @@ TEST_F(StoreService, CommittedRowsSurviveAKilledService)
     Open(sPath);
     EXPECT_EQ(Counts().llAccelerators, 1);
 }
+
+TEST(StoreDatabaseOpen, UnreachablePathFailsWithAReason)
+{
+    CStoreDatabase database;
+    std::string sError;
+    EXPECT_FALSE(database.Open("/nonexistent-pelmo-dir/store.db", sError));
+    EXPECT_FALSE(database.IsOpen());
+    EXPECT_EQ(sError.rfind("cannot open database /nonexistent-pelmo-dir/store.db: ", 0), 0u) << sError;
+}
+
+TEST(StoreDatabaseOpen, MemoryDatabaseHasTheThreeTables)
+{
+    CStoreDatabase database;
+    std::string sError;
+    ASSERT_TRUE(database.Open(":memory:", sError)) << sError;
+    EXPECT_EQ(database.CountRows("accelerators"), 0);
+    EXPECT_EQ(database.CountRows("sections"), 0);
+    EXPECT_EQ(database.CountRows("tiles"), 0);
+    EXPECT_EQ(database.CountRows("users"), -1);
+}
+
+namespace {
+class CRefusingPublisher : public IResultPublisher {
+public:
+    bool Publish(const CResultTable&, std::string&, long long&, std::string& sError) override
+    {
+        sError = "no shared memory left";
+        return false;
+    }
+};
+}  // namespace
+
+TEST(StorePublish, SelectWhoseResultCannotBePublishedAnswersFalse)
+{
+    CStoreDatabase database;
+    std::string sError;
+    ASSERT_TRUE(database.Open(":memory:", sError)) << sError;
+    CRefusingPublisher publisher;
+    CStoreRequestHandler handler(database, publisher);
+    const CStoreReply reply =
+        handler.Handle("select", "org.example.app", "{\"table_name\":\"content://org.orvik.pelmo/tiles\"}");
+    EXPECT_FALSE(reply.bResult);
+    EXPECT_EQ(reply.sOutput, "cannot publish the result: no shared memory left");
+}
+
+TEST_F(StoreService, OverlongModuleNameIsRefused)
+{
+    const CStoreReply reply = CallText("send_sync", std::string(257, 'm'), " ");
+    EXPECT_FALSE(reply.bResult);
+    EXPECT_EQ(reply.sOutput, "module name too long: 257 bytes (limit 256)");
+    EXPECT_EQ(m_pHandler->Activity().SyncCount(std::string(257, 'm')), 0);
+}

@@ -1,0 +1,74 @@
+// The service's publisher of select results in POSIX shared memory: unique names, and expiry
+// of results that no client opened. Built only when the store library has its result writer.
+#include <fcntl.h>
+#include <sys/mman.h>
+#include <unistd.h>
+
+#include <gtest/gtest.h>
+
+#include <chrono>
+
+#include "SharedMemoryPublisher.h"
+
+namespace {
+CResultTable OneRow()
+{
+    CResultTable table;
+    table.vecColumns = {"_id", "tile_title"};
+    CResultCell id;
+    id.eKind = CResultCell::kInteger;
+    id.llValue = 7;
+    CResultCell title;
+    title.eKind = CResultCell::kText;
+    title.sText = "Hello";
+    table.vecRows.push_back({id, title});
+    return table;
+}
+
+bool NameExists(const std::string& sKey)
+{
+    const int iFd = shm_open(sKey.c_str(), O_RDONLY, 0);
+    if (iFd < 0) return false;
+    close(iFd);
+    return true;
+}
+}  // namespace
+
+TEST(StoreSharedMemoryPublisher, PublishesUnderUniqueNamesWithTheirSize)
+{
+    CSharedMemoryPublisher publisher;
+    std::string sFirst, sSecond, sError;
+    long long llFirst = 0, llSecond = 0;
+    ASSERT_TRUE(publisher.Publish(OneRow(), sFirst, llFirst, sError)) << sError;
+    ASSERT_TRUE(publisher.Publish(OneRow(), sSecond, llSecond, sError)) << sError;
+    EXPECT_NE(sFirst, sSecond);
+    EXPECT_EQ(sFirst.rfind("/pelmo-" + std::to_string(getpid()) + "-", 0), 0u) << sFirst;
+    EXPECT_GT(llFirst, 0);
+    EXPECT_EQ(llFirst, llSecond);
+    EXPECT_TRUE(NameExists(sFirst));
+    EXPECT_EQ(publisher.ExpireOlderThan(std::chrono::steady_clock::now() + std::chrono::seconds(1)), 2);
+}
+
+TEST(StoreSharedMemoryPublisher, ExpiryRemovesOnlyOlderResults)
+{
+    CSharedMemoryPublisher publisher;
+    std::string sKey, sError;
+    long long llSize = 0;
+    ASSERT_TRUE(publisher.Publish(OneRow(), sKey, llSize, sError)) << sError;
+    EXPECT_EQ(publisher.ExpireOlderThan(std::chrono::steady_clock::now() - std::chrono::seconds(60)), 0);
+    EXPECT_TRUE(NameExists(sKey));
+    EXPECT_EQ(publisher.ExpireOlderThan(std::chrono::steady_clock::now() + std::chrono::seconds(1)), 1);
+    EXPECT_FALSE(NameExists(sKey));
+    EXPECT_EQ(publisher.Pending(), 0u);
+}
+
+TEST(StoreSharedMemoryPublisher, ResultTheReaderAlreadyUnlinkedExpiresQuietly)
+{
+    CSharedMemoryPublisher publisher;
+    std::string sKey, sError;
+    long long llSize = 0;
+    ASSERT_TRUE(publisher.Publish(OneRow(), sKey, llSize, sError)) << sError;
+    ASSERT_EQ(shm_unlink(sKey.c_str()), 0);
+    EXPECT_EQ(publisher.ExpireOlderThan(std::chrono::steady_clock::now() + std::chrono::seconds(1)), 0);
+    EXPECT_EQ(publisher.Pending(), 0u);
+}
