@@ -49,7 +49,10 @@ TEST_F(ExportTest, OneSectionWithOneTileIsWrittenByTheStyledWriter)
               "   ]\n"
               "}\n")
         << m_log.Dump();
-    EXPECT_TRUE(m_log.Has(DLOG_INFO, "")) << m_log.Dump();
+    EXPECT_EQ(EntryLines("GetMetaDataByJson"), 1u) << m_log.Dump();
+    EXPECT_EQ(EntryLines("GetAcceleratorItems"), 1u);
+    EXPECT_EQ(EntryLines("GetSectionItems"), 1u);
+    EXPECT_EQ(EntryLines("GetTileItems"), 1u);
 }
 
 TEST_F(ExportTest, TheWholeTreeComesBackInStoredOrderWithTypedMembers)

@@ -68,7 +68,7 @@ TEST_F(LoaderTest, AcceleratorSelectAsksForTheModulesRowWithEveryColumnButExpire
     EXPECT_EQ(calls[0].sBusName, "org.orvik.Feltrix.dbus");
     EXPECT_EQ(calls[0].sPackage, kModule);
     ExpectSelect(Selects()[0], kAccelerators, "app_pkg_name = ?", kModule, "", kAcceleratorColumns, kModule);
-    EXPECT_TRUE(m_log.Has(DLOG_INFO, "")) << m_log.Dump();
+    EXPECT_EQ(EntryLines("GetAcceleratorItems"), 1u) << m_log.Dump();
 }
 
 TEST_F(LoaderTest, AcceleratorRowFillsTheMapAndTheExtraIndexIsSkipped)

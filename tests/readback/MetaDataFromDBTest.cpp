@@ -56,7 +56,10 @@ TEST_F(MetaDataFromDBTest, LoadsAcceleratorSectionsAndTilesAndCountsTheTiles)
     EXPECT_TRUE(m_log.Has(DLOG_DEBUG, "numTiles : 2")) << m_log.Dump();
     EXPECT_TRUE(m_log.Has(DLOG_DEBUG, "numTiles : 1")) << m_log.Dump();
     EXPECT_TRUE(m_log.Has(DLOG_INFO, "Total tiles in DB: 3")) << m_log.Dump();
-    EXPECT_TRUE(m_log.Has(DLOG_INFO, "")) << m_log.Dump();
+    EXPECT_EQ(EntryLines("GetMetaDataFromDB"), 1u) << m_log.Dump();
+    EXPECT_EQ(EntryLines("GetAcceleratorItems"), 1u);
+    EXPECT_EQ(EntryLines("GetSectionItems"), 1u);
+    EXPECT_EQ(EntryLines("GetTileItems"), 2u);
     EXPECT_TRUE(m_log.Bodies(DLOG_ERROR).empty()) << m_log.Dump();
 }
 

@@ -111,6 +111,19 @@ protected:
         return vecOut;
     }
 
+    // How many entry lines (info, nothing after the prefix) a function of the library logged.
+    size_t EntryLines(const std::string& sFunction) const
+    {
+        size_t n = 0;
+        for (const CLogLine& line : m_log.Lines()) {
+            if (line.iPriority == DLOG_INFO && CLogCapture::Body(line.sMessage).empty() &&
+                line.sMessage.find("][" + sFunction + ":") != std::string::npos) {
+                ++n;
+            }
+        }
+        return n;
+    }
+
     CPreviewDataUtil m_util;
 
 private:
