@@ -53,6 +53,8 @@ public:
     void SetComponentsInJson(Json::Value& object, const PropertyMap& mapProperty);
     // The module's stored tree as one styled JSON text, nested like a preview document; "" on failure.
     std::string GetMetaDataByJson(const std::string& sModuleName);
+    // The loaded tree as styled JSON text; throws what the number conversions throw.
+    std::string WriteMetaData(CPreviewAccelerator& accelerator);
 
     // Bringing the store in line with a parsed preview.
     // Every write is a data request under the module's name; a failed request is logged and the

@@ -1,6 +1,7 @@
 // Writing the stored preview out as JSON, nested like the document an application pushes.
 #include <pelmo/TilesModel.h>
 
+#include <exception>
 #include <string>
 
 #include "PelmoLog.h"
@@ -81,6 +82,19 @@ std::string CPreviewDataUtil::GetMetaDataByJson(const std::string& sModuleName)
         }
     }
 
+    // A stored number that the document's types cannot carry (wider than 32 bits, say) fails
+    // the whole export: callers get no text rather than a partial tree, and no exception ever
+    // leaves the library.
+    try {
+        return WriteMetaData(accelerator);
+    } catch (const std::exception& e) {
+        PELMO_LOGE("ERROR, metadata cannot be written as JSON: %s", e.what());
+    }
+    return "";
+}
+
+std::string CPreviewDataUtil::WriteMetaData(CPreviewAccelerator& accelerator)
+{
     Json::Value root(Json::objectValue);
     SetComponentsInJson(root, accelerator.m_mapProperty);
     Json::Value sections(Json::arrayValue);

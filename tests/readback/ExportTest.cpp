@@ -173,9 +173,15 @@ TEST_F(ExportTest, TheAcceleratorSelectIsSentForTheModuleItself)
     EXPECT_EQ(Selects()[0]["where_args"][0].asString(), "other.module");
 }
 
-TEST_F(ExportTest, AStoredValueWiderThan32BitsRaisesOutOfTheExport)
+TEST_F(ExportTest, AStoredValueWiderThan32BitsFailsTheExportWithAnErrorAndNoText)
 {
-    // Wide integers come back as the unsigned type, which is written as a signed 32-bit value.
+    // Wide integers come back as the unsigned type, which is written as a signed 32-bit value:
+    // the conversion fails, and the export gives up without letting the error escape.
     Store(kAccelerators, kModule, {{{"_id", Integer(4294967297LL)}, {"app_pkg_name", Text(kModule)}}});
-    EXPECT_THROW(m_util.GetMetaDataByJson(kModule), std::out_of_range);
+    std::string sText = "unset";
+    EXPECT_NO_THROW(sText = m_util.GetMetaDataByJson(kModule));
+    EXPECT_EQ(sText, "");
+    const auto vecErrors = m_log.Bodies(DLOG_ERROR);
+    ASSERT_EQ(vecErrors.size(), 1u) << m_log.Dump();
+    EXPECT_EQ(vecErrors[0].rfind("ERROR, metadata cannot be written as JSON: ", 0), 0u) << vecErrors[0];
 }
