@@ -10,8 +10,13 @@ void CPreviewDataUtil::GetItemValues(std::shared_ptr<ISQLiteCursor> cursor, int 
                                      PropertyMap& mapProperty)
 {
     if (iColumnCount < 1) return;
+    // One stream for the whole row, emptied for every column: building a stream costs more than
+    // the value it formats, and a row of tiles has close to thirty columns. Nothing here changes
+    // the stream's formatting, so each column still starts from the default format.
+    std::ostringstream stream;
     for (int iColumn = 0; iColumn < iColumnCount; ++iColumn) {
-        std::ostringstream stream;
+        stream.str(std::string());
+        stream.clear();
         int iValueType;
         // The getters leave their output untouched on failure, so every output starts empty.
         switch (cursor->GetColumnType(iColumn)) {
