@@ -62,7 +62,7 @@ extern "C" int update_json_str_to_preview_db(std::string& sJsonStr, std::string&
 
 extern "C" char* get_preview_metadata(const char* pkg_name)
 {
-    PELMO_LOGI("pkgName : %s", pkg_name);
+    PELMO_LOGI("pkgName : %s", pkg_name != nullptr ? pkg_name : "(null)");
     start_preview_scheduler(pkg_name);
     CPreviewDataUtil util;
     const std::string sJson = util.GetMetaDataByJson(std::string(pkg_name));

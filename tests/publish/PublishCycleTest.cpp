@@ -1,5 +1,7 @@
 // A module's life through the exported functions: first publish, the same again, a changed
 // document, withdrawal.
+#include <algorithm>
+
 #include "PublishFixture.h"
 
 TEST_F(PublishTest, FirstPublishStoresExactlyTheDocumentsSectionsAndTiles)
@@ -7,6 +9,11 @@ TEST_F(PublishTest, FirstPublishStoresExactlyTheDocumentsSectionsAndTiles)
     const std::string sFirst = Example("first.json");
     RequestsSinceLastLook();
     ASSERT_EQ(set_preview_metadata(sFirst.c_str(), kModule), 1) << m_log.Dump();
+    EXPECT_TRUE(m_log.Has(DLOG_INFO, "update_json_str_to_preview_db finished"));
+    // The log keeps a message on one line: the document's line feeds arrive as blanks.
+    std::string sOneLine = sFirst;
+    std::replace(sOneLine.begin(), sOneLine.end(), '\n', ' ');
+    EXPECT_TRUE(m_log.Has(DLOG_INFO, std::string("sModuleName : ") + kModule + ", sJsonStr : " + sOneLine));
     EXPECT_EQ(CountRows("sections", "module_name = 'org.example.player'"), 3);
     EXPECT_EQ(CountRows("tiles", "module_name = 'org.example.player'"), 7);
     auto mapRequests = RequestsSinceLastLook();
