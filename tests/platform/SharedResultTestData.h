@@ -29,29 +29,9 @@ constexpr size_t kOffReserved = 56;
 constexpr size_t kNameEntrySize = 8;
 constexpr size_t kCellSize = 16;
 
-inline CResultCell Int(long long llValue)
-{
-    CResultCell cell;
-    cell.eKind = CResultCell::kInteger;
-    cell.llValue = llValue;
-    return cell;
-}
-
-inline CResultCell Real(double dValue)
-{
-    CResultCell cell;
-    cell.eKind = CResultCell::kDouble;
-    cell.dValue = dValue;
-    return cell;
-}
-
-inline CResultCell Text(const std::string& sText)
-{
-    CResultCell cell;
-    cell.eKind = CResultCell::kText;
-    cell.sText = sText;
-    return cell;
-}
+inline CResultCell Int(long long llValue) { return CResultCell::Integer(llValue); }
+inline CResultCell Real(double dValue) { return CResultCell::Double(dValue); }
+inline CResultCell Text(const std::string& sText) { return CResultCell::Text(sText); }
 
 inline CResultCell Null()
 {

@@ -26,29 +26,9 @@ const char* const kTiles = "content://org.orvik.pelmo/tiles";
 // One stored row: column name to cell. A column that the row does not name reads as NULL.
 using StoredRow = std::map<std::string, CResultCell>;
 
-inline CResultCell Text(const std::string& sText)
-{
-    CResultCell cell;
-    cell.eKind = CResultCell::kText;
-    cell.sText = sText;
-    return cell;
-}
-
-inline CResultCell Integer(long long llValue)
-{
-    CResultCell cell;
-    cell.eKind = CResultCell::kInteger;
-    cell.llValue = llValue;
-    return cell;
-}
-
-inline CResultCell Real(double dValue)
-{
-    CResultCell cell;
-    cell.eKind = CResultCell::kDouble;
-    cell.dValue = dValue;
-    return cell;
-}
+inline CResultCell Text(const std::string& sText) { return CResultCell::Text(sText); }
+inline CResultCell Integer(long long llValue) { return CResultCell::Integer(llValue); }
+inline CResultCell Real(double dValue) { return CResultCell::Double(dValue); }
 
 // The rows as a result table with the given columns, in that order.
 inline CResultTable MakeTable(const std::vector<std::string>& vecColumns, const std::vector<StoredRow>& vecRows)

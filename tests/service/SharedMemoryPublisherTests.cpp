@@ -15,13 +15,7 @@ CResultTable OneRow()
 {
     CResultTable table;
     table.vecColumns = {"_id", "tile_title"};
-    CResultCell id;
-    id.eKind = CResultCell::kInteger;
-    id.llValue = 7;
-    CResultCell title;
-    title.eKind = CResultCell::kText;
-    title.sText = "Hello";
-    table.vecRows.push_back({id, title});
+    table.vecRows.push_back({CResultCell::Integer(7), CResultCell::Text("Hello")});
     return table;
 }
 

@@ -101,12 +101,7 @@ CScriptedReply SyncTest::Answer(const CRecordedCall& call)
         // The accelerator's _id column, one row per scripted id, in a real shared-memory result.
         CResultTable table;
         table.vecColumns = {"_id"};
-        for (long long llRowId : m_vecAcceleratorRows) {
-            CResultCell cell;
-            cell.eKind = CResultCell::kInteger;
-            cell.llValue = llRowId;
-            table.vecRows.push_back({cell});
-        }
+        for (long long llRowId : m_vecAcceleratorRows) table.vecRows.push_back({CResultCell::Integer(llRowId)});
         const std::string sBytes = CSharedResultWriter::Serialize(table);
         const std::string sKey =
             "/pelmo-sync-test-" + std::to_string(getpid()) + "-" + std::to_string(++s_iResultCounter);

@@ -25,12 +25,7 @@ std::string PublishRows(int iRows, const std::string& sReqId, std::string* pKey 
     static std::atomic<int> s_iCounter{0};
     CResultTable table;
     table.vecColumns = {"tile_title"};
-    for (int i = 0; i < iRows; ++i) {
-        CResultCell cell;
-        cell.eKind = CResultCell::kText;
-        cell.sText = "title " + std::to_string(i);
-        table.vecRows.push_back({cell});
-    }
+    for (int i = 0; i < iRows; ++i) table.vecRows.push_back({CResultCell::Text("title " + std::to_string(i))});
     const std::string sBytes = CSharedResultWriter::Serialize(table);
     const std::string sKey = "/pelmo-select-test-" + std::to_string(getpid()) + "-" + std::to_string(++s_iCounter);
     std::string sError;
@@ -180,10 +175,7 @@ TEST_F(TransportTest, SelectMemorySizeIsReadWithLeadingBlanksAndTrailingTextIgno
     std::string sReply = PublishRows(1, "r", &sKey);
     CResultTable table;
     table.vecColumns = {"tile_title"};
-    CResultCell cell;
-    cell.eKind = CResultCell::kText;
-    cell.sText = "title 0";
-    table.vecRows.push_back({cell});
+    table.vecRows.push_back({CResultCell::Text("title 0")});
     const size_t size = CSharedResultWriter::Serialize(table).size();
     m_service.AnswerAlways(true, "{\"key\":\"" + sKey + "\",\"memory_size\":\"  " + std::to_string(size) +
                                      "bytes\",\"req_id\":\"r\"}");

@@ -6,6 +6,7 @@
 #include <cstddef>
 #include <memory>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "pelmo/ISQLiteCursor.h"
@@ -18,6 +19,28 @@ struct CResultCell {
     long long llValue = 0;  // kInteger
     double dValue = 0.0;    // kDouble
     std::string sText;      // kText
+
+    static CResultCell Integer(long long llValue)
+    {
+        CResultCell cell;
+        cell.eKind = kInteger;
+        cell.llValue = llValue;
+        return cell;
+    }
+    static CResultCell Double(double dValue)
+    {
+        CResultCell cell;
+        cell.eKind = kDouble;
+        cell.dValue = dValue;
+        return cell;
+    }
+    static CResultCell Text(std::string sValue)
+    {
+        CResultCell cell;
+        cell.eKind = kText;
+        cell.sText = std::move(sValue);
+        return cell;
+    }
 };
 
 // Named columns and rows; every row holds exactly one cell per column.
