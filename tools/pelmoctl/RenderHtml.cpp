@@ -231,7 +231,7 @@ std::string RenderTile(const Json::Value& tile, Json::ArrayIndex uSection, Json:
     if (sTitle.empty()) {
         sHtml += "<h3 class=\"tile-title is-empty\">Untitled</h3>";
     } else {
-        sHtml += "<h3 class=\"tile-title\" title=\"" + EscapeHtml(sTitle) + "\">" + EscapeHtml(sTitle) + "</h3>";
+        sHtml += "<h3 class=\"tile-title\">" + EscapeHtml(sTitle) + "</h3>";
     }
     if (!sSubtitle.empty()) sHtml += "<p class=\"tile-subtitle\">" + EscapeHtml(sSubtitle) + "</p>";
     sHtml += DisplayWindow(tile);
