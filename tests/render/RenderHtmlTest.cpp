@@ -110,7 +110,7 @@ TEST(RenderPage, RefusedImageAddressesGetAPlaceholderOfTheTilesRatio)
         EXPECT_NE(sTile.find("data-placeholder=\"no-image\""), std::string::npos) << sUrl;
         EXPECT_NE(sTile.find("data-image-state=\"none\""), std::string::npos) << sUrl;
         EXPECT_NE(sTile.find("data-image-ratio=\"1:1\" style=\"aspect-ratio:1 / 1\""), std::string::npos) << sTile;
-        EXPECT_NE(sTile.find("width:150px"), std::string::npos) << sTile;
+        EXPECT_NE(sTile.find("width:126px"), std::string::npos) << sTile;
     }
 }
 
@@ -130,11 +130,11 @@ TEST(RenderPage, CardWidthFollowsTheImageRatio)
         const char* sRatio;
         const char* sWidth;
         const char* sAspect;
-    } aCases[] = {{"16:9", "width:267px", "aspect-ratio:16 / 9"},
-                  {"1:1", "width:150px", "aspect-ratio:1 / 1"},
-                  {"2:3", "width:100px", "aspect-ratio:2 / 3"},
-                  {"4:3", "width:200px", "aspect-ratio:4 / 3"},
-                  {"wide", "width:267px", "aspect-ratio:16 / 9"}};
+    } aCases[] = {{"16:9", "width:224px", "aspect-ratio:16 / 9"},
+                  {"1:1", "width:126px", "aspect-ratio:1 / 1"},
+                  {"2:3", "width:84px", "aspect-ratio:2 / 3"},
+                  {"4:3", "width:168px", "aspect-ratio:4 / 3"},
+                  {"wide", "width:224px", "aspect-ratio:16 / 9"}};
     for (const auto& c : aCases) {
         Json::Value tile = Tile("T", "");
         tile["tile_image_ratio"] = c.sRatio;
@@ -147,7 +147,7 @@ TEST(RenderPage, CardWidthFollowsTheImageRatio)
     tile.removeMember("tile_image_ratio");
     tile["tile_image_width"] = 300;
     tile["tile_image_height"] = 450;
-    EXPECT_NE(OnlyTile(tile).find("width:100px"), std::string::npos) << OnlyTile(tile);
+    EXPECT_NE(OnlyTile(tile).find("width:84px"), std::string::npos) << OnlyTile(tile);
 }
 
 TEST(RenderPage, PlayableMarkOnlyOnPlayableTiles)

@@ -17,7 +17,7 @@
 
 namespace {
 
-constexpr int kImageHeightPx = 150;  // the height of every card's image, as .tile-image says
+constexpr int kImageHeightPx = 126;  // the height of every card's image, as .tile-image says
 
 // A member's text as the page shows it: strings as they are, numbers in decimal.
 std::string MemberText(const Json::Value& value)

@@ -16,16 +16,16 @@ body {
 }
 .preview-header {
   display: flex; align-items: baseline; gap: 18px; flex-wrap: wrap;
-  padding: 28px 48px 8px 48px;
+  padding: 24px 48px 4px 48px;
 }
 .preview-title { font-size: 30px; font-weight: 700; margin: 0; letter-spacing: 0.2px; }
 .preview-module { font-size: 14px; color: #8b95a7; margin: 0; font-family: "DejaVu Sans Mono", monospace; }
 .preview-counts { font-size: 14px; color: #8b95a7; margin: 0; }
 .preview { padding: 0 0 32px 0; }
 .preview-empty { padding: 24px 48px; color: #8b95a7; }
-.preview-section { padding: 18px 0 6px 0; }
+.preview-section { padding: 10px 0 2px 0; }
 .section-title {
-  font-size: 21px; font-weight: 600; margin: 0 48px 12px 48px; color: #f3f5f9;
+  font-size: 21px; font-weight: 600; margin: 0 48px 8px 48px; color: #f3f5f9;
   white-space: nowrap; overflow: hidden; text-overflow: ellipsis;
 }
 .section-title.is-highlighted-only { color: #9aa4b5; }
@@ -48,7 +48,7 @@ body {
 }
 .tile.is-focused { outline: 3px solid #f3f5f9; outline-offset: 2px; }
 .tile-image {
-  position: relative; width: 100%; height: 150px; overflow: hidden;
+  position: relative; width: 100%; height: 126px; overflow: hidden;
   background: linear-gradient(135deg, hsl(var(--hue, 215), 38%, 30%) 0%, hsl(var(--hue, 215), 45%, 14%) 100%);
 }
 .tile-img { display: block; width: 100%; height: 100%; object-fit: cover; }
