@@ -23,7 +23,8 @@ std::string ReadFile(const std::string& sPath)
 
 }  // namespace
 
-PT_CHILD_RESULT RunChild(const std::vector<std::string>& vecArgv, const std::string& sWorkDir, int iTimeoutMs)
+PT_CHILD_RESULT RunChild(const std::vector<std::string>& vecArgv, const std::string& sWorkDir, int iTimeoutMs,
+                         const std::vector<std::string>& vecEnv)
 {
     PT_CHILD_RESULT result;
     if (vecArgv.empty()) return result;
@@ -44,6 +45,7 @@ PT_CHILD_RESULT RunChild(const std::vector<std::string>& vecArgv, const std::str
         dup2(fdNull, 0);
         dup2(fdOut, 1);
         dup2(fdErr, 2);
+        for (const std::string& sEntry : vecEnv) putenv(const_cast<char*>(sEntry.c_str()));
         execvp(vecArgs[0], vecArgs.data());
         _exit(127);
     }

@@ -15,10 +15,12 @@ struct PT_CHILD_RESULT {
     std::string sStderr;
 };
 
-// Runs `vecArgv` (the program is looked up in PATH) with `sWorkDir` holding the output files.
-// Whatever is still running in the program's process group when it ends, or when the time
-// limit is reached, is killed.
-PT_CHILD_RESULT RunChild(const std::vector<std::string>& vecArgv, const std::string& sWorkDir, int iTimeoutMs);
+// Runs `vecArgv` (the program is looked up in PATH) with `sWorkDir` holding the output files,
+// and with the "NAME=value" entries of `vecEnv` added to its environment. Whatever is still
+// running in the program's process group when it ends, or when the time limit is reached, is
+// killed.
+PT_CHILD_RESULT RunChild(const std::vector<std::string>& vecArgv, const std::string& sWorkDir, int iTimeoutMs,
+                         const std::vector<std::string>& vecEnv = {});
 
 // The full path of a program found in PATH, or "".
 std::string FindInPath(const std::string& sProgram);

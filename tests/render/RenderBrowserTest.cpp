@@ -160,7 +160,10 @@ protected:
                                             "--virtual-time-budget=5000"};
         vecArgv.insert(vecArgv.end(), vecExtra.begin(), vecExtra.end());
         vecArgv.push_back("file://" + sPage);
-        return RunChild(vecArgv, m_sWorkDir, 120000);
+        // Its crash-report and settings folders go into the profile folder too, not into HOME.
+        return RunChild(vecArgv, m_sWorkDir, 120000,
+                        {"HOME=" + m_sProfile, "XDG_CONFIG_HOME=" + m_sProfile + "/config",
+                         "XDG_CACHE_HOME=" + m_sProfile + "/cache"});
     }
 
     std::string RenderToFile(const std::string& sModule, const std::string& sName)
