@@ -11,6 +11,7 @@
 #include <cstring>
 #include <string>
 
+#include "PelmoGDBusUtil.h"
 #include "RenderStoredPreview.h"
 
 namespace {
@@ -138,7 +139,10 @@ int RunRenderCommand(int argc, char** argv)
     }
 
     Json::Value preview;
-    switch (ReadStoredPreview(sModule, preview)) {
+    const EStoredPreview eRead = ReadStoredPreview(sModule, preview);
+    // The bus is not needed any more; the page is written without it.
+    CPelmoGDBusUtil::ReleaseInstance();
+    switch (eRead) {
     case EStoredPreview::kFound: break;
     case EStoredPreview::kStoreUnreachable:
         return Failure("cannot reach the store on the system bus (is DBUS_SYSTEM_BUS_ADDRESS set and the store running?)");
