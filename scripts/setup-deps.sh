@@ -10,6 +10,7 @@ need=(
   libgtest-dev libgmock-dev googletest libbenchmark-dev
   clang libclang-rt-14-dev llvm
   valgrind
+  chromium
 )
 
 missing=()
