@@ -149,8 +149,8 @@ GVariant* CPelmoGDBusUtil::SendMessageViaDBUS(const std::string& sBusName, const
 
     // Held by this function for the whole send, so that a retry can use it again; dropped on every
     // way out, so that a host retrying against a missing service does not leak per request.
-    GVariant* pParams = g_variant_ref_sink(
-        g_variant_new("(sss)", sFunctionName.c_str(), sModuleName.c_str(), sInput.c_str()));
+    GVariant* pParams =
+        g_variant_ref_sink(g_variant_new("(sss)", sFunctionName.c_str(), sModuleName.c_str(), sInput.c_str()));
 
     GError* pError = nullptr;
     GVariant* pReply = nullptr;
@@ -172,8 +172,8 @@ GVariant* CPelmoGDBusUtil::SendMessageViaDBUS(const std::string& sBusName, const
             if (it != m_mapProxy.end() && it->second != nullptr) pProxy = G_DBUS_PROXY(g_object_ref(it->second));
         }
         if (pProxy == nullptr) break;
-        pReply = g_dbus_proxy_call_sync(pProxy, "Call", pParams, G_DBUS_CALL_FLAGS_NONE, kCallTimeoutMs, nullptr,
-                                        &pError);
+        pReply =
+            g_dbus_proxy_call_sync(pProxy, "Call", pParams, G_DBUS_CALL_FLAGS_NONE, kCallTimeoutMs, nullptr, &pError);
         const bool bRetry = pError != nullptr && iAttempt == 0 && HasVanishedOwner(sBusName, pProxy, pError);
         if (bRetry) {
             CPelmoScopedLock lock(&gMutex);

@@ -60,7 +60,8 @@ bool CConvergenceRun::Start(const std::string& sServicePath, std::string& sError
         module.sName = sName;
         PT_JSON_IN_PARAM param;
         const std::string sTitle = "Preview of " + sName;
-        param.data = "{\"table_name\":\"content://org.orvik.pelmo/accelerators\",\"accelerator_title\":\"" + sTitle + "\"}";
+        param.data =
+            "{\"table_name\":\"content://org.orvik.pelmo/accelerators\",\"accelerator_title\":\"" + sTitle + "\"}";
         if (insert_request(param, &module.llAcceleratorId, sName) != 0 || module.llAcceleratorId <= 0) {
             sError = "cannot register " + sName;
             return false;

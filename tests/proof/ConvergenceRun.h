@@ -13,13 +13,13 @@
 #include "PreviewGenerator.h"
 
 struct PT_CONVERGENCE_FIGURES {
-    int iPublishes = 0;        // calls of set_preview_metadata, withdrawals included
+    int iPublishes = 0;  // calls of set_preview_metadata, withdrawals included
     int iWithdrawals = 0;
-    int iRepeats = 0;          // the same document again
-    int iEdits = 0;            // the last document with small changes
-    int iRefused = 0;          // documents the library must refuse, store untouched
-    int iNotCovered = 0;       // generated documents outside what the expected store covers, not sent
-    int iHistoryShown = 0;     // publishes after which the store holds more than the document alone says
+    int iRepeats = 0;       // the same document again
+    int iEdits = 0;         // the last document with small changes
+    int iRefused = 0;       // documents the library must refuse, store untouched
+    int iNotCovered = 0;    // generated documents outside what the expected store covers, not sent
+    int iHistoryShown = 0;  // publishes after which the store holds more than the document alone says
     int iFailures = 0;
     std::string sFirstCounterexample;
 };

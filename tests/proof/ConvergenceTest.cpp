@@ -64,8 +64,8 @@ TEST(ExpectedStoreTest, KeptTileKeepsWhatTheUpdateDoesNotRewrite)
     const Json::Value tile = store.ExpectedJson()["sections"][0]["tiles"][0];
     EXPECT_EQ(tile["tile_position"], Json::Value(1));
     EXPECT_EQ(tile["tile_extra"], Json::Value("e2"));
-    EXPECT_EQ(tile["tile_favorite"], Json::Value(1));          // left empty: not rewritten
-    EXPECT_EQ(tile["tile_action_click"], Json::Value("c1"));   // never rewritten in place
+    EXPECT_EQ(tile["tile_favorite"], Json::Value(1));         // left empty: not rewritten
+    EXPECT_EQ(tile["tile_action_click"], Json::Value("c1"));  // never rewritten in place
     // A renamed tile is a new tile: nothing of the old one survives.
     ASSERT_TRUE(store.Publish(R"({"sections":[{"section_title":"S","section_position":0,"tiles":[
         {"tile_title":"B","tile_position":1}]}]})",

@@ -22,13 +22,34 @@ constexpr const char* kAppLaunch = "app_launch";
 constexpr const char* kPrePlay = "tile_action_pre_play";
 constexpr const char* kDefaultPublicExtra = "{\"video_url\":\"\",\"is_resumable\":false}";
 
-const std::vector<std::string> kTileColumns = {
-    "_id", "tile_id", "tile_section_raw_id", "tile_type", "tile_title", "tile_subtitle", "tile_display_from",
-    "tile_display_until", "tile_action_play", "tile_action_click", "tile_action_type", "tile_action_details",
-    "tile_image_url", "tile_image_path", "tile_image_width", "tile_image_height", "tile_image_ratio",
-    "tile_source_icon", "tile_source_icon_path", "tile_action_pre_play", "tile_action_post_play",
-    "tile_extra_app_id", "tile_playable", "tile_position", "tile_progress", "tile_notification", "tile_favorite",
-    "tile_extra"};
+const std::vector<std::string> kTileColumns = {"_id",
+                                               "tile_id",
+                                               "tile_section_raw_id",
+                                               "tile_type",
+                                               "tile_title",
+                                               "tile_subtitle",
+                                               "tile_display_from",
+                                               "tile_display_until",
+                                               "tile_action_play",
+                                               "tile_action_click",
+                                               "tile_action_type",
+                                               "tile_action_details",
+                                               "tile_image_url",
+                                               "tile_image_path",
+                                               "tile_image_width",
+                                               "tile_image_height",
+                                               "tile_image_ratio",
+                                               "tile_source_icon",
+                                               "tile_source_icon_path",
+                                               "tile_action_pre_play",
+                                               "tile_action_post_play",
+                                               "tile_extra_app_id",
+                                               "tile_playable",
+                                               "tile_position",
+                                               "tile_progress",
+                                               "tile_notification",
+                                               "tile_favorite",
+                                               "tile_extra"};
 const std::vector<std::string> kSectionColumns = {"_id",
                                                   "section_id",
                                                   "section_title",
@@ -38,27 +59,34 @@ const std::vector<std::string> kSectionColumns = {"_id",
                                                   "section_subtitle_display_mode",
                                                   "section_extra"};
 // Columns the store keeps with INTEGER affinity: numeric text becomes a number there.
-const std::set<std::string> kIntegerColumns = {
-    "_id",           "section_id",        "section_position", "section_accelerator_raw_id",
-    "tile_id",       "tile_section_raw_id", "tile_display_from", "tile_display_until",
-    "tile_image_width", "tile_image_height", "tile_playable",  "tile_position",
-    "tile_progress", "tile_notification", "tile_favorite"};
+const std::set<std::string> kIntegerColumns = {"_id",
+                                               "section_id",
+                                               "section_position",
+                                               "section_accelerator_raw_id",
+                                               "tile_id",
+                                               "tile_section_raw_id",
+                                               "tile_display_from",
+                                               "tile_display_until",
+                                               "tile_image_width",
+                                               "tile_image_height",
+                                               "tile_playable",
+                                               "tile_position",
+                                               "tile_progress",
+                                               "tile_notification",
+                                               "tile_favorite"};
 // Columns written as 0 / 1, and columns written as a validated integer.
 const std::set<std::string> kFlagColumns = {"tile_playable", "tile_progress", "tile_notification", "tile_favorite"};
 const std::set<std::string> kValidatedColumns = {"tile_id", "tile_display_from", "tile_display_until",
                                                  "tile_image_width", "tile_image_height"};
 // What the in-place update of a kept tile rewrites, in its order; every other column stays.
 const std::vector<std::string> kTileUpdateColumns = {
-    "tile_id",          "tile_type",         "tile_display_from", "tile_display_until", "tile_action_type",
-    "tile_image_width", "tile_image_height", "tile_image_ratio",  "tile_source_icon",   "tile_extra_app_id",
-    "tile_playable",    "tile_position",     "tile_progress",     "tile_notification",  "tile_favorite",
+    "tile_id",          "tile_type",           "tile_display_from", "tile_display_until", "tile_action_type",
+    "tile_image_width", "tile_image_height",   "tile_image_ratio",  "tile_source_icon",   "tile_extra_app_id",
+    "tile_playable",    "tile_position",       "tile_progress",     "tile_notification",  "tile_favorite",
     "tile_extra",       "tile_action_pre_play"};
-const std::vector<std::string> kSectionUpdateColumns = {"section_id",
-                                                        "section_title",
-                                                        "section_position",
-                                                        "section_title_display_mode",
-                                                        "section_subtitle_display_mode",
-                                                        "section_extra"};
+const std::vector<std::string> kSectionUpdateColumns = {
+    "section_id",   "section_title", "section_position", "section_title_display_mode", "section_subtitle_display_mode",
+    "section_extra"};
 
 bool IsIn(const std::vector<std::string>& vec, const std::string& s)
 {
@@ -139,27 +167,28 @@ std::string CellText(const StoredRow& row, const std::string& sColumn)
     if (it == row.end()) return "";
     const PT_STORED_VALUE& value = it->second;
     switch (value.eKind) {
-    case PT_STORED_VALUE::kInteger:
-        return std::to_string(value.llValue);
-    case PT_STORED_VALUE::kReal:
-        return DoubleText(value.dValue);
-    case PT_STORED_VALUE::kText:
-        return value.sText;
-    default:
-        return "";
+        case PT_STORED_VALUE::kInteger:
+            return std::to_string(value.llValue);
+        case PT_STORED_VALUE::kReal:
+            return DoubleText(value.dValue);
+        case PT_STORED_VALUE::kText:
+            return value.sText;
+        default:
+            return "";
     }
 }
 
 bool IsSpecialKeyModule(const std::string& sModule)
 {
-    return sModule.find("livetv_") != std::string::npos || sModule == "com.quenor.tv.Skyvane" ||
-           sModule == "ambrel" || sModule == "ambrel_foryou" || sModule == "ambrel_banner";
+    return sModule.find("livetv_") != std::string::npos || sModule == "com.quenor.tv.Skyvane" || sModule == "ambrel" ||
+           sModule == "ambrel_foryou" || sModule == "ambrel_banner";
 }
 
 uint64_t StoredTileKey(const std::string& sModule, const StoredRow& row)
 {
     std::string sAction = CellText(row, "tile_action_play");
-    if (IsSpecialKeyModule(sModule)) sAction += CellText(row, "tile_display_from") + CellText(row, "tile_display_until");
+    if (IsSpecialKeyModule(sModule))
+        sAction += CellText(row, "tile_display_from") + CellText(row, "tile_display_until");
     CPreviewDataUtil util;
     return util.CalcTileHash(CellText(row, "tile_title"), CellText(row, "tile_subtitle"),
                              CellText(row, "tile_image_url"), sAction);
@@ -371,14 +400,14 @@ bool PT_STORED_VALUE::operator==(const PT_STORED_VALUE& other) const
 {
     if (eKind != other.eKind) return false;
     switch (eKind) {
-    case kInteger:
-        return llValue == other.llValue;
-    case kReal:
-        return dValue == other.dValue;
-    case kText:
-        return sText == other.sText;
-    default:
-        return true;
+        case kInteger:
+            return llValue == other.llValue;
+        case kReal:
+            return dValue == other.dValue;
+        case kText:
+            return sText == other.sText;
+        default:
+            return true;
     }
 }
 
@@ -408,29 +437,31 @@ int TileLimit(const std::string& sModule)
 bool ExportCell(const PT_STORED_VALUE& value, Json::Value& out, bool& bWritable)
 {
     switch (value.eKind) {
-    case PT_STORED_VALUE::kInteger:
-        if (value.llValue < INT_MIN || value.llValue > INT_MAX) {
-            bWritable = false;
+        case PT_STORED_VALUE::kInteger:
+            if (value.llValue < INT_MIN || value.llValue > INT_MAX) {
+                bWritable = false;
+                return false;
+            }
+            out = Json::Value(static_cast<int>(value.llValue));
+            return true;
+        case PT_STORED_VALUE::kReal:
+            // The loader keeps six significant digits; the read-back converts that text.
+            out = Json::Value(std::strtod(DoubleText(value.dValue).c_str(), nullptr));
+            return true;
+        case PT_STORED_VALUE::kText:
+            if (value.sText.empty()) return false;
+            out = Json::Value(value.sText);
+            return true;
+        default:
             return false;
-        }
-        out = Json::Value(static_cast<int>(value.llValue));
-        return true;
-    case PT_STORED_VALUE::kReal:
-        // The loader keeps six significant digits; the read-back converts that text.
-        out = Json::Value(std::strtod(DoubleText(value.dValue).c_str(), nullptr));
-        return true;
-    case PT_STORED_VALUE::kText:
-        if (value.sText.empty()) return false;
-        out = Json::Value(value.sText);
-        return true;
-    default:
-        return false;
     }
 }
 }  // namespace expected_store
 
 CExpectedStore::CExpectedStore(std::string sModule, long long llAcceleratorId, Json::Value acceleratorMembers)
-    : m_sModule(std::move(sModule)), m_llAcceleratorId(llAcceleratorId), m_acceleratorMembers(std::move(acceleratorMembers))
+    : m_sModule(std::move(sModule)),
+      m_llAcceleratorId(llAcceleratorId),
+      m_acceleratorMembers(std::move(acceleratorMembers))
 {
 }
 

@@ -26,8 +26,8 @@ struct PT_STORED_VALUE {
 using StoredRow = std::map<std::string, PT_STORED_VALUE>;
 
 struct PT_EXPECTED_TILE {
-    StoredRow row;        // every column except _id and the parent's raw id
-    long long llId = 0;   // 0 until the read-back has shown the new row's id
+    StoredRow row;       // every column except _id and the parent's raw id
+    long long llId = 0;  // 0 until the read-back has shown the new row's id
 };
 
 struct PT_EXPECTED_SECTION {

@@ -88,9 +88,10 @@ protected:
     {
         StoreTest::SetUp();
         if (HasFatalFailure()) return;
-        m_llAccelerator = Insert("{\"table_name\":\"content://org.orvik.pelmo/accelerators\","
-                                 "\"accelerator_title\":\"Sturdy\"}",
-                                 kModule);
+        m_llAccelerator = Insert(
+            "{\"table_name\":\"content://org.orvik.pelmo/accelerators\","
+            "\"accelerator_title\":\"Sturdy\"}",
+            kModule);
         ASSERT_GT(m_llAccelerator, 0);
         m_acceleratorMembers["_id"] = static_cast<int>(m_llAccelerator);
         m_acceleratorMembers["accelerator_title"] = "Sturdy";

@@ -8,16 +8,21 @@
 #include "ExpectedStore.h"
 
 namespace {
-const std::vector<std::string> kTextColumns = {"tile_type",          "tile_action_click",     "tile_action_details",
-                                               "tile_image_path",    "tile_image_ratio",      "tile_source_icon_path",
-                                               "tile_action_post_play", "tile_extra_app_id",  "tile_extra",
-                                               "tile_action_type"};
+const std::vector<std::string> kTextColumns = {
+    "tile_type",        "tile_action_click",     "tile_action_details",   "tile_image_path",
+    "tile_image_ratio", "tile_source_icon_path", "tile_action_post_play", "tile_extra_app_id",
+    "tile_extra",       "tile_action_type"};
 const std::vector<std::string> kValidatedColumns = {"tile_id", "tile_display_from", "tile_display_until",
                                                     "tile_image_width", "tile_image_height"};
-const std::vector<std::string> kFlagColumns = {"tile_playable", "tile_progress", "tile_notification",
-                                               "tile_favorite"};
-const std::vector<std::string> kExtraNames = {"resume_position", "is_resumable", "video_url", "rating",
-                                              "genre",           "\xc3\xbcnic\xc3\xb6" "de", "with space"};
+const std::vector<std::string> kFlagColumns = {"tile_playable", "tile_progress", "tile_notification", "tile_favorite"};
+const std::vector<std::string> kExtraNames = {"resume_position",
+                                              "is_resumable",
+                                              "video_url",
+                                              "rating",
+                                              "genre",
+                                              "\xc3\xbcnic\xc3\xb6"
+                                              "de",
+                                              "with space"};
 const std::vector<std::string> kDisplayModes = {"always", "never", "highlighted_only"};
 
 template <typename T>
@@ -63,11 +68,26 @@ std::string CPreviewGenerator::UniqueTag(const char* sPrefix)
 
 std::string CPreviewGenerator::Piece()
 {
-    static const std::vector<std::string> kPieces = {
-        "alpha", "Bridge", "night", "42", " ", "-", "\xc3\xa9t\xc3\xa9",                  // été
-        "\xe6\x97\xa5\xe6\x9c\xac\xe8\xaa\x9e",                                            // Japanese
-        "\xf0\x9f\x98\x80",                                                                // an emoji
-        "\"", "\\", "/", "\n", "\t", "\x01", "<b>&amp;</b>", "'; DROP TABLE tiles; --", "%s%d", "null", "{}"};
+    static const std::vector<std::string> kPieces = {"alpha",
+                                                     "Bridge",
+                                                     "night",
+                                                     "42",
+                                                     " ",
+                                                     "-",
+                                                     "\xc3\xa9t\xc3\xa9",                     // été
+                                                     "\xe6\x97\xa5\xe6\x9c\xac\xe8\xaa\x9e",  // Japanese
+                                                     "\xf0\x9f\x98\x80",                      // an emoji
+                                                     "\"",
+                                                     "\\",
+                                                     "/",
+                                                     "\n",
+                                                     "\t",
+                                                     "\x01",
+                                                     "<b>&amp;</b>",
+                                                     "'; DROP TABLE tiles; --",
+                                                     "%s%d",
+                                                     "null",
+                                                     "{}"};
     return Pick(*this, kPieces);
 }
 
@@ -120,29 +140,29 @@ Json::Value CPreviewGenerator::ExtraValue()
 {
     const int r = Below(8);
     switch (r) {
-    case 0:
-        return AnyText();
-    case 1:
-        return Pick(*this, std::vector<int>{INT_MAX, INT_MIN, 0, 1234});
-    case 2:
-        return -0.5;
-    case 3:
-        return Chance(50);
-    case 4:
-        return Json::Value();  // null
-    case 5: {
-        Json::Value array(Json::arrayValue);
-        array.append(1);
-        array.append(AnyText());
-        return array;
-    }
-    case 6: {
-        Json::Value object;
-        object["nested"] = 1;  // an object member never reaches the store
-        return object;
-    }
-    default:
-        return Json::Value(4000000000u);
+        case 0:
+            return AnyText();
+        case 1:
+            return Pick(*this, std::vector<int>{INT_MAX, INT_MIN, 0, 1234});
+        case 2:
+            return -0.5;
+        case 3:
+            return Chance(50);
+        case 4:
+            return Json::Value();  // null
+        case 5: {
+            Json::Value array(Json::arrayValue);
+            array.append(1);
+            array.append(AnyText());
+            return array;
+        }
+        case 6: {
+            Json::Value object;
+            object["nested"] = 1;  // an object member never reaches the store
+            return object;
+        }
+        default:
+            return Json::Value(4000000000u);
     }
 }
 
@@ -302,72 +322,72 @@ Json::Value CPreviewGenerator::Edit(const std::string& sModule, const Json::Valu
         const int iTiles = static_cast<int>(tiles.size());
         Json::Value* pTile = iTiles > 0 ? &tiles[static_cast<Json::ArrayIndex>(Below(iTiles))] : nullptr;
         switch (iKind) {
-        case 0:  // a member of a tile changes
-            if (pTile) {
-                const int r = Below(3);
-                if (r == 0) (*pTile)[Pick(*this, kTextColumns)] = TextColumnValue();
-                if (r == 1) (*pTile)[Pick(*this, kValidatedColumns)] = IntegerColumnValue();
-                if (r == 2) (*pTile)[Pick(*this, kFlagColumns)] = FlagValue();
-            }
-            break;
-        case 1:  // a member of a tile goes away
-            if (pTile) {
-                std::vector<std::string> vecNames;
-                for (const std::string& sName : Names(*pTile)) {
-                    if (!IsKeyMember(sName)) vecNames.push_back(sName);
+            case 0:  // a member of a tile changes
+                if (pTile) {
+                    const int r = Below(3);
+                    if (r == 0) (*pTile)[Pick(*this, kTextColumns)] = TextColumnValue();
+                    if (r == 1) (*pTile)[Pick(*this, kValidatedColumns)] = IntegerColumnValue();
+                    if (r == 2) (*pTile)[Pick(*this, kFlagColumns)] = FlagValue();
                 }
-                if (!vecNames.empty()) pTile->removeMember(Pick(*this, vecNames));
-            }
-            break;
-        case 2:  // a tile goes away
-            if (iTiles > 0) {
-                Json::Value removed;
-                tiles.removeIndex(static_cast<Json::ArrayIndex>(Below(iTiles)), &removed);
-            }
-            break;
-        case 3: {  // a tile comes
-            Json::Value tile = Tile(sModule);
-            tile["tile_position"] = LargestPosition(tiles, "tile_position") + 1 + Below(3);
-            tiles.append(tile);
-            break;
-        }
-        case 4:  // a tile is renamed: a new content key
-            if (pTile) (*pTile)["tile_title"] = UniqueTag("R") + " " + AnyText().asString();
-            break;
-        case 5:
-            NumberPositions(tiles, "tile_position");
-            break;
-        case 6: {
-            Json::Value removed;
-            sections.removeIndex(static_cast<Json::ArrayIndex>(Below(iSections)), &removed);
-            break;
-        }
-        case 8: {  // a section's own columns change, or the sections change places
-            const int r = Below(3);
-            if (r == 0) section["section_extra"] = AnyText();
-            if (r == 1) section["section_title_display_mode"] = Pick(*this, kDisplayModes);
-            if (r == 2) NumberPositions(sections, "section_position");
-            break;
-        }
-        case 9:  // a tile moves to another section
-            if (pTile && iSections > 1) {
-                Json::Value tile = *pTile;
-                Json::Value removed;
-                for (Json::ArrayIndex i = 0; i < tiles.size(); ++i) {
-                    if (&tiles[i] == pTile) {
-                        tiles.removeIndex(i, &removed);
-                        break;
+                break;
+            case 1:  // a member of a tile goes away
+                if (pTile) {
+                    std::vector<std::string> vecNames;
+                    for (const std::string& sName : Names(*pTile)) {
+                        if (!IsKeyMember(sName)) vecNames.push_back(sName);
                     }
+                    if (!vecNames.empty()) pTile->removeMember(Pick(*this, vecNames));
                 }
-                Json::Value& other = sections[static_cast<Json::ArrayIndex>(Below(iSections))];
-                if (!other["tiles"].isArray()) other["tiles"] = Json::Value(Json::arrayValue);
-                tile["tile_position"] = LargestPosition(other["tiles"], "tile_position") + 1 + Below(3);
-                other["tiles"].append(tile);
+                break;
+            case 2:  // a tile goes away
+                if (iTiles > 0) {
+                    Json::Value removed;
+                    tiles.removeIndex(static_cast<Json::ArrayIndex>(Below(iTiles)), &removed);
+                }
+                break;
+            case 3: {  // a tile comes
+                Json::Value tile = Tile(sModule);
+                tile["tile_position"] = LargestPosition(tiles, "tile_position") + 1 + Below(3);
+                tiles.append(tile);
+                break;
             }
-            break;
-        default:  // an unknown member of a tile changes
-            if (pTile) (*pTile)[Pick(*this, kExtraNames)] = ExtraValue();
-            break;
+            case 4:  // a tile is renamed: a new content key
+                if (pTile) (*pTile)["tile_title"] = UniqueTag("R") + " " + AnyText().asString();
+                break;
+            case 5:
+                NumberPositions(tiles, "tile_position");
+                break;
+            case 6: {
+                Json::Value removed;
+                sections.removeIndex(static_cast<Json::ArrayIndex>(Below(iSections)), &removed);
+                break;
+            }
+            case 8: {  // a section's own columns change, or the sections change places
+                const int r = Below(3);
+                if (r == 0) section["section_extra"] = AnyText();
+                if (r == 1) section["section_title_display_mode"] = Pick(*this, kDisplayModes);
+                if (r == 2) NumberPositions(sections, "section_position");
+                break;
+            }
+            case 9:  // a tile moves to another section
+                if (pTile && iSections > 1) {
+                    Json::Value tile = *pTile;
+                    Json::Value removed;
+                    for (Json::ArrayIndex i = 0; i < tiles.size(); ++i) {
+                        if (&tiles[i] == pTile) {
+                            tiles.removeIndex(i, &removed);
+                            break;
+                        }
+                    }
+                    Json::Value& other = sections[static_cast<Json::ArrayIndex>(Below(iSections))];
+                    if (!other["tiles"].isArray()) other["tiles"] = Json::Value(Json::arrayValue);
+                    tile["tile_position"] = LargestPosition(other["tiles"], "tile_position") + 1 + Below(3);
+                    other["tiles"].append(tile);
+                }
+                break;
+            default:  // an unknown member of a tile changes
+                if (pTile) (*pTile)[Pick(*this, kExtraNames)] = ExtraValue();
+                break;
         }
     }
     MakeKeysUnique(sModule, document);

@@ -146,10 +146,12 @@ TEST_F(ResultSetFaultTest, DamagedResultGivesAFailedLoadNotACrash)
 {
     const std::vector<PT_DAMAGE> vecDamage = {
         {"wrong magic", [](std::string& s, std::string&) { s[kOffMagic] = static_cast<char>(s[kOffMagic] ^ 0x5a); }},
-        {"row count far past the end", [](std::string& s, std::string&) { Put<uint32_t>(s, kOffRowCount, 0x7fffffffu); }},
+        {"row count far past the end",
+         [](std::string& s, std::string&) { Put<uint32_t>(s, kOffRowCount, 0x7fffffffu); }},
         {"text block outside the result",
          [](std::string& s, std::string&) { Put<uint64_t>(s, kOffTextOffset, s.size() + 4096); }},
-        {"total size larger than the memory", [](std::string& s, std::string&) { Put<uint64_t>(s, kOffTotalSize, 1u << 30); }},
+        {"total size larger than the memory",
+         [](std::string& s, std::string&) { Put<uint64_t>(s, kOffTotalSize, 1u << 30); }},
         {"object shorter than the reply says",
          [](std::string& s, std::string& sSize) {
              sSize = std::to_string(s.size());
@@ -183,7 +185,8 @@ TEST_F(ResultSetFaultTest, DamagedResultGivesAFailedLoadNotACrash)
         EXPECT_EQ(set_preview_metadata("{\"sections\":[{\"section_title\":\"s\",\"tiles\":[{\"tile_title\":\"t\"}]}]}",
                                        kModule),
                   0);
-        EXPECT_TRUE(m_log.Has(DLOG_ERROR, std::string("ERROR, CGetMetaDataFromDB failed. Clear all tiles of ") + kModule));
+        EXPECT_TRUE(
+            m_log.Has(DLOG_ERROR, std::string("ERROR, CGetMetaDataFromDB failed. Clear all tiles of ") + kModule));
         EXPECT_EQ(CallsOf("delete"), 2u);
         EXPECT_EQ(CallsOf("insert"), 0u);
         EXPECT_EQ(CallsOf("insert_bulk"), 0u);

@@ -21,8 +21,10 @@ std::string SelectFromAnotherProcess(const std::string& sModule)
 {
     const std::string sCommand =
         "dbus-send --system --print-reply --dest=org.orvik.Feltrix.dbus /org/orvik/pelmo_service "
-        "org.orvik.pelmo_service.Call string:select string:" + sModule +
-        " 'string:{\"table_name\":\"content://org.orvik.pelmo/sections\",\"where\":\"\",\"group_by\":\"\",\"order\":\"\"}'"
+        "org.orvik.pelmo_service.Call string:select string:" +
+        sModule +
+        " 'string:{\"table_name\":\"content://org.orvik.pelmo/"
+        "sections\",\"where\":\"\",\"group_by\":\"\",\"order\":\"\"}'"
         " 2>&1";
     std::string sOutput;
     FILE* pPipe = popen(sCommand.c_str(), "r");
