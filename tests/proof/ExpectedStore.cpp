@@ -178,7 +178,7 @@ std::string CellText(const StoredRow& row, const std::string& sColumn)
     }
 }
 
-bool IsSpecialKeyModule(const std::string& sModule)
+bool IsPeriodKeyedModule(const std::string& sModule)
 {
     return sModule.find("livetv_") != std::string::npos || sModule == "com.quenor.tv.Skyvane" || sModule == "ambrel" ||
            sModule == "ambrel_foryou" || sModule == "ambrel_banner";
@@ -187,7 +187,7 @@ bool IsSpecialKeyModule(const std::string& sModule)
 uint64_t StoredTileKey(const std::string& sModule, const StoredRow& row)
 {
     std::string sAction = CellText(row, "tile_action_play");
-    if (IsSpecialKeyModule(sModule))
+    if (IsPeriodKeyedModule(sModule))
         sAction += CellText(row, "tile_display_from") + CellText(row, "tile_display_until");
     CPreviewDataUtil util;
     return util.CalcTileHash(CellText(row, "tile_title"), CellText(row, "tile_subtitle"),
@@ -416,7 +416,7 @@ uint64_t DocumentTileKey(const std::string& sModule, const Json::Value& tile)
 {
     std::string sAction = KeyText(tile, "action_data");
     if (sModule == "com.quenor.tv.Skyvane") sAction = KeyText(tile, "tile_action_play");
-    if (IsSpecialKeyModule(sModule)) {
+    if (IsPeriodKeyedModule(sModule)) {
         sAction += KeyText(tile, "tile_display_from") + KeyText(tile, "tile_display_until");
     }
     CPreviewDataUtil util;
