@@ -1,0 +1,61 @@
+// A client that asks for rows and goes away without opening the result (killed between the
+// reply and the read): the store removes the result once its time is up and serves on.
+#include <stdio.h>
+#include <sys/stat.h>
+
+#include <chrono>
+#include <regex>
+#include <thread>
+
+#include "FaultFixture.h"
+
+namespace {
+bool ShmExists(const std::string& sKey)
+{
+    struct stat st;
+    return stat(("/dev/shm" + sKey).c_str(), &st) == 0;
+}
+
+// Runs a one-off client process (dbus-send) that makes a select and exits; returns its output.
+std::string SelectFromAnotherProcess(const std::string& sModule)
+{
+    const std::string sCommand =
+        "dbus-send --system --print-reply --dest=org.orvik.Feltrix.dbus /org/orvik/pelmo_service "
+        "org.orvik.pelmo_service.Call string:select string:" +
+        sModule +
+        " 'string:{\"table_name\":\"content://org.orvik.pelmo/"
+        "sections\",\"where\":\"\",\"group_by\":\"\",\"order\":\"\"}'"
+        " 2>&1";
+    std::string sOutput;
+    FILE* pPipe = popen(sCommand.c_str(), "r");
+    if (pPipe == nullptr) return sOutput;
+    char sBuffer[512];
+    while (fgets(sBuffer, sizeof(sBuffer), pPipe) != nullptr) sOutput += sBuffer;
+    pclose(pPipe);
+    return sOutput;
+}
+}  // namespace
+
+TEST_F(FaultTest, ResultOfAClientThatLeftWithoutReadingIsRemovedAndTheStoreServesOn)
+{
+    CPelmoGDBusUtil::ReleaseInstance();
+    m_store.Stop();
+    m_options.vecExtraArgs = {"--result-ttl", "1"};
+    std::string sError;
+    ASSERT_TRUE(m_store.Start(m_options, sError)) << sError;  // same database, short-lived results
+    const std::string sDocument = Document(2, 2, "kept");
+    ASSERT_EQ(set_preview_metadata(sDocument.c_str(), kModule), 1);
+
+    const std::string sReply = SelectFromAnotherProcess(kModule);
+    std::smatch match;
+    ASSERT_TRUE(std::regex_search(sReply, match, std::regex("\"key\"\\s*:\\s*\"(/[^\"]+)\""))) << sReply;
+    const std::string sKey = match[1];
+    ASSERT_TRUE(ShmExists(sKey)) << sKey;
+    const auto deadline = std::chrono::steady_clock::now() + std::chrono::seconds(10);
+    while (ShmExists(sKey) && std::chrono::steady_clock::now() < deadline) {
+        std::this_thread::sleep_for(std::chrono::milliseconds(100));
+    }
+    EXPECT_FALSE(ShmExists(sKey)) << sKey << " is still there";
+    // Results the library opens are unaffected: the read-back still works and equals the document.
+    ExpectReadBackIsTheDocument(sDocument);
+}
