@@ -6,21 +6,6 @@ namespace {
 constexpr const char* kObjectPath = "/org/orvik/pelmo_service";
 constexpr const char* kInterfaceName = "org.orvik.pelmo_service";
 constexpr int kCallTimeoutMs = 5000;
-
-// True when the call failed because the service instance that the proxy is bound to has left the
-// bus: the bus refused the call without delivering it.
-bool HasVanishedOwner(const std::string& sBusName, GDBusProxy* pProxy, const GError* pError)
-{
-    if (!g_error_matches(pError, G_DBUS_ERROR, G_DBUS_ERROR_SERVICE_UNKNOWN) &&
-        !g_error_matches(pError, G_DBUS_ERROR, G_DBUS_ERROR_NAME_HAS_NO_OWNER)) {
-        return false;
-    }
-    gchar* sOwner = g_dbus_proxy_get_name_owner(pProxy);
-    if (sOwner == nullptr) return false;  // it already calls the name itself: nothing to renew
-    PELMO_LOGI("[%s] owner %s is gone, renewing the proxy", sBusName.c_str(), sOwner);
-    g_free(sOwner);
-    return true;
-}
 }  // namespace
 
 pthread_mutex_t gMutex = PTHREAD_MUTEX_INITIALIZER;
@@ -147,51 +132,31 @@ GVariant* CPelmoGDBusUtil::SendMessageViaDBUS(const std::string& sBusName, const
     PELMO_LOGI("Function = [%s] ModuleName = [%s]", sFunctionName.c_str(), sModuleName.c_str());
     PELMO_LOGD("Input: %s", sInput.c_str());
 
-    // Held by this function for the whole send, so that a retry can use it again; dropped on every
-    // way out, so that a host retrying against a missing service does not leak per request.
-    GVariant* pParams =
-        g_variant_ref_sink(g_variant_new("(sss)", sFunctionName.c_str(), sModuleName.c_str(), sInput.c_str()));
+    // Floating reference: the call consumes it. A send that fails before the call sinks and
+    // drops it, so that a host retrying against a missing service does not leak per request.
+    GVariant* pParams = g_variant_new("(sss)", sFunctionName.c_str(), sModuleName.c_str(), sInput.c_str());
+
+    if (!CreateProxy(sBusName)) {
+        PELMO_LOGE("Create Proxy Failed");
+        g_variant_unref(g_variant_ref_sink(pParams));
+        return nullptr;
+    }
+
+    GDBusProxy* pProxy = nullptr;
+    {
+        CPelmoScopedLock lock(&gMutex);
+        auto it = m_mapProxy.find(sBusName);
+        if (it != m_mapProxy.end()) pProxy = it->second;
+    }
 
     GError* pError = nullptr;
     GVariant* pReply = nullptr;
-    // A cached proxy follows the service's owner only when the thread that made it runs a main
-    // loop; a host without one keeps addressing the instance it first met. When that instance is
-    // gone the bus refuses the call without delivering it, so the call is safe to make once more
-    // on a proxy made now, which finds the service's current owner.
-    for (int iAttempt = 0; iAttempt < 2; ++iAttempt) {
-        if (!CreateProxy(sBusName)) {
-            PELMO_LOGE("Create Proxy Failed");
-            g_variant_unref(pParams);
-            return nullptr;
-        }
-        GDBusProxy* pProxy = nullptr;
-        {
-            CPelmoScopedLock lock(&gMutex);
-            auto it = m_mapProxy.find(sBusName);
-            // A reference of its own: another thread may replace the cached proxy meanwhile.
-            if (it != m_mapProxy.end() && it->second != nullptr) pProxy = G_DBUS_PROXY(g_object_ref(it->second));
-        }
-        if (pProxy == nullptr) break;
-        pReply =
-            g_dbus_proxy_call_sync(pProxy, "Call", pParams, G_DBUS_CALL_FLAGS_NONE, kCallTimeoutMs, nullptr, &pError);
-        const bool bRetry = pError != nullptr && iAttempt == 0 && HasVanishedOwner(sBusName, pProxy, pError);
-        if (bRetry) {
-            CPelmoScopedLock lock(&gMutex);
-            auto it = m_mapProxy.find(sBusName);
-            if (it != m_mapProxy.end() && it->second == pProxy) {
-                g_object_unref(it->second);
-                it->second = nullptr;
-            }
-        }
-        g_object_unref(pProxy);
-        if (!bRetry) break;
-        PELMO_LOGE("g_dbus_proxy_call_sync() failed. %s", pError->message);
-        g_clear_error(&pError);
-        if (pReply != nullptr) g_variant_unref(pReply);
-        pReply = nullptr;
+    if (pProxy == nullptr) g_variant_unref(g_variant_ref_sink(pParams));
+    if (pProxy != nullptr) {
+        pReply = g_dbus_proxy_call_sync(pProxy, "Call", pParams, G_DBUS_CALL_FLAGS_NONE, kCallTimeoutMs, nullptr,
+                                        &pError);
+        if (pError == nullptr && pReply != nullptr) return pReply;
     }
-    g_variant_unref(pParams);
-    if (pError == nullptr && pReply != nullptr) return pReply;
     if (pError != nullptr) {
         PELMO_LOGE("g_dbus_proxy_call_sync() failed. %s", pError->message);
         g_error_free(pError);

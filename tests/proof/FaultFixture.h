@@ -6,6 +6,8 @@
 #include <dlog.h>
 #include <dlog_host.h>
 
+#include <gio/gio.h>
+
 #include <chrono>
 #include <mutex>
 #include <string>
@@ -96,6 +98,17 @@ protected:
         m_acceleratorMembers["_id"] = static_cast<int>(m_llAccelerator);
         m_acceleratorMembers["accelerator_title"] = "Sturdy";
         m_acceleratorMembers["app_pkg_name"] = kModule;
+    }
+
+    // Lets the host's main context run for a while, as an app's main loop does: the library's
+    // cached proxy follows a new owner of the service's name through the bus's name-owner
+    // signals, which are dispatched there.
+    static void RunHostMainContext(int iMilliseconds)
+    {
+        const auto end = std::chrono::steady_clock::now() + std::chrono::milliseconds(iMilliseconds);
+        while (std::chrono::steady_clock::now() < end) {
+            if (!g_main_context_iteration(nullptr, FALSE)) g_usleep(2000);
+        }
     }
 
     // A document of `iSections` sections of `iTiles` tiles each; `sTag` makes its keys its own.
