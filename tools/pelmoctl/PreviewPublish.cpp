@@ -51,13 +51,25 @@ int PublishAndReport(const std::string& sCommand, const std::string& sModule, co
                         static_cast<long long>(entry["rows"].asInt64()));
         }
     }
-    std::fputs(FormatCounts(TotalsDelta(before, after, "sections"), TotalsDelta(before, after, "tiles")).c_str(),
-               stdout);
-    std::fflush(stdout);
+    const CTableDelta sections = TotalsDelta(before, after, "sections");
+    const CTableDelta tiles = TotalsDelta(before, after, "tiles");
+    const bool bChanged = sections.llInserted || sections.llUpdated || sections.llDeleted || tiles.llInserted ||
+                          tiles.llUpdated || tiles.llDeleted;
+    // A refused document changed nothing and gets no counts; a publish that failed after it
+    // changed rows (a store that could not be read back is cleared) shows what it did.
+    if (iResult == 1 || bChanged) {
+        std::fputs(FormatCounts(sections, tiles).c_str(), stdout);
+        std::fflush(stdout);
+    }
 
     if (iResult != 1) {
-        return Fail(sCommand, "the library did not publish the document" +
-                                  (sLibraryError.empty() ? std::string() : ": " + sLibraryError));
+        if (bChanged) {
+            return Fail(sCommand, "the publish failed after changing the store" +
+                                      (sLibraryError.empty() ? std::string() : ": " + sLibraryError));
+        }
+        return Fail(sCommand, "the library refused the document" +
+                                  (sLibraryError.empty() ? std::string() : " (" + sLibraryError + ")") +
+                                  "; nothing was changed ('pelmoctl validate' explains documents)");
     }
     // The library reports success even when single requests of the synchronisation failed;
     // the journal tells.
