@@ -112,6 +112,17 @@ int RunWithHostStore(const std::string& sDirectory, const std::vector<std::strin
         }
     }
 
+    // Interrupted while the store was starting: stop it again without running the command.
+    sigset_t pending;
+    sigpending(&pending);
+    for (int iSignal : {SIGINT, SIGTERM, SIGHUP}) {
+        if (sigismember(&pending, iSignal) == 1) {
+            store.Stop();
+            sigprocmask(SIG_SETMASK, &previous, nullptr);
+            return 128 + iSignal;
+        }
+    }
+
     std::vector<std::string> vecArgv = {"pelmoctl"};
     vecArgv.insert(vecArgv.end(), vecCommand.begin(), vecCommand.end());
     std::vector<char*> argv;
