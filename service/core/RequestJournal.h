@@ -15,13 +15,13 @@
 #include "StoreReply.h"
 
 struct CJournalEntry {
-    long long llSeq = 0;        // per module, from 1, never reused while the service runs
-    std::time_t tTime = 0;      // wall clock, seconds
+    long long llSeq = 0;    // per module, from 1, never reused while the service runs
+    std::time_t tTime = 0;  // wall clock, seconds
     std::string sMethod;
-    std::string sTable;         // SQLite table name; empty when the request named none
+    std::string sTable;  // SQLite table name; empty when the request named none
     bool bOk = false;
-    std::string sReason;        // why it was refused; empty when it was not
-    long long llRows = 0;       // as in the request log line
+    std::string sReason;   // why it was refused; empty when it was not
+    long long llRows = 0;  // as in the request log line
     std::map<std::string, CRowChanges> mapChanges;
 };
 

@@ -26,8 +26,8 @@ bool IsBlank(const std::string& sText)
 bool CountModuleRows(CStoreDatabase& database, const std::string& sTable, const std::string& sModule,
                      const std::string& sExtra, long long llNow, long long& llCount, std::string& sError)
 {
-    CStatement statement = database.Prepare(
-        "SELECT count(*) FROM \"" + sTable + "\" WHERE \"module_name\" = ?1" + sExtra, sError);
+    CStatement statement =
+        database.Prepare("SELECT count(*) FROM \"" + sTable + "\" WHERE \"module_name\" = ?1" + sExtra, sError);
     if (!statement) return false;
     sqlite3_bind_text(statement.Get(), 1, sModule.c_str(), static_cast<int>(sModule.size()), SQLITE_TRANSIENT);
     if (!sExtra.empty()) sqlite3_bind_int64(statement.Get(), 2, llNow);
@@ -101,9 +101,10 @@ CStoreReply CStoreRequestHandler::StatsRequest(const std::string& sModule)
         if (sqlite3_step(statement.Get()) != SQLITE_ROW) return Refuse("store error: " + m_database.LastError());
         root["accelerator_id"] = static_cast<Json::Int64>(sqlite3_column_int64(statement.Get(), 0));
         const unsigned char* pTitle = sqlite3_column_text(statement.Get(), 1);
-        root["title"] = pTitle != nullptr ? std::string(reinterpret_cast<const char*>(pTitle),
-                                                        static_cast<std::size_t>(sqlite3_column_bytes(statement.Get(), 1)))
-                                          : std::string();
+        root["title"] = pTitle != nullptr
+                            ? std::string(reinterpret_cast<const char*>(pTitle),
+                                          static_cast<std::size_t>(sqlite3_column_bytes(statement.Get(), 1)))
+                            : std::string();
     }
     root["sections"] = static_cast<Json::Int64>(llSections);
     root["tiles"] = static_cast<Json::Int64>(llTiles);

@@ -40,8 +40,7 @@ TEST_F(PelmoctlHelp, EveryStoreCommandExplainsItselfOnStandardOutput)
         for (const char* sFlag : {"--help", "-h"}) {
             const CToolResult result = Run({sCommand, sFlag});
             EXPECT_EQ(result.iExit, 0) << sCommand << " " << sFlag << ": " << result.sErr;
-            EXPECT_EQ(result.sOut.rfind(std::string("usage: pelmoctl ") + sCommand + " MODULE", 0), 0u)
-                << result.sOut;
+            EXPECT_EQ(result.sOut.rfind(std::string("usage: pelmoctl ") + sCommand + " MODULE", 0), 0u) << result.sOut;
             EXPECT_NE(result.sOut.find("Exit status"), std::string::npos) << result.sOut;
             EXPECT_EQ(result.sErr, "");
         }

@@ -129,8 +129,7 @@ TEST_F(PelmoctlPublish, DocumentTheLibraryRefusesFailsInOneLineAndChangesNothing
     RegisterAndPublish("org.example.player", Example("first.json"));
     const std::string sBefore = DumpStore();
     const std::string sPath = WriteFile("array.json", "[1, 2, 3]\n");
-    ExpectOneLineFailure(Host({"publish", "org.example.player", sPath}), "publish",
-                         "the library refused the document");
+    ExpectOneLineFailure(Host({"publish", "org.example.player", sPath}), "publish", "the library refused the document");
     EXPECT_EQ(DumpStore(), sBefore);
 }
 
@@ -154,9 +153,10 @@ TEST_F(PelmoctlPublish, EmptyModuleNameFailsInOneLineAndChangesNothing)
 
 TEST_F(PelmoctlPublish, WrongArgumentsAreAUsageError)
 {
-    for (const std::vector<std::string>& vecArgs :
-         {std::vector<std::string>{"publish"}, {"publish", "org.example.player"}, {"publish", "a", "b", "c"},
-          {"publish", "a", "b", "--quiet"}}) {
+    for (const std::vector<std::string>& vecArgs : {std::vector<std::string>{"publish"},
+                                                    {"publish", "org.example.player"},
+                                                    {"publish", "a", "b", "c"},
+                                                    {"publish", "a", "b", "--quiet"}}) {
         const CToolResult result = Host(vecArgs);
         EXPECT_EQ(result.iExit, 2) << result.sErr;
         EXPECT_NE(result.sErr.find("usage: pelmoctl publish MODULE FILE|-"), std::string::npos) << result.sErr;

@@ -60,9 +60,10 @@ TEST_F(PelmoctlRegister, ModuleNameTheStoreRefusesFailsInOneLineWithItsReason)
 
 TEST_F(PelmoctlRegister, WrongArgumentsAreAUsageError)
 {
-    for (const std::vector<std::string>& vecArgs :
-         {std::vector<std::string>{"register"}, {"register", "a", "b"}, {"register", "a", "--title"},
-          {"register", "a", "--colour", "red"}}) {
+    for (const std::vector<std::string>& vecArgs : {std::vector<std::string>{"register"},
+                                                    {"register", "a", "b"},
+                                                    {"register", "a", "--title"},
+                                                    {"register", "a", "--colour", "red"}}) {
         const CToolResult result = Host(vecArgs);
         EXPECT_EQ(result.iExit, 2) << result.sErr;
         EXPECT_NE(result.sErr.find("usage: pelmoctl register MODULE"), std::string::npos) << result.sErr;

@@ -52,8 +52,10 @@ bool CToolProcess::Start(const std::vector<std::string>& vecArgv, const std::vec
         sigprocmask(SIG_SETMASK, &set, nullptr);
         for (const std::string& sVar : vecEnv) {
             const size_t iEq = sVar.find('=');
-            if (iEq == std::string::npos) unsetenv(sVar.c_str());
-            else setenv(sVar.substr(0, iEq).c_str(), sVar.substr(iEq + 1).c_str(), 1);
+            if (iEq == std::string::npos)
+                unsetenv(sVar.c_str());
+            else
+                setenv(sVar.substr(0, iEq).c_str(), sVar.substr(iEq + 1).c_str(), 1);
         }
         execv(argv[0], argv.data());
         std::fprintf(stderr, "cannot start %s: %s\n", argv[0], std::strerror(errno));
@@ -93,7 +95,8 @@ bool CToolProcess::Pump(int iTimeoutMs, bool bCloseInput)
             if (fds[i].revents == 0) continue;
             if (fds[i].fd == m_iIn) {
                 const ssize_t w = write(m_iIn, m_sInput.data(), m_sInput.size());
-                if (w > 0) m_sInput.erase(0, static_cast<size_t>(w));
+                if (w > 0)
+                    m_sInput.erase(0, static_cast<size_t>(w));
                 else if (w < 0 && errno != EAGAIN) {
                     m_sInput.clear();
                     CloseFd(m_iIn);
@@ -103,8 +106,10 @@ bool CToolProcess::Pump(int iTimeoutMs, bool bCloseInput)
             char buf[4096];
             const ssize_t r = read(fds[i].fd, buf, sizeof buf);
             std::string& sTarget = fds[i].fd == m_iOut ? m_result.sOut : m_result.sErr;
-            if (r > 0) sTarget.append(buf, static_cast<size_t>(r));
-            else if (r == 0 || errno != EINTR) CloseFd(fds[i].fd == m_iOut ? m_iOut : m_iErr);
+            if (r > 0)
+                sTarget.append(buf, static_cast<size_t>(r));
+            else if (r == 0 || errno != EINTR)
+                CloseFd(fds[i].fd == m_iOut ? m_iOut : m_iErr);
         }
     }
     // Both outputs closed: the process ended (or closed them); wait for it within the time left.

@@ -9,7 +9,7 @@
 #include <vector>
 
 struct CToolResult {
-    int iExit = -1;      // exit status, or 128 + signal
+    int iExit = -1;  // exit status, or 128 + signal
     std::string sOut;
     std::string sErr;
     bool bTimedOut = false;

@@ -107,8 +107,8 @@ int RunWithHostStore(const std::string& sDirectory, const std::vector<std::strin
         close(iSavedStderr);
         if (!bStarted) {
             sigprocmask(SIG_SETMASK, &previous, nullptr);
-            return Fail("cannot start the host store in " + sDirectory + ": " + sError + " (see " +
-                        options.sLogFile + ")");
+            return Fail("cannot start the host store in " + sDirectory + ": " + sError + " (see " + options.sLogFile +
+                        ")");
         }
     }
 

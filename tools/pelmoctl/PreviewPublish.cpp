@@ -6,8 +6,8 @@
 
 using namespace StoreCommand;
 
-bool RequireRegistered(const std::string& sCommand, const std::string& sModule, Json::Value& stats,
-                       CLibraryLog& log, int& iExit)
+bool RequireRegistered(const std::string& sCommand, const std::string& sModule, Json::Value& stats, CLibraryLog& log,
+                       int& iExit)
 {
     std::string sError;
     if (!FetchStats(sModule, stats, sError, log)) {
@@ -15,8 +15,8 @@ bool RequireRegistered(const std::string& sCommand, const std::string& sModule, 
         return false;
     }
     if (!stats["registered"].asBool()) {
-        iExit = Fail(sCommand, "module " + sModule + " is not registered with the store (pelmoctl register " +
-                                   sModule + ")");
+        iExit = Fail(sCommand,
+                     "module " + sModule + " is not registered with the store (pelmoctl register " + sModule + ")");
         return false;
     }
     return true;
@@ -78,8 +78,8 @@ int PublishAndReport(const std::string& sCommand, const std::string& sModule, co
     for (const Json::Value& entry : entries) {
         if (entry["ok"].asBool()) continue;
         if (iRefused++ == 0) {
-            sFirstRefusal = entry["method"].asString() + " " + entry["table"].asString() + ": " +
-                            entry["reason"].asString();
+            sFirstRefusal =
+                entry["method"].asString() + " " + entry["table"].asString() + ": " + entry["reason"].asString();
         }
     }
     if (iRefused > 0) {

@@ -72,7 +72,8 @@ int RunRegisterCommand(int argc, char** argv)
         std::string sIgnored;
         if (FetchJournal(sModule, stats["journal_seq"].asInt64(), journal, sIgnored, log)) {
             for (const Json::Value& entry : journal["entries"]) {
-                if (entry["method"].asString() == "insert" && !entry["ok"].asBool()) sReason = entry["reason"].asString();
+                if (entry["method"].asString() == "insert" && !entry["ok"].asBool())
+                    sReason = entry["reason"].asString();
             }
         }
         if (sReason.empty()) sReason = log.FirstError();

@@ -71,15 +71,16 @@ int RunStatusCommand(int argc, char** argv)
         std::printf("last completion event: none since the store started\n");
     } else {
         std::printf("last completion event: %s (%lld since the store started)\n",
-                    UtcTime(stats["last_sync"].asInt64()).c_str(), static_cast<long long>(stats["sync_count"].asInt64()));
+                    UtcTime(stats["last_sync"].asInt64()).c_str(),
+                    static_cast<long long>(stats["sync_count"].asInt64()));
     }
     const std::string sScheduler = stats["scheduler"].asString();
     if (sScheduler == "unknown") {
         std::printf("scheduler: not started or stopped since the store started\n");
     } else {
-        std::printf("scheduler: %s (by %s)\n", sScheduler.c_str(),
-                    stats["scheduler_caller"].asString().empty() ? "an unnamed caller"
-                                                                   : stats["scheduler_caller"].asCString());
+        std::printf(
+            "scheduler: %s (by %s)\n", sScheduler.c_str(),
+            stats["scheduler_caller"].asString().empty() ? "an unnamed caller" : stats["scheduler_caller"].asCString());
     }
     std::printf("requests since the store started: %lld\n", static_cast<long long>(stats["journal_seq"].asInt64()));
 

@@ -174,8 +174,8 @@ bool ReadDocument(const std::string& sPath, std::string& sText, std::string& sEr
     return true;
 }
 
-bool CallStore(const std::string& sMethod, const std::string& sModule, const std::string& sInput,
-               std::string& sOutput, std::string& sError, const CLibraryLog& log)
+bool CallStore(const std::string& sMethod, const std::string& sModule, const std::string& sInput, std::string& sOutput,
+               std::string& sError, const CLibraryLog& log)
 {
     CPelmoGDBusUtil* pTransport = CPelmoGDBusUtil::GetInstance();
     GVariant* pReply = pTransport->SendMessageViaDBUS(kStoreName, sMethod, sModule, sInput);

@@ -61,8 +61,8 @@ bool ReadDocument(const std::string& sPath, std::string& sText, std::string& sEr
 
 // One "Call" at the store manager name; false with a one-line reason when the store refused
 // or could not be reached.
-bool CallStore(const std::string& sMethod, const std::string& sModule, const std::string& sInput,
-               std::string& sOutput, std::string& sError, const CLibraryLog& log);
+bool CallStore(const std::string& sMethod, const std::string& sModule, const std::string& sInput, std::string& sOutput,
+               std::string& sError, const CLibraryLog& log);
 
 // The store's statistics of a module (see service/README.md, "stats").
 bool FetchStats(const std::string& sModule, Json::Value& stats, std::string& sError, const CLibraryLog& log);
