@@ -1,15 +1,23 @@
 #include "ModuleActivity.h"
 
-void CModuleActivity::RecordSync(const std::string& sModule)
+void CModuleActivity::RecordSync(const std::string& sModule, std::time_t tNow)
 {
-    if (m_mapSyncCount.size() >= kMaxEntries && m_mapSyncCount.count(sModule) == 0) m_mapSyncCount.clear();
-    ++m_mapSyncCount[sModule];
+    if (m_mapSync.size() >= kMaxEntries && m_mapSync.count(sModule) == 0) m_mapSync.clear();
+    CSyncRecord& record = m_mapSync[sModule];
+    ++record.llCount;
+    record.tLast = tNow;
 }
 
 long long CModuleActivity::SyncCount(const std::string& sModule) const
 {
-    auto it = m_mapSyncCount.find(sModule);
-    return it == m_mapSyncCount.end() ? 0 : it->second;
+    auto it = m_mapSync.find(sModule);
+    return it == m_mapSync.end() ? 0 : it->second.llCount;
+}
+
+std::time_t CModuleActivity::LastSyncTime(const std::string& sModule) const
+{
+    auto it = m_mapSync.find(sModule);
+    return it == m_mapSync.end() ? 0 : it->second.tLast;
 }
 
 void CModuleActivity::RecordScheduler(const std::string& sPackage, bool bRunning, const std::string& sCaller)

@@ -2,6 +2,7 @@
 // "data changed" notices, each package's preview scheduler state, and termination requests.
 #pragma once
 
+#include <ctime>
 #include <map>
 #include <string>
 #include <vector>
@@ -13,9 +14,11 @@ struct CTerminateRequest {
 
 class CModuleActivity {
 public:
-    void RecordSync(const std::string& sModule);
+    void RecordSync(const std::string& sModule, std::time_t tNow = std::time(nullptr));
     // Notices received from a module since the service started.
     long long SyncCount(const std::string& sModule) const;
+    // Wall-clock time of the module's last notice; 0 when none came since the service started.
+    std::time_t LastSyncTime(const std::string& sModule) const;
 
     void RecordScheduler(const std::string& sPackage, bool bRunning, const std::string& sCaller);
     // 1 running, 0 stopped, -1 never asked about.
@@ -29,7 +32,11 @@ public:
 private:
     // Bounds the memory a client can make the service keep by sending many names.
     static constexpr std::size_t kMaxEntries = 4096;
-    std::map<std::string, long long> m_mapSyncCount;
+    struct CSyncRecord {
+        long long llCount = 0;
+        std::time_t tLast = 0;
+    };
+    std::map<std::string, CSyncRecord> m_mapSync;
     std::map<std::string, std::pair<bool, std::string>> m_mapScheduler;
     std::vector<CTerminateRequest> m_vecTerminate;
 };

@@ -1,6 +1,7 @@
 // select and delete: the client's condition, restricted to the module's rows.
 #include <pelmo/SharedResult.h>
 
+#include <map>
 #include <string>
 #include <vector>
 
@@ -68,7 +69,8 @@ bool DeleteById(CStoreDatabase& database, const std::string& sTable, long long l
 }  // namespace
 
 bool CStoreRequestHandler::DeleteRowAndChildren(const CStoreTable& table, const std::string& sModule,
-                                                long long llRowId, std::string& sError)
+                                                long long llRowId, std::map<std::string, CRowChanges>& mapDeleted,
+                                                std::string& sError)
 {
     // The children of a row are the module's rows that name it as their parent.
     for (const CStoreTable* pChild : StoreSchema::AllTables()) {
@@ -78,10 +80,12 @@ bool CStoreRequestHandler::DeleteRowAndChildren(const CStoreTable& table, const 
             return false;
         }
         for (long long llChildId : vecChildIds) {
-            if (!DeleteRowAndChildren(*pChild, sModule, llChildId, sError)) return false;
+            if (!DeleteRowAndChildren(*pChild, sModule, llChildId, mapDeleted, sError)) return false;
         }
     }
-    return DeleteById(m_database, table.sName, llRowId, sError);
+    if (!DeleteById(m_database, table.sName, llRowId, sError)) return false;
+    ++mapDeleted[table.sName].llDeleted;
+    return true;
 }
 
 CStoreReply CStoreRequestHandler::Delete(const std::string& sModule, const Json::Value& root)
@@ -113,11 +117,14 @@ CStoreReply CStoreRequestHandler::Delete(const std::string& sModule, const Json:
         }
         if (iRc != SQLITE_DONE) return Refuse("store error: " + m_database.LastError());
     }
+    std::map<std::string, CRowChanges> mapDeleted;
     for (long long llRowId : vecIds) {
-        if (!DeleteRowAndChildren(*pTable, sModule, llRowId, sError)) return Refuse(sError);
+        if (!DeleteRowAndChildren(*pTable, sModule, llRowId, mapDeleted, sError)) return Refuse(sError);
     }
     if (!transaction.Commit(sError)) return Refuse("cannot commit: " + sError);
-    return Accept(std::to_string(vecIds.size()), static_cast<long long>(vecIds.size()));
+    CStoreReply reply = Accept(std::to_string(vecIds.size()), static_cast<long long>(vecIds.size()));
+    reply.mapChanges = std::move(mapDeleted);
+    return reply;
 }
 
 CStoreReply CStoreRequestHandler::Select(const std::string& sModule, const Json::Value& root)

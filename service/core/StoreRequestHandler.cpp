@@ -3,6 +3,7 @@
 #include <chrono>
 #include <exception>
 #include <new>
+#include <utility>
 
 #include "QueryGrammar.h"
 #include "RequestEnvelope.h"
@@ -28,6 +29,17 @@ CStoreReply Accept(const std::string& sOutput, long long llRows)
 
 using StoreReplies::Refuse;
 
+namespace {
+bool IsJournalled(const std::string& sMethod)
+{
+    for (const char* sName : {"insert", "insert_bulk", "update", "delete", "select", "send_sync",
+                              "start_preview_scheduler", "stop_preview_scheduler", "terminate_service"}) {
+        if (sMethod == sName) return true;
+    }
+    return false;
+}
+}  // namespace
+
 CStoreReply CStoreRequestHandler::Handle(const std::string& sMethod, const std::string& sModule,
                                          const std::string& sInput)
 {
@@ -43,15 +55,41 @@ CStoreReply CStoreRequestHandler::Handle(const std::string& sMethod, const std::
     } catch (...) {
         reply = Refuse("internal error: unknown exception");
     }
-    if (!reply.bResult) reply.llRows = 0;
+    if (!reply.bResult) {
+        reply.llRows = 0;
+        reply.mapChanges.clear();
+    }
     reply.dMillis = std::chrono::duration<double, std::milli>(std::chrono::steady_clock::now() - start).count();
+    // What the library sent, for the module's journal. Reading the journal or the statistics
+    // is not recorded, so that looking does not change what is seen; a request without a
+    // usable module has no journal to go to.
+    if (IsJournalled(sMethod) && !sModule.empty() && sModule.size() <= kMaxModuleLength) {
+        try {
+            m_journal.Record(sModule, sMethod, reply, m_clock());
+        } catch (...) {
+            // Out of memory while keeping the journal: the request itself was answered.
+        }
+    }
     return reply;
 }
 
 CStoreReply CStoreRequestHandler::Dispatch(const std::string& sMethod, const std::string& sModule,
                                            const std::string& sInput)
 {
-    enum class Method { kInsert, kInsertBulk, kUpdate, kDelete, kSelect, kSync, kStart, kStop, kTerminate, kUnknown };
+    enum class Method {
+        kInsert,
+        kInsertBulk,
+        kUpdate,
+        kDelete,
+        kSelect,
+        kSync,
+        kStart,
+        kStop,
+        kTerminate,
+        kJournal,
+        kStats,
+        kUnknown
+    };
     Method eMethod = Method::kUnknown;
     if (sMethod == "insert") eMethod = Method::kInsert;
     else if (sMethod == "insert_bulk") eMethod = Method::kInsertBulk;
@@ -62,6 +100,8 @@ CStoreReply CStoreRequestHandler::Dispatch(const std::string& sMethod, const std
     else if (sMethod == "start_preview_scheduler") eMethod = Method::kStart;
     else if (sMethod == "stop_preview_scheduler") eMethod = Method::kStop;
     else if (sMethod == "terminate_service") eMethod = Method::kTerminate;
+    else if (sMethod == "journal") eMethod = Method::kJournal;
+    else if (sMethod == "stats") eMethod = Method::kStats;
     if (eMethod == Method::kUnknown) return Refuse("unknown method: " + CQueryGrammar::Excerpt(sMethod, 64));
 
     if (sModule.empty()) return Refuse("empty module name");
@@ -76,7 +116,7 @@ CStoreReply CStoreRequestHandler::Dispatch(const std::string& sMethod, const std
 
     switch (eMethod) {
     case Method::kSync:
-        m_activity.RecordSync(sModule);
+        m_activity.RecordSync(sModule, m_clock());
         return StoreReplies::Accept("", 0);
     case Method::kStart:
     case Method::kStop:
@@ -87,6 +127,10 @@ CStoreReply CStoreRequestHandler::Dispatch(const std::string& sMethod, const std
         // Only recorded: the reference store does not end other processes.
         m_activity.RecordTerminate(sModule, sInput.substr(0, kMaxModuleLength));
         return StoreReplies::Accept("", 0);
+    case Method::kJournal:
+        return JournalRequest(sModule, sInput);
+    case Method::kStats:
+        return StatsRequest(sModule);
     default:
         break;
     }
@@ -95,18 +139,29 @@ CStoreReply CStoreRequestHandler::Dispatch(const std::string& sMethod, const std
     Json::Value root;
     std::string sError;
     if (!RequestEnvelope::ParseObject(sInput, root, sError)) return Refuse(sError);
+    CStoreReply reply;
     switch (eMethod) {
     case Method::kInsert:
-        return Insert(sModule, root);
+        reply = Insert(sModule, root);
+        break;
     case Method::kInsertBulk:
-        return InsertBulk(sModule, root);
+        reply = InsertBulk(sModule, root);
+        break;
     case Method::kUpdate:
-        return Update(sModule, root);
+        reply = Update(sModule, root);
+        break;
     case Method::kDelete:
-        return Delete(sModule, root);
+        reply = Delete(sModule, root);
+        break;
     case Method::kSelect:
-        return Select(sModule, root);
+        reply = Select(sModule, root);
+        break;
     default:
         return Refuse("internal error: method not dispatched");
     }
+    // The journal names the table also for a refused request, when the request named one.
+    const Json::Value& tableName = std::as_const(root)["table_name"];
+    const CStoreTable* pTable = tableName.isString() ? StoreSchema::FindByContentUri(tableName.asString()) : nullptr;
+    if (pTable != nullptr) reply.sTable = pTable->sName;
+    return reply;
 }

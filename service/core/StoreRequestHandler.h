@@ -7,9 +7,13 @@
 #include <json/json.h>
 
 #include <cstddef>
+#include <ctime>
+#include <functional>
+#include <map>
 #include <string>
 
 #include "ModuleActivity.h"
+#include "RequestJournal.h"
 #include "ResultPublisher.h"
 #include "StoreDatabase.h"
 #include "StoreReply.h"
@@ -32,6 +36,11 @@ public:
     CStoreReply Handle(const std::string& sMethod, const std::string& sModule, const std::string& sInput);
 
     const CModuleActivity& Activity() const { return m_activity; }
+    const CRequestJournal& Journal() const { return m_journal; }
+
+    // The wall clock used for the journal, completion times and display windows; tests set
+    // their own.
+    void SetClock(std::function<std::time_t()> clock) { m_clock = std::move(clock); }
 
 private:
     CStoreReply Dispatch(const std::string& sMethod, const std::string& sModule, const std::string& sInput);
@@ -44,15 +53,22 @@ private:
                    std::string& sError);
     bool UpdateRow(const CStoreTable& table, const std::string& sModule, const Json::Value& row, std::string& sError);
 
+    // StoreToolingRequests.cpp: methods that pelmoctl and people use, never the library.
+    CStoreReply JournalRequest(const std::string& sModule, const std::string& sInput);
+    CStoreReply StatsRequest(const std::string& sModule);
+
     // StoreReadRequests.cpp
     CStoreReply Select(const std::string& sModule, const Json::Value& root);
     CStoreReply Delete(const std::string& sModule, const Json::Value& root);
+    // Deletes the row and, first, every row that names it as parent; counts them per table.
     bool DeleteRowAndChildren(const CStoreTable& table, const std::string& sModule, long long llRowId,
-                              std::string& sError);
+                              std::map<std::string, CRowChanges>& mapDeleted, std::string& sError);
 
     CStoreDatabase& m_database;
     IResultPublisher& m_publisher;
     CModuleActivity m_activity;
+    CRequestJournal m_journal;
+    std::function<std::time_t()> m_clock = [] { return std::time(nullptr); };
     long long m_llRequestId = 0;
 };
 

@@ -72,7 +72,9 @@ CStoreReply CStoreRequestHandler::Insert(const std::string& sModule, const Json:
     long long llRowId = 0;
     if (!InsertRow(*pTable, sModule, root, llRowId, sError)) return Refuse(sError);
     if (!transaction.Commit(sError)) return Refuse("cannot commit: " + sError);
-    return Accept(std::to_string(llRowId), 1);
+    CStoreReply reply = Accept(std::to_string(llRowId), 1);
+    reply.mapChanges[pTable->sName].llInserted = 1;
+    return reply;
 }
 
 CStoreReply CStoreRequestHandler::InsertBulk(const std::string& sModule, const Json::Value& root)
@@ -95,7 +97,9 @@ CStoreReply CStoreRequestHandler::InsertBulk(const std::string& sModule, const J
         ++llCount;
     }
     if (!transaction.Commit(sError)) return Refuse("cannot commit: " + sError);
-    return Accept(std::to_string(llRowId), llCount);
+    CStoreReply reply = Accept(std::to_string(llRowId), llCount);
+    reply.mapChanges[pTable->sName].llInserted = llCount;
+    return reply;
 }
 
 bool CStoreRequestHandler::UpdateRow(const CStoreTable& table, const std::string& sModule, const Json::Value& row,
@@ -147,5 +151,7 @@ CStoreReply CStoreRequestHandler::Update(const std::string& sModule, const Json:
         ++llCount;
     }
     if (!transaction.Commit(sError)) return Refuse("cannot commit: " + sError);
-    return Accept("", llCount);
+    CStoreReply reply = Accept("", llCount);
+    if (llCount > 0) reply.mapChanges[pTable->sName].llUpdated = llCount;
+    return reply;
 }

@@ -3,12 +3,15 @@
 //   pelmoctl [--host DIR] COMMAND [ARG...]
 //
 // Every subcommand but `validate` talks to the store on the system bus named by
-// DBUS_SYSTEM_BUS_ADDRESS. With --host the store is a private host store on the database in
-// DIR, started before the command and stopped after it.
+// DBUS_SYSTEM_BUS_ADDRESS (or the machine's system bus), and starts nothing. With --host the
+// store is a private host store on the database in DIR, started before the command and stopped
+// after it.
 #include <cstdio>
 #include <cstring>
 #include <string>
+#include <vector>
 
+#include "HostStoreMode.h"
 #include "RenderCommand.h"
 #include "StoreCommands.h"
 #include "ValidateCommand.h"
@@ -37,7 +40,9 @@ void PrintUsage(FILE* pOut)
     std::fprintf(pOut, "usage: pelmoctl [--host DIR] COMMAND [ARG...]\n\ncommands:\n");
     for (const CCommand& command : kCommands) std::fprintf(pOut, "  %s\n", command.sSummary);
     std::fprintf(pOut,
-                 "\n  --host DIR   run against a private host store whose database is in DIR\n"
+                 "\n  --host DIR   run against a private host store: database DIR/store.db (created when\n"
+                 "               missing, kept between runs), request log DIR/service.log; started\n"
+                 "               before the command and stopped after it\n"
                  "\n'pelmoctl COMMAND --help' explains a command.\n");
 }
 
@@ -45,11 +50,27 @@ void PrintUsage(FILE* pOut)
 
 int main(int argc, char** argv)
 {
+    std::string sHostDirectory;
+    bool bHost = false;
     int i = 1;
     for (; i < argc && argv[i][0] == '-'; ++i) {
         if (!std::strcmp(argv[i], "--help") || !std::strcmp(argv[i], "-h")) {
             PrintUsage(stdout);
             return 0;
+        }
+        if (!std::strcmp(argv[i], "--host")) {
+            if (i + 1 >= argc) {
+                std::fprintf(stderr, "pelmoctl: --host needs a directory\n");
+                return 2;
+            }
+            sHostDirectory = argv[++i];
+            bHost = true;
+            continue;
+        }
+        if (!std::strncmp(argv[i], "--host=", 7)) {
+            sHostDirectory = argv[i] + 7;
+            bHost = true;
+            continue;
         }
         std::fprintf(stderr, "pelmoctl: unknown option %s\n", argv[i]);
         return 2;
@@ -59,7 +80,19 @@ int main(int argc, char** argv)
         return 2;
     }
     for (const CCommand& command : kCommands) {
-        if (std::strcmp(argv[i], command.sName) == 0) return command.run(argc - i, argv + i);
+        if (std::strcmp(argv[i], command.sName) != 0) continue;
+        bool bHelp = false;
+        for (int j = i + 1; j < argc; ++j) bHelp = bHelp || !std::strcmp(argv[j], "--help") || !std::strcmp(argv[j], "-h");
+        // The store is set up here, before any command that talks to it; asking for help
+        // needs none.
+        if (bHost && command.bNeedsStore && !bHelp) {
+            if (sHostDirectory.empty()) {
+                std::fprintf(stderr, "pelmoctl: --host: the directory name is empty\n");
+                return 1;
+            }
+            return RunWithHostStore(sHostDirectory, std::vector<std::string>(argv + i, argv + argc));
+        }
+        return command.run(argc - i, argv + i);
     }
     std::fprintf(stderr, "pelmoctl: unknown command %s\n", argv[i]);
     return 2;

@@ -1,4 +1,19 @@
-# The subcommands that talk to the store: register, publish, get, withdraw, status.
-add_library(pelmoctl-store STATIC ${CMAKE_CURRENT_LIST_DIR}/StoreCommands.cpp)
+# The subcommands that talk to the store: register, publish, get, withdraw, status; and the
+# private host store that --host starts around any of them.
+add_library(pelmoctl-store STATIC
+  ${CMAKE_CURRENT_LIST_DIR}/StoreCommandSupport.cpp
+  ${CMAKE_CURRENT_LIST_DIR}/PreviewPublish.cpp
+  ${CMAKE_CURRENT_LIST_DIR}/RegisterCommand.cpp
+  ${CMAKE_CURRENT_LIST_DIR}/PublishCommand.cpp
+  ${CMAKE_CURRENT_LIST_DIR}/WithdrawCommand.cpp
+  ${CMAKE_CURRENT_LIST_DIR}/GetCommand.cpp
+  ${CMAKE_CURRENT_LIST_DIR}/StatusCommand.cpp
+  ${CMAKE_CURRENT_LIST_DIR}/HostStoreMode.cpp)
 target_include_directories(pelmoctl-store PUBLIC ${CMAKE_CURRENT_LIST_DIR})
-target_link_libraries(pelmoctl-store PUBLIC PkgConfig::JSONCPP PRIVATE pelmo-api-internal pelmo_warnings)
+target_link_libraries(pelmoctl-store PUBLIC PkgConfig::JSONCPP PRIVATE pelmo-api-internal pelmo-hostbus pelmo_warnings)
+# Where --host finds the store service when it is not installed beside pelmoctl.
+target_compile_definitions(pelmoctl-store PRIVATE
+  PELMO_SERVICE_BUILD_PATH="$<$<TARGET_EXISTS:pelmo-service>:$<TARGET_FILE:pelmo-service>>")
+if(TARGET pelmo-service)
+  add_dependencies(pelmoctl-store pelmo-service)
+endif()

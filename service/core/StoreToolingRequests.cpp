@@ -1,0 +1,122 @@
+// journal and stats: what pelmoctl and a person at a shell use to see why a module's preview
+// looks the way it does. The library never sends them. Each answers for the calling module
+// only, like every other request.
+#include <memory>
+#include <string>
+
+#include "StoreRequestHandler.h"
+
+using StoreReplies::Accept;
+using StoreReplies::Refuse;
+
+namespace {
+std::string Compact(const Json::Value& value)
+{
+    Json::StreamWriterBuilder builder;
+    builder["indentation"] = "";
+    return Json::writeString(builder, value);
+}
+
+bool IsBlank(const std::string& sText)
+{
+    return sText.find_first_not_of(" \t\r\n") == std::string::npos;
+}
+
+// One count of the module's rows; sExtra is a fixed condition of this file, never client text.
+bool CountModuleRows(CStoreDatabase& database, const std::string& sTable, const std::string& sModule,
+                     const std::string& sExtra, long long llNow, long long& llCount, std::string& sError)
+{
+    CStatement statement =
+        database.Prepare("SELECT count(*) FROM \"" + sTable + "\" WHERE \"module_name\" = ?1" + sExtra, sError);
+    if (!statement) return false;
+    sqlite3_bind_text(statement.Get(), 1, sModule.c_str(), static_cast<int>(sModule.size()), SQLITE_TRANSIENT);
+    if (!sExtra.empty()) sqlite3_bind_int64(statement.Get(), 2, llNow);
+    if (sqlite3_step(statement.Get()) != SQLITE_ROW) {
+        sError = "store error: " + database.LastError();
+        return false;
+    }
+    llCount = sqlite3_column_int64(statement.Get(), 0);
+    return true;
+}
+}  // namespace
+
+CStoreReply CStoreRequestHandler::JournalRequest(const std::string& sModule, const std::string& sInput)
+{
+    static const char* kUsage = "journal: input must be empty or {\"since\": N} with N a whole number >= 0";
+    long long llSince = 0;
+    if (!IsBlank(sInput)) {
+        Json::Value root;
+        Json::CharReaderBuilder builder;
+        builder["failIfExtra"] = true;
+        builder["rejectDupKeys"] = true;
+        std::string sErrors;
+        std::unique_ptr<Json::CharReader> pReader(builder.newCharReader());
+        if (!pReader->parse(sInput.data(), sInput.data() + sInput.size(), &root, &sErrors) || !root.isObject()) {
+            return Refuse(kUsage);
+        }
+        for (const std::string& sName : root.getMemberNames()) {
+            if (sName != "since") return Refuse(kUsage);
+        }
+        const Json::Value& since = root["since"];
+        if (!since.isNull()) {
+            if (!since.isIntegral() || !since.isInt64() || since.asInt64() < 0) return Refuse(kUsage);
+            llSince = since.asInt64();
+        }
+    }
+    return Accept(Compact(m_journal.ToJson(sModule, llSince)), 0);
+}
+
+CStoreReply CStoreRequestHandler::StatsRequest(const std::string& sModule)
+{
+    if (!m_database.IsOpen()) return Refuse("store database is not open");
+    const long long llNow = static_cast<long long>(m_clock());
+    std::string sError;
+    long long llAccelerators = 0, llSections = 0, llTiles = 0, llExpired = 0, llNotYet = 0;
+    // A display window bound of 0 (or none) means "no bound": the library writes 0 for a tile
+    // whose document gave no period.
+    if (!CountModuleRows(m_database, "accelerators", sModule, "", 0, llAccelerators, sError) ||
+        !CountModuleRows(m_database, "sections", sModule, "", 0, llSections, sError) ||
+        !CountModuleRows(m_database, "tiles", sModule, "", 0, llTiles, sError) ||
+        !CountModuleRows(m_database, "tiles", sModule,
+                         " AND typeof(\"tile_display_until\") = 'integer' AND \"tile_display_until\" > 0"
+                         " AND \"tile_display_until\" < ?2",
+                         llNow, llExpired, sError) ||
+        !CountModuleRows(m_database, "tiles", sModule,
+                         " AND typeof(\"tile_display_from\") = 'integer' AND \"tile_display_from\" > ?2", llNow,
+                         llNotYet, sError)) {
+        return Refuse(sError);
+    }
+
+    Json::Value root(Json::objectValue);
+    root["module"] = sModule;
+    root["registered"] = llAccelerators > 0;
+    root["accelerator_rows"] = static_cast<Json::Int64>(llAccelerators);
+    if (llAccelerators > 0) {
+        CStatement statement = m_database.Prepare(
+            "SELECT \"_id\", \"accelerator_title\" FROM \"accelerators\" WHERE \"module_name\" = ?1 ORDER BY \"_id\" "
+            "LIMIT 1",
+            sError);
+        if (!statement) return Refuse(sError);
+        sqlite3_bind_text(statement.Get(), 1, sModule.c_str(), static_cast<int>(sModule.size()), SQLITE_TRANSIENT);
+        if (sqlite3_step(statement.Get()) != SQLITE_ROW) return Refuse("store error: " + m_database.LastError());
+        root["accelerator_id"] = static_cast<Json::Int64>(sqlite3_column_int64(statement.Get(), 0));
+        const unsigned char* pTitle = sqlite3_column_text(statement.Get(), 1);
+        root["title"] = pTitle != nullptr
+                            ? std::string(reinterpret_cast<const char*>(pTitle),
+                                          static_cast<std::size_t>(sqlite3_column_bytes(statement.Get(), 1)))
+                            : std::string();
+    }
+    root["sections"] = static_cast<Json::Int64>(llSections);
+    root["tiles"] = static_cast<Json::Int64>(llTiles);
+    root["expired_tiles"] = static_cast<Json::Int64>(llExpired);
+    root["future_tiles"] = static_cast<Json::Int64>(llNotYet);
+    root["now"] = static_cast<Json::Int64>(llNow);
+    root["sync_count"] = static_cast<Json::Int64>(m_activity.SyncCount(sModule));
+    const std::time_t tLastSync = m_activity.LastSyncTime(sModule);
+    root["last_sync"] = tLastSync > 0 ? Json::Value(static_cast<Json::Int64>(tLastSync)) : Json::Value();
+    const int iScheduler = m_activity.SchedulerState(sModule);
+    root["scheduler"] = iScheduler < 0 ? "unknown" : iScheduler > 0 ? "running" : "stopped";
+    root["scheduler_caller"] = m_activity.SchedulerCaller(sModule);
+    root["journal_seq"] = static_cast<Json::Int64>(m_journal.LastSeq(sModule));
+    return Accept(Compact(root), 0);
+}

@@ -1,0 +1,165 @@
+// pelmoctl publish: a document through set_preview_metadata, and what it changed as the store
+// counted it; bad input changes nothing.
+#include <json/json.h>
+
+#include <fstream>
+#include <iterator>
+#include <sstream>
+
+#include "PelmoctlStoreFixture.h"
+
+using PelmoctlPublish = PelmoctlTest;
+
+namespace {
+std::string ReadText(const std::string& sPath)
+{
+    std::ifstream in(sPath);
+    return std::string(std::istreambuf_iterator<char>(in), std::istreambuf_iterator<char>());
+}
+
+Json::Value ParseJson(const std::string& sText)
+{
+    Json::Value value;
+    Json::CharReaderBuilder builder;
+    std::string sErrors;
+    std::istringstream in(sText);
+    EXPECT_TRUE(Json::parseFromStream(builder, in, &value, &sErrors)) << sErrors << sText;
+    return value;
+}
+}  // namespace
+
+TEST_F(PelmoctlPublish, RegisterPublishAndGetWorkAsThreeSeparateRuns)
+{
+    ASSERT_EQ(Host({"register", "org.example.player"}).iExit, 0);
+    const CToolResult published = Host({"publish", "org.example.player", Example("first.json")});
+    EXPECT_EQ(published.iExit, 0) << published.sErr;
+    EXPECT_EQ(published.sOut,
+              "sections: 3 inserted, 0 updated, 0 deleted\n"
+              "tiles: 7 inserted, 0 updated, 0 deleted\n");
+    EXPECT_EQ(published.sErr, "");
+
+    const CToolResult got = Host({"get", "org.example.player"});
+    ASSERT_EQ(got.iExit, 0) << got.sErr;
+    const Json::Value stored = ParseJson(got.sOut);
+    const Json::Value document = ParseJson(ReadText(Example("first.json")));
+    ASSERT_EQ(stored["sections"].size(), document["sections"].size());
+    for (Json::ArrayIndex i = 0; i < document["sections"].size(); ++i) {
+        EXPECT_EQ(stored["sections"][i]["section_title"], document["sections"][i]["section_title"]);
+        EXPECT_EQ(stored["sections"][i]["tiles"].size(), document["sections"][i]["tiles"].size());
+    }
+    EXPECT_EQ(CountRows("sections", "org.example.player"), 3);
+    EXPECT_EQ(CountRows("tiles", "org.example.player"), 7);
+}
+
+TEST_F(PelmoctlPublish, ChangedDocumentPrintsOnlyWhatChanged)
+{
+    RegisterAndPublish("org.example.player", Example("first.json"));
+    const CToolResult result = Host({"publish", "org.example.player", Example("changed.json")});
+    EXPECT_EQ(result.iExit, 0) << result.sErr;
+    // One section dropped (its two tiles with it), one added with two tiles; in the sections
+    // that stay, two tiles replaced by new ones and three tiles updated in place.
+    EXPECT_EQ(result.sOut,
+              "sections: 1 inserted, 2 updated, 1 deleted\n"
+              "tiles: 4 inserted, 3 updated, 4 deleted\n");
+    EXPECT_EQ(CountRows("sections", "org.example.player"), 3);
+    EXPECT_EQ(CountRows("tiles", "org.example.player"), 7);
+}
+
+TEST_F(PelmoctlPublish, SameDocumentAgainInsertsAndDeletesNothing)
+{
+    RegisterAndPublish("org.example.player", Example("first.json"));
+    const std::string sBefore = DumpStore();
+    const CToolResult result = Host({"publish", "org.example.player", Example("first.json")});
+    EXPECT_EQ(result.iExit, 0) << result.sErr;
+    EXPECT_EQ(result.sOut,
+              "sections: 0 inserted, 3 updated, 0 deleted\n"
+              "tiles: 0 inserted, 7 updated, 0 deleted\n");
+    EXPECT_EQ(DumpStore(), sBefore);
+}
+
+TEST_F(PelmoctlPublish, RequestsOptionListsEachRequestBeforeTheCounts)
+{
+    ASSERT_EQ(Host({"register", "org.example.player"}).iExit, 0);
+    const CToolResult result = Host({"publish", "org.example.player", Example("small.json"), "--requests"});
+    EXPECT_EQ(result.iExit, 0) << result.sErr;
+    EXPECT_NE(result.sOut.find("insert sections ok rows=1\n"), std::string::npos) << result.sOut;
+    EXPECT_NE(result.sOut.find("insert_bulk tiles ok rows=1\n"), std::string::npos) << result.sOut;
+    EXPECT_NE(result.sOut.find("send_sync ok rows=0\n"), std::string::npos) << result.sOut;
+    const std::string sCounts = "sections: 1 inserted, 0 updated, 0 deleted\ntiles: 1 inserted, 0 updated, 0 deleted\n";
+    ASSERT_GE(result.sOut.size(), sCounts.size());
+    EXPECT_EQ(result.sOut.substr(result.sOut.size() - sCounts.size()), sCounts);
+}
+
+TEST_F(PelmoctlPublish, ReadsTheDocumentFromStandardInput)
+{
+    ASSERT_EQ(Host({"register", "org.example.player"}).iExit, 0);
+    const CToolResult result = Host({"publish", "org.example.player", "-"}, ReadText(Example("small.json")));
+    EXPECT_EQ(result.iExit, 0) << result.sErr;
+    EXPECT_EQ(result.sOut,
+              "sections: 1 inserted, 0 updated, 0 deleted\n"
+              "tiles: 1 inserted, 0 updated, 0 deleted\n");
+    EXPECT_EQ(CountRows("tiles", "org.example.player"), 1);
+}
+
+TEST_F(PelmoctlPublish, MissingFileFailsInOneLineAndChangesNothing)
+{
+    RegisterAndPublish("org.example.player", Example("first.json"));
+    const std::string sBefore = DumpStore();
+    const std::string sMissing = m_sDir + "/no-such-preview.json";
+    ExpectOneLineFailure(Host({"publish", "org.example.player", sMissing}), "publish",
+                         "cannot read " + sMissing + ": No such file or directory");
+    EXPECT_EQ(DumpStore(), sBefore);
+}
+
+TEST_F(PelmoctlPublish, FileThatIsNotJsonFailsInOneLineAndChangesNothing)
+{
+    RegisterAndPublish("org.example.player", Example("first.json"));
+    const std::string sBefore = DumpStore();
+    const std::string sPath = WriteFile("notes.txt", "sections: none\nreally\n");
+    ExpectOneLineFailure(Host({"publish", "org.example.player", sPath}), "publish", sPath + " is not JSON: Line 1");
+    // Cut short: valid start, no end.
+    const std::string sCut = WriteFile("cut.json", "{\"sections\": [{\"section_title\": \"A\"");
+    ExpectOneLineFailure(Host({"publish", "org.example.player", sCut}), "publish", sCut + " is not JSON");
+    ExpectOneLineFailure(Host({"publish", "org.example.player", "-"}, "{{"), "publish", "standard input is not JSON");
+    EXPECT_EQ(DumpStore(), sBefore);
+}
+
+TEST_F(PelmoctlPublish, DocumentTheLibraryRefusesFailsInOneLineAndChangesNothing)
+{
+    RegisterAndPublish("org.example.player", Example("first.json"));
+    const std::string sBefore = DumpStore();
+    const std::string sPath = WriteFile("array.json", "[1, 2, 3]\n");
+    ExpectOneLineFailure(Host({"publish", "org.example.player", sPath}), "publish", "the library refused the document");
+    EXPECT_EQ(DumpStore(), sBefore);
+}
+
+TEST_F(PelmoctlPublish, UnregisteredModuleFailsInOneLineAndChangesNothing)
+{
+    RegisterAndPublish("org.example.player", Example("first.json"));
+    const std::string sBefore = DumpStore();
+    ExpectOneLineFailure(Host({"publish", "org.example.unknown", Example("small.json")}), "publish",
+                         "module org.example.unknown is not registered");
+    EXPECT_EQ(DumpStore(), sBefore);
+    EXPECT_EQ(CountRows("sections", "org.example.unknown"), 0);
+}
+
+TEST_F(PelmoctlPublish, EmptyModuleNameFailsInOneLineAndChangesNothing)
+{
+    RegisterAndPublish("org.example.player", Example("first.json"));
+    const std::string sBefore = DumpStore();
+    ExpectOneLineFailure(Host({"publish", "", Example("small.json")}), "publish", "the module name is empty");
+    EXPECT_EQ(DumpStore(), sBefore);
+}
+
+TEST_F(PelmoctlPublish, WrongArgumentsAreAUsageError)
+{
+    for (const std::vector<std::string>& vecArgs : {std::vector<std::string>{"publish"},
+                                                    {"publish", "org.example.player"},
+                                                    {"publish", "a", "b", "c"},
+                                                    {"publish", "a", "b", "--quiet"}}) {
+        const CToolResult result = Host(vecArgs);
+        EXPECT_EQ(result.iExit, 2) << result.sErr;
+        EXPECT_NE(result.sErr.find("usage: pelmoctl publish MODULE FILE|-"), std::string::npos) << result.sErr;
+        EXPECT_EQ(result.sOut, "");
+    }
+}

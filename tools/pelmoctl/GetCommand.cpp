@@ -1,0 +1,60 @@
+// `pelmoctl get MODULE`: prints the module's stored preview as get_preview_metadata gives it.
+#include <cstdio>
+#include <cstring>
+
+#include "PelmoAPI.h"
+#include "PreviewPublish.h"
+#include "StoreCommandSupport.h"
+#include "StoreCommands.h"
+
+using namespace StoreCommand;
+
+namespace {
+constexpr const char* kUsage = "pelmoctl get MODULE";
+constexpr const char* kHelp =
+    "usage: pelmoctl get MODULE\n"
+    "\n"
+    "Prints MODULE's stored preview as JSON, read back through get_preview_metadata (which,\n"
+    "as for any application, also asks the store to start the module's preview scheduler).\n"
+    "The module must be registered.\n"
+    "\n"
+    "Exit status: 0 printed, 1 failure (one line on standard error), 2 bad usage.\n";
+}  // namespace
+
+int RunGetCommand(int argc, char** argv)
+{
+    const std::string sCommand = "get";
+    if (WantsHelp(argc, argv)) {
+        std::fputs(kHelp, stdout);
+        return kExitOk;
+    }
+    CParsedArgs args;
+    std::string sError;
+    if (!ParseArgs(argc, argv, {}, {}, args, sError)) return UsageError(sCommand, sError, kUsage);
+    if (args.vecPositional.size() != 1) return UsageError(sCommand, "expected one MODULE", kUsage);
+    const std::string sModule = args.vecPositional[0];
+    if (sModule.empty()) return Fail(sCommand, "the module name is empty");
+
+    CLibraryLog log;
+    Json::Value stats;
+    int iExit = kExitFailure;
+    if (!RequireRegistered(sCommand, sModule, stats, log, iExit)) {
+        ReleaseTransport();
+        return iExit;
+    }
+    log.Clear();
+    char* pJson = get_preview_metadata(sModule.c_str());
+    if (pJson == nullptr || *pJson == '\0') {
+        finalize_json_bytes(pJson);
+        const std::string sWhy = log.FirstError();
+        ReleaseTransport();
+        return Fail(sCommand, "the stored preview of " + sModule + " could not be read" +
+                                  (sWhy.empty() ? std::string() : ": " + sWhy));
+    }
+    const size_t iLength = std::strlen(pJson);
+    std::fwrite(pJson, 1, iLength, stdout);
+    if (pJson[iLength - 1] != '\n') std::fputc('\n', stdout);
+    finalize_json_bytes(pJson);
+    ReleaseTransport();
+    return kExitOk;
+}

@@ -1,0 +1,19 @@
+// A publish through set_preview_metadata, measured by the store's journal: what it sent, and
+// whether the store refused any of it.
+#pragma once
+
+#include <string>
+
+#include "StoreCommandSupport.h"
+
+// Publishes sDocument for sModule ("{}" withdraws), then prints on standard output how many
+// sections and tiles the publish inserted, updated and deleted, as the store counted them
+// (with bShowRequests, one line per request before that). The module must be registered (its
+// statistics in `stats`). Returns the exit status; a failure is one line on standard error.
+int PublishAndReport(const std::string& sCommand, const std::string& sModule, const std::string& sDocument,
+                     const Json::Value& stats, bool bShowRequests, StoreCommand::CLibraryLog& log);
+
+// The statistics of a registered module, or the failure told in one line (returns false,
+// with iExit set).
+bool RequireRegistered(const std::string& sCommand, const std::string& sModule, Json::Value& stats,
+                       StoreCommand::CLibraryLog& log, int& iExit);

@@ -1,0 +1,98 @@
+// `pelmoctl status MODULE`: why a module's preview is or is not shown, from the store's own
+// statistics: registration, what is stored, the display windows of the tiles, the last
+// completion event and the preview scheduler.
+#include <cstdio>
+#include <ctime>
+
+#include "PreviewPublish.h"
+#include "StoreCommandSupport.h"
+#include "StoreCommands.h"
+
+using namespace StoreCommand;
+
+namespace {
+constexpr const char* kUsage = "pelmoctl status MODULE";
+constexpr const char* kHelp =
+    "usage: pelmoctl status MODULE\n"
+    "\n"
+    "Tells why MODULE's preview is or is not shown, one fact per line:\n"
+    "  module, registered (accelerator row and title), sections, tiles (with those past their\n"
+    "  display window and those before it), last completion event, preview scheduler,\n"
+    "  requests, and a last line \"preview: shown ...\" or \"preview: not shown: REASON\".\n"
+    "The completion event, the scheduler and the requests are what the store saw since it\n"
+    "started (it keeps them in memory only; with --host that is this command's own run).\n"
+    "Reads only; changes nothing. An unregistered module is a failure.\n"
+    "\n"
+    "Exit status: 0 printed, 1 failure (one line on standard error), 2 bad usage.\n";
+
+std::string UtcTime(long long llSeconds)
+{
+    const std::time_t tTime = static_cast<std::time_t>(llSeconds);
+    std::tm utc{};
+    gmtime_r(&tTime, &utc);
+    char sText[32];
+    std::strftime(sText, sizeof sText, "%Y-%m-%d %H:%M:%S UTC", &utc);
+    return sText;
+}
+}  // namespace
+
+int RunStatusCommand(int argc, char** argv)
+{
+    const std::string sCommand = "status";
+    if (WantsHelp(argc, argv)) {
+        std::fputs(kHelp, stdout);
+        return kExitOk;
+    }
+    CParsedArgs args;
+    std::string sError;
+    if (!ParseArgs(argc, argv, {}, {}, args, sError)) return UsageError(sCommand, sError, kUsage);
+    if (args.vecPositional.size() != 1) return UsageError(sCommand, "expected one MODULE", kUsage);
+    const std::string sModule = args.vecPositional[0];
+    if (sModule.empty()) return Fail(sCommand, "the module name is empty");
+
+    CLibraryLog log;
+    Json::Value stats;
+    int iExit = kExitFailure;
+    const bool bRegistered = RequireRegistered(sCommand, sModule, stats, log, iExit);
+    ReleaseTransport();
+    if (!bRegistered) return iExit;
+
+    const long long llSections = stats["sections"].asInt64();
+    const long long llTiles = stats["tiles"].asInt64();
+    const long long llExpired = stats["expired_tiles"].asInt64();
+    const long long llFuture = stats["future_tiles"].asInt64();
+    std::printf("module: %s\n", sModule.c_str());
+    std::printf("registered: yes (accelerator row %lld, title \"%s\"%s)\n",
+                static_cast<long long>(stats["accelerator_id"].asInt64()), stats["title"].asCString(),
+                stats["accelerator_rows"].asInt64() > 1 ? ", more than one accelerator row" : "");
+    std::printf("sections: %lld\n", llSections);
+    std::printf("tiles: %lld (%lld past their display window, %lld before it)\n", llTiles, llExpired, llFuture);
+    if (stats["last_sync"].isNull()) {
+        std::printf("last completion event: none since the store started\n");
+    } else {
+        std::printf("last completion event: %s (%lld since the store started)\n",
+                    UtcTime(stats["last_sync"].asInt64()).c_str(),
+                    static_cast<long long>(stats["sync_count"].asInt64()));
+    }
+    const std::string sScheduler = stats["scheduler"].asString();
+    if (sScheduler == "unknown") {
+        std::printf("scheduler: not started or stopped since the store started\n");
+    } else {
+        std::printf(
+            "scheduler: %s (by %s)\n", sScheduler.c_str(),
+            stats["scheduler_caller"].asString().empty() ? "an unnamed caller" : stats["scheduler_caller"].asCString());
+    }
+    std::printf("requests since the store started: %lld\n", static_cast<long long>(stats["journal_seq"].asInt64()));
+
+    const long long llShowable = llTiles - llExpired - llFuture;
+    if (llTiles == 0) {
+        std::printf("preview: not shown: no tiles are stored (publish a document)\n");
+    } else if (llShowable <= 0) {
+        std::printf("preview: not shown: no tile is inside its display window\n");
+    } else {
+        std::printf("preview: shown: %lld tile%s in %lld section%s inside %s display window\n", llShowable,
+                    llShowable == 1 ? "" : "s", llSections, llSections == 1 ? "" : "s",
+                    llShowable == 1 ? "its" : "their");
+    }
+    return kExitOk;
+}

@@ -1,0 +1,252 @@
+#include "StoreCommandSupport.h"
+
+#include <dlog_host.h>
+
+#include <cerrno>
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+#include <fstream>
+#include <iostream>
+#include <iterator>
+#include <sstream>
+
+#include "PelmoGDBusUtil.h"
+
+namespace StoreCommand {
+
+namespace {
+constexpr const char* kStoreName = "org.orvik.Feltrix.dbus";
+constexpr int kErrorPriority = 6;
+
+// A message that came from elsewhere (a file name, a reason of the store) on one line.
+std::string OneLine(const std::string& sText)
+{
+    std::string sLine = sText;
+    for (char& c : sLine) {
+        if (c == '\n' || c == '\r') c = ' ';
+    }
+    while (!sLine.empty() && sLine.back() == ' ') sLine.pop_back();
+    return sLine;
+}
+}  // namespace
+
+int Fail(const std::string& sCommand, const std::string& sMessage)
+{
+    std::fprintf(stderr, "pelmoctl: %s: %s\n", sCommand.c_str(), OneLine(sMessage).c_str());
+    return kExitFailure;
+}
+
+int UsageError(const std::string& sCommand, const std::string& sMessage, const char* sUsage)
+{
+    std::fprintf(stderr, "pelmoctl: %s: %s\nusage: %s\n", sCommand.c_str(), OneLine(sMessage).c_str(), sUsage);
+    return kExitUsage;
+}
+
+bool WantsHelp(int argc, char** argv)
+{
+    for (int i = 1; i < argc; ++i) {
+        if (std::strcmp(argv[i], "--help") == 0 || std::strcmp(argv[i], "-h") == 0) return true;
+    }
+    return false;
+}
+
+bool CParsedArgs::Has(const std::string& sFlag) const
+{
+    for (const std::string& sSeen : vecFlagsSeen) {
+        if (sSeen == sFlag) return true;
+    }
+    return false;
+}
+
+const std::string* CParsedArgs::Option(const std::string& sName) const
+{
+    const std::string* pValue = nullptr;
+    for (const auto& option : vecOptions) {
+        if (option.first == sName) pValue = &option.second;  // the last one given wins
+    }
+    return pValue;
+}
+
+bool ParseArgs(int argc, char** argv, const std::vector<std::string>& vecValueOptions,
+               const std::vector<std::string>& vecFlags, CParsedArgs& args, std::string& sError)
+{
+    bool bOnlyPositional = false;
+    for (int i = 1; i < argc; ++i) {
+        const std::string sArg = argv[i];
+        if (bOnlyPositional || sArg.empty() || sArg[0] != '-' || sArg == "-") {
+            args.vecPositional.push_back(sArg);
+            continue;
+        }
+        if (sArg == "--") {
+            bOnlyPositional = true;
+            continue;
+        }
+        bool bKnown = false;
+        for (const std::string& sName : vecValueOptions) {
+            if (sArg == sName) {
+                if (i + 1 >= argc) {
+                    sError = sName + " needs a value";
+                    return false;
+                }
+                args.vecOptions.emplace_back(sName, argv[++i]);
+                bKnown = true;
+            } else if (sArg.compare(0, sName.size() + 1, sName + "=") == 0) {
+                args.vecOptions.emplace_back(sName, sArg.substr(sName.size() + 1));
+                bKnown = true;
+            }
+            if (bKnown) break;
+        }
+        for (const std::string& sName : vecFlags) {
+            if (!bKnown && sArg == sName) {
+                args.vecFlagsSeen.push_back(sName);
+                bKnown = true;
+            }
+        }
+        if (!bKnown) {
+            sError = "unknown option " + sArg;
+            return false;
+        }
+    }
+    return true;
+}
+
+CLibraryLog::CLibraryLog()
+{
+    // The tool speaks for the library in one line; its own lines only when someone asks.
+    setenv("PELMO_LOG_LEVEL", "none", 0);
+    dlog_host_reload_level();
+    dlog_host_set_sink(&CLibraryLog::OnLine, this);
+}
+
+CLibraryLog::~CLibraryLog()
+{
+    dlog_host_set_sink(nullptr, nullptr);
+}
+
+void CLibraryLog::OnLine(int iPriority, const char*, const char* sMessage, void* pUser)
+{
+    if (iPriority < kErrorPriority || sMessage == nullptr) return;
+    auto* pSelf = static_cast<CLibraryLog*>(pUser);
+    if (pSelf->m_vecErrors.size() < 64) pSelf->m_vecErrors.emplace_back(sMessage);
+}
+
+std::string CLibraryLog::FirstError() const
+{
+    if (m_vecErrors.empty()) return std::string();
+    // Lines start with "file: function(line) > [base][function:line] ".
+    const std::string& sLine = m_vecErrors.front();
+    const size_t iArrow = sLine.find(") > [");
+    if (iArrow != std::string::npos) {
+        const size_t iEnd = sLine.find("] ", iArrow);
+        if (iEnd != std::string::npos) return OneLine(sLine.substr(iEnd + 2));
+    }
+    return OneLine(sLine);
+}
+
+void CLibraryLog::Clear()
+{
+    m_vecErrors.clear();
+}
+
+bool ReadDocument(const std::string& sPath, std::string& sText, std::string& sError)
+{
+    if (sPath == "-") {
+        sText.assign(std::istreambuf_iterator<char>(std::cin), std::istreambuf_iterator<char>());
+        if (std::cin.bad()) {
+            sError = "cannot read standard input";
+            return false;
+        }
+        return true;
+    }
+    std::ifstream in(sPath, std::ios::binary);
+    if (!in) {
+        sError = "cannot read " + sPath + ": " + std::strerror(errno);
+        return false;
+    }
+    std::ostringstream text;
+    text << in.rdbuf();
+    if (in.bad()) {
+        sError = "cannot read " + sPath;
+        return false;
+    }
+    sText = text.str();
+    return true;
+}
+
+bool CallStore(const std::string& sMethod, const std::string& sModule, const std::string& sInput, std::string& sOutput,
+               std::string& sError, const CLibraryLog& log)
+{
+    CPelmoGDBusUtil* pTransport = CPelmoGDBusUtil::GetInstance();
+    GVariant* pReply = pTransport->SendMessageViaDBUS(kStoreName, sMethod, sModule, sInput);
+    if (pReply == nullptr) {
+        const std::string sWhy = log.FirstError();
+        sError = "cannot reach the store on the system bus" + (sWhy.empty() ? std::string() : " (" + sWhy + ")") +
+                 "; is pelmo-service running? ('pelmoctl --host DIR ...' starts a private one)";
+        return false;
+    }
+    if (!pTransport->GetDBusData(pReply, sOutput)) {
+        sError = "the store refused " + sMethod + ": " + sOutput;
+        return false;
+    }
+    return true;
+}
+
+namespace {
+bool ParseReply(const std::string& sMethod, const std::string& sText, Json::Value& value, std::string& sError)
+{
+    Json::CharReaderBuilder builder;
+    std::string sErrors;
+    std::istringstream in(sText);
+    if (!Json::parseFromStream(builder, in, &value, &sErrors) || !value.isObject()) {
+        sError = "the store's answer to " + sMethod + " is not a JSON object (an older pelmo-service?)";
+        return false;
+    }
+    return true;
+}
+}  // namespace
+
+bool FetchStats(const std::string& sModule, Json::Value& stats, std::string& sError, const CLibraryLog& log)
+{
+    std::string sOutput;
+    return CallStore("stats", sModule, " ", sOutput, sError, log) && ParseReply("stats", sOutput, stats, sError);
+}
+
+bool FetchJournal(const std::string& sModule, long long llSince, Json::Value& journal, std::string& sError,
+                  const CLibraryLog& log)
+{
+    std::string sOutput;
+    const std::string sInput = "{\"since\": " + std::to_string(llSince) + "}";
+    return CallStore("journal", sModule, sInput, sOutput, sError, log) &&
+           ParseReply("journal", sOutput, journal, sError);
+}
+
+CTableDelta TotalsDelta(const Json::Value& before, const Json::Value& after, const std::string& sTable)
+{
+    const Json::Value& from = before["totals"][sTable];
+    const Json::Value& to = after["totals"][sTable];
+    CTableDelta delta;
+    delta.llInserted = to["inserted"].asInt64() - from["inserted"].asInt64();
+    delta.llUpdated = to["updated"].asInt64() - from["updated"].asInt64();
+    delta.llDeleted = to["deleted"].asInt64() - from["deleted"].asInt64();
+    return delta;
+}
+
+std::string FormatCounts(const CTableDelta& sections, const CTableDelta& tiles)
+{
+    std::string sText;
+    const std::pair<const char*, const CTableDelta*> rows[] = {{"sections", &sections}, {"tiles", &tiles}};
+    for (const auto& row : rows) {
+        sText += std::string(row.first) + ": " + std::to_string(row.second->llInserted) + " inserted, " +
+                 std::to_string(row.second->llUpdated) + " updated, " + std::to_string(row.second->llDeleted) +
+                 " deleted\n";
+    }
+    return sText;
+}
+
+void ReleaseTransport()
+{
+    CPelmoGDBusUtil::ReleaseInstance();
+}
+
+}  // namespace StoreCommand
