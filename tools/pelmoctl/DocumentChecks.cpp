@@ -53,6 +53,30 @@ std::string JsonKindName(const Json::Value& value)
     return "value";
 }
 
+std::string JsonKindWithArticle(const Json::Value& value)
+{
+    const std::string sKind = JsonKindName(value);
+    const bool bVowel = sKind[0] == 'a' || sKind[0] == 'e' || sKind[0] == 'o';
+    return (bVowel ? "an " : "a ") + sKind;
+}
+
+Json::Value CopyWithoutMembers(const Json::Value& value, const std::set<const Json::Value*>& setDrop)
+{
+    if (value.isObject()) {
+        Json::Value copy(Json::objectValue);
+        for (auto it = value.begin(); it != value.end(); ++it) {
+            if (setDrop.count(&*it) == 0) copy[it.name()] = CopyWithoutMembers(*it, setDrop);
+        }
+        return copy;
+    }
+    if (value.isArray()) {
+        Json::Value copy(Json::arrayValue);
+        for (const Json::Value& element : value) copy.append(CopyWithoutMembers(element, setDrop));
+        return copy;
+    }
+    return value;
+}
+
 CDocumentChecker::CDocumentChecker(const CDocumentPositions& positions, CLibraryReader& reader,
                                    const PT_VALIDATE_OPTIONS& options, std::vector<PT_VALIDATE_FINDING>& vecFinding)
     : m_positions(positions), m_reader(reader), m_options(options), m_vecFinding(vecFinding)
@@ -105,14 +129,13 @@ bool CDocumentChecker::CheckKind(const std::string& sPath, EPlace place, const s
         it = m_mapKindRefused.emplace(sCacheKey, m_reader.Refuses(writer.write(probe))).first;
     }
     if (!it->second) return false;
-    const std::string sKind = JsonKindName(value);
+    m_setRefused.insert(&value);
     if (place == EPlace::kRoot) {
         Add(true, sPath, value, ValidateKind::ROOT,
-            "the document is " + std::string(sKind.find("array") != std::string::npos ? "an " : "a ") + sKind +
-                ", not an object; the whole publish fails");
+            "the document is " + JsonKindWithArticle(value) + ", not an object; the whole publish fails");
     } else {
         Add(true, sPath, value, ValidateKind::VALUE_KIND,
-            "a " + sKind + " cannot be read as text here; the whole publish fails");
+            JsonKindWithArticle(value) + " cannot be read as text here; the whole publish fails");
     }
     return true;
 }
@@ -134,7 +157,7 @@ std::vector<CDocumentChecker::PT_LIST_ELEMENT> CDocumentChecker::ListElements(co
         }
     } else {
         Add(false, sPath, list, ValidateKind::NOT_A_LIST,
-            "a " + JsonKindName(list) + " instead of an array: no " + sWhat + " are read from it");
+            JsonKindWithArticle(list) + " instead of an array: no " + sWhat + " are read from it");
         return vecElement;
     }
     std::vector<PT_LIST_ELEMENT> vecObject;
@@ -143,7 +166,7 @@ std::vector<CDocumentChecker::PT_LIST_ELEMENT> CDocumentChecker::ListElements(co
             vecObject.push_back(element);
         } else {
             Add(false, element.sPath, *element.pValue, ValidateKind::SKIPPED,
-                "a " + JsonKindName(*element.pValue) + " among the " + sWhat + ": skipped, only objects count");
+                JsonKindWithArticle(*element.pValue) + " among the " + sWhat + ": skipped, only objects count");
         }
     }
     return vecObject;

@@ -6,6 +6,7 @@
 #include <json/json.h>
 
 #include <map>
+#include <set>
 #include <string>
 #include <vector>
 
@@ -33,6 +34,8 @@ public:
 
     // The sections and tiles the reader builds, in its order: object elements only.
     const std::vector<PT_SECTION_PLACE>& Sections() const { return m_vecSection; }
+    // The members whose values the reader refuses for their kind (reported as errors).
+    const std::set<const Json::Value*>& RefusedValues() const { return m_setRefused; }
 
 private:
     struct PT_LIST_ELEMENT {
@@ -64,6 +67,7 @@ private:
     std::vector<std::string> m_vecSectionMember;  // every name a section may use
     std::vector<PT_SECTION_PLACE> m_vecSection;
     std::map<std::string, bool> m_mapKindRefused;  // by place, name and kind
+    std::set<const Json::Value*> m_setRefused;
     int m_iTileCount = 0;
     std::string m_sFirstTileOverLimit;
     int m_iFirstTileOverLimitLine = 0;
@@ -71,3 +75,9 @@ private:
 
 // The JSON kind of a value in words ("array", "string", ...).
 std::string JsonKindName(const Json::Value& value);
+// The kind with its article: "an array", "a string".
+std::string JsonKindWithArticle(const Json::Value& value);
+
+// A copy of a document without the given object members, so that the rest of it can be read
+// as if they were absent.
+Json::Value CopyWithoutMembers(const Json::Value& value, const std::set<const Json::Value*>& setDrop);

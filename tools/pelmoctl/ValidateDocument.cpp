@@ -74,7 +74,17 @@ PT_VALIDATE_RESULT ValidateDocumentText(const std::string& sText, const PT_VALID
     CPreviewAccelerator accelerator;
     std::string sReason;
     result.bReaderAccepts = libraryReader.Read(sText, accelerator, sReason);
-    CheckSharedContentKeys(accelerator, checker.Sections(), result.vecFinding);
+    if (checker.RefusedValues().empty() || !root.isObject()) {
+        CheckSharedContentKeys(accelerator, checker.Sections(), result.vecFinding);
+    } else {
+        // The reader stops at the first refused value; read the document once more without
+        // them, so that the keys of every section and tile can be compared.
+        Json::FastWriter writer;
+        CPreviewAccelerator rest;
+        std::string sRestReason;
+        libraryReader.Read(writer.write(CopyWithoutMembers(root, checker.RefusedValues())), rest, sRestReason);
+        CheckSharedContentKeys(rest, checker.Sections(), result.vecFinding);
+    }
 
     // The reader has the last word: a refusal that no finding explains is still an error.
     if (!result.bReaderAccepts &&
