@@ -18,7 +18,7 @@ constexpr const char* kExpires = "expires";
 
 std::string Quoted(const std::string& sText)
 {
-    return "\"" + sText + "\"";
+    return JsonQuoted(sText);
 }
 
 std::string UtcTime(long long llSeconds)

@@ -48,8 +48,9 @@ bool IsIdentifier(const std::string& sName)
     return true;
 }
 
-// A name as a JSON string literal, with control bytes escaped so that a finding stays on one line.
-std::string QuoteName(const std::string& sName)
+}  // namespace
+
+std::string JsonQuoted(const std::string& sName)
 {
     std::string sQuoted = "\"";
     for (const char ch : sName) {
@@ -67,13 +68,12 @@ std::string QuoteName(const std::string& sName)
     }
     return sQuoted + "\"";
 }
-}  // namespace
 
 std::string JsonPathMember(const std::string& sParent, const std::string& sName)
 {
     const bool bAtRoot = sParent == JsonPathRoot();
     if (IsIdentifier(sName)) return bAtRoot ? sName : sParent + "." + sName;
-    return (bAtRoot ? std::string("$") : sParent) + "[" + QuoteName(sName) + "]";
+    return (bAtRoot ? std::string("$") : sParent) + "[" + JsonQuoted(sName) + "]";
 }
 
 std::string JsonPathIndex(const std::string& sParent, size_t iIndex)

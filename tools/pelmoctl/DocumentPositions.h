@@ -33,3 +33,5 @@ private:
 std::string JsonPathRoot();
 std::string JsonPathMember(const std::string& sParent, const std::string& sName);
 std::string JsonPathIndex(const std::string& sParent, size_t iIndex);
+// A text as a JSON string literal with control bytes escaped, so that it stays on one line.
+std::string JsonQuoted(const std::string& sText);
