@@ -8,7 +8,6 @@
 #include <algorithm>
 #include <cstdlib>
 #include <fstream>
-#include <regex>
 #include <sstream>
 #include <string>
 #include <vector>
@@ -92,23 +91,46 @@ std::vector<PT_DOCUMENT_CASE> ReadManifest()
     return vecCase;
 }
 
+// One finding line: "SEVERITY: PATH[ (line N)]: MESSAGE [KIND]"; false when it is not one.
+bool ParseFindingLine(const std::string& sLine, PT_PRINTED_FINDING& finding)
+{
+    size_t iRest;
+    if (sLine.compare(0, 7, "error: ") == 0) {
+        finding.sSeverity = "error";
+        iRest = 7;
+    } else if (sLine.compare(0, 9, "warning: ") == 0) {
+        finding.sSeverity = "warning";
+        iRest = 9;
+    } else {
+        return false;
+    }
+    const size_t iKind = sLine.rfind(" [");
+    if (iKind == std::string::npos || sLine.back() != ']' || iKind < iRest) return false;
+    finding.sKind = sLine.substr(iKind + 2, sLine.size() - iKind - 3);
+    const size_t iColon = sLine.find(": ", iRest);
+    if (iColon == std::string::npos || iColon > iKind) return false;
+    std::string sHead = sLine.substr(iRest, iColon - iRest);
+    finding.iLine = 0;
+    const size_t iLineAt = sHead.rfind(" (line ");
+    if (iLineAt != std::string::npos && sHead.back() == ')') {
+        finding.iLine = std::atoi(sHead.c_str() + iLineAt + 7);
+        sHead.erase(iLineAt);
+    }
+    finding.sPath = sHead;
+    finding.sLine = sLine;
+    return !finding.sPath.empty() && !finding.sKind.empty();
+}
+
 // Reads the finding lines of the output; the last line is the summary.
 std::vector<PT_PRINTED_FINDING> PrintedFindings(const std::vector<std::string>& vecLine)
 {
-    static const std::regex kFinding(R"(^(error|warning): (.+?)(?: \(line (\d+)\))?: .* \[([a-z-]+)\]$)");
     std::vector<PT_PRINTED_FINDING> vecFinding;
     for (size_t i = 0; i + 1 < vecLine.size(); ++i) {
-        std::smatch match;
-        if (!std::regex_match(vecLine[i], match, kFinding)) {
+        PT_PRINTED_FINDING finding;
+        if (!ParseFindingLine(vecLine[i], finding)) {
             ADD_FAILURE() << "not a finding line: " << vecLine[i];
             continue;
         }
-        PT_PRINTED_FINDING finding;
-        finding.sSeverity = match[1];
-        finding.sPath = match[2];
-        finding.iLine = match[3].matched ? std::stoi(match[3]) : 0;
-        finding.sKind = match[4];
-        finding.sLine = vecLine[i];
         vecFinding.push_back(finding);
     }
     return vecFinding;

@@ -30,8 +30,8 @@ void PrintHelp()
         "\n"
         "errors (the publish fails, or stores less than the document says):\n"
         "  not JSON (line and column), a document that is not an object, values of a JSON kind\n"
-        "  the reader cannot take, more tiles than the module may publish (%d; %d for some\n"
-        "  modules), sections or tiles of one section that share a content key\n"
+        "  the reader cannot take, more tiles than the module may publish (%d for most modules),\n"
+        "  sections or tiles of one section that share a content key\n"
         "warnings (the publish goes through):\n"
         "  tile members without a column (kept only in public_extra, with the nearest known name),\n"
         "  unknown section and document members, skipped values, display windows that are\n"
@@ -43,7 +43,7 @@ void PrintHelp()
         "\n"
         "Prints one line per finding (error: PATH (line N): what [kind]) and a summary line.\n"
         "exit status: 0 no errors (warnings allowed), 1 errors or unreadable input, 2 bad usage\n",
-        CPreviewDataUtil::GetTileLimit(""), CPreviewDataUtil::GetTileLimit("org.orvik.plinth-app"));
+        CPreviewDataUtil::GetTileLimit(""));
 }
 
 int UsageError(const std::string& sMessage)
