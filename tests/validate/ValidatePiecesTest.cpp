@@ -161,6 +161,16 @@ TEST(ValidateChecks, TileLimitNamesTheFirstTileTooMany)
     EXPECT_TRUE(FindingsOfKind(Validate(sText, "org.orvik.plinth-app"), "tile-limit").empty());
 }
 
+TEST(ValidateChecks, ExactlyAnEmptyObjectIsAWithdrawal)
+{
+    const auto vecRoot = FindingsOfKind(Validate("{}"), "root");
+    ASSERT_EQ(1u, vecRoot.size());
+    EXPECT_FALSE(vecRoot[0].bError);
+    EXPECT_NE(std::string::npos, vecRoot[0].sMessage.find("withdraws"));
+    // Any other spelling is an ordinary empty document.
+    EXPECT_TRUE(Validate("{ }").vecFinding.empty());
+}
+
 TEST(ValidateChecks, SyntaxErrorsGiveLineAndColumn)
 {
     const PT_VALIDATE_RESULT result = Validate("{\n  \"sections\": [\n    {]\n}");

@@ -67,6 +67,16 @@ PT_VALIDATE_RESULT ValidateDocumentText(const std::string& sText, const PT_VALID
         return result;
     }
 
+    if (sText == "{}") {
+        // A publish of exactly this text is not read as a document: it withdraws the preview.
+        PT_VALIDATE_FINDING finding;
+        finding.sPath = JsonPathRoot();
+        finding.iLine = 1;
+        finding.sKind = ValidateKind::ROOT;
+        finding.sMessage = "the text {} withdraws the module's whole preview instead of publishing one";
+        result.vecFinding.push_back(finding);
+    }
+
     CLibraryReader libraryReader(options.sModuleName);
     CDocumentChecker checker(positions, libraryReader, options, result.vecFinding);
     checker.Check(root);
