@@ -137,7 +137,7 @@ std::vector<PT_PRINTED_FINDING> PrintedFindings(const std::vector<std::string>& 
 }
 
 std::vector<std::string> RunPelmoctl(const std::vector<std::string>& vecArgs, const std::string& sStdin,
-                             PT_PROCESS_RESULT& result)
+                                     PT_PROCESS_RESULT& result)
 {
     std::vector<std::string> vecCommand{kPelmoctl};
     vecCommand.insert(vecCommand.end(), vecArgs.begin(), vecArgs.end());
@@ -245,8 +245,8 @@ TEST(ValidateDocuments, ManifestCoversEveryDocument)
         const std::string sName = pEntry->d_name;
         if (sName == "." || sName == ".." || sName == "MANIFEST") continue;
         ++iFiles;
-        EXPECT_TRUE(std::any_of(vecCase.begin(), vecCase.end(),
-                                [&](const PT_DOCUMENT_CASE& c) { return c.sFile == sName; }))
+        EXPECT_TRUE(
+            std::any_of(vecCase.begin(), vecCase.end(), [&](const PT_DOCUMENT_CASE& c) { return c.sFile == sName; }))
             << sName << " has no block in MANIFEST";
     }
     closedir(pDir);
@@ -328,7 +328,8 @@ TEST(ValidateInput, ReaderLogStaysOffStandardErrorEvenAtDebugLevel)
     // says it in its own words instead.
     setenv("PELMO_LOG_LEVEL", "debug", 1);
     PT_PROCESS_RESULT result;
-    const std::vector<std::string> vecLine = RunPelmoctl({"validate", kDocuments + "/tile_title_array.json"}, "", result);
+    const std::vector<std::string> vecLine =
+        RunPelmoctl({"validate", kDocuments + "/tile_title_array.json"}, "", result);
     unsetenv("PELMO_LOG_LEVEL");
     EXPECT_EQ(1, result.iExitStatus);
     EXPECT_TRUE(result.sErr.empty()) << result.sErr;

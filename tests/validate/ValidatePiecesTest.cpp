@@ -101,8 +101,8 @@ TEST(NameSuggestion, SuggestsOnlyPlausibleNames)
 // Which tile members the reader reads as text is the reader's business; validate asks it.
 TEST(ValidateChecks, ArraysFailThePublishOnlyWhereTheReaderNeedsText)
 {
-    for (const char* sName : {"tile_title", "tile_subtitle", "tile_image_url", "action_data", "tile_display_from",
-                              "tile_display_until"}) {
+    for (const char* sName :
+         {"tile_title", "tile_subtitle", "tile_image_url", "action_data", "tile_display_from", "tile_display_until"}) {
         const PT_VALIDATE_RESULT result =
             Validate(std::string("{\"sections\":[{\"tiles\":[{\"") + sName + "\": [1]}]}]}");
         EXPECT_FALSE(result.bReaderAccepts) << sName;
@@ -117,9 +117,9 @@ TEST(ValidateChecks, ArraysFailThePublishOnlyWhereTheReaderNeedsText)
         EXPECT_EQ(0, result.ErrorCount()) << sName;
     }
     // Scalars of every kind are fine in a text member.
-    const PT_VALIDATE_RESULT scalars =
-        Validate("{\"sections\":[{\"section_title\": 1.5, \"tiles\":[{\"tile_title\": true, \"action_data\": 7, "
-                 "\"tile_subtitle\": null, \"tile_image_url\": \"u\"}]}]}");
+    const PT_VALIDATE_RESULT scalars = Validate(
+        "{\"sections\":[{\"section_title\": 1.5, \"tiles\":[{\"tile_title\": true, \"action_data\": 7, "
+        "\"tile_subtitle\": null, \"tile_image_url\": \"u\"}]}]}");
     EXPECT_TRUE(scalars.bReaderAccepts);
     EXPECT_EQ(0, scalars.ErrorCount());
 }
@@ -153,7 +153,8 @@ TEST(ValidateChecks, SharedKeysAreFoundAlsoAfterARefusedValue)
 TEST(ValidateChecks, TileLimitNamesTheFirstTileTooMany)
 {
     std::string sText = "{\"sections\":[{\"tiles\":[";
-    for (int i = 0; i < 201; ++i) sText += std::string(i ? "," : "") + "{\"tile_title\":\"t" + std::to_string(i) + "\"}";
+    for (int i = 0; i < 201; ++i)
+        sText += std::string(i ? "," : "") + "{\"tile_title\":\"t" + std::to_string(i) + "\"}";
     sText += "]}]}";
     const auto vecLimit = FindingsOfKind(Validate(sText), "tile-limit");
     ASSERT_EQ(1u, vecLimit.size());
@@ -213,10 +214,10 @@ TEST(ValidateChecks, FindingsAgreeWithTheReaderOnEveryCommittedDocument)
             const PT_VALIDATE_RESULT result = Validate(sText, sModule);
             if (!result.bUsable) continue;
             EXPECT_TRUE(FindingsOfKind(result, "refused").empty()) << sFile << " " << sModule;
-            const bool bExplained = std::any_of(
-                result.vecFinding.begin(), result.vecFinding.end(), [](const PT_VALIDATE_FINDING& finding) {
-                    return finding.bError && (finding.sKind == "root" || finding.sKind == "value-kind" ||
-                                              finding.sKind == "tile-limit");
+            const bool bExplained =
+                std::any_of(result.vecFinding.begin(), result.vecFinding.end(), [](const PT_VALIDATE_FINDING& finding) {
+                    return finding.bError &&
+                           (finding.sKind == "root" || finding.sKind == "value-kind" || finding.sKind == "tile-limit");
                 });
             EXPECT_EQ(!result.bReaderAccepts, bExplained) << sFile << " " << sModule;
         }

@@ -35,20 +35,20 @@ std::string UtcTime(long long llSeconds)
 std::string JsonKindName(const Json::Value& value)
 {
     switch (value.type()) {
-    case Json::nullValue:
-        return "null";
-    case Json::intValue:
-    case Json::uintValue:
-    case Json::realValue:
-        return "number";
-    case Json::stringValue:
-        return "string";
-    case Json::booleanValue:
-        return "boolean";
-    case Json::arrayValue:
-        return value.empty() ? "empty array" : "array";
-    case Json::objectValue:
-        return value.empty() ? "empty object" : "object";
+        case Json::nullValue:
+            return "null";
+        case Json::intValue:
+        case Json::uintValue:
+        case Json::realValue:
+            return "number";
+        case Json::stringValue:
+            return "string";
+        case Json::booleanValue:
+            return "boolean";
+        case Json::arrayValue:
+            return value.empty() ? "empty array" : "array";
+        case Json::objectValue:
+            return value.empty() ? "empty object" : "object";
     }
     return "value";
 }
@@ -112,18 +112,18 @@ bool CDocumentChecker::CheckKind(const std::string& sPath, EPlace place, const s
     if (it == m_mapKindRefused.end()) {
         Json::Value probe;
         switch (place) {
-        case EPlace::kRoot:
-            probe = value;
-            break;
-        case EPlace::kExpires:
-            probe[kExpires] = value;
-            break;
-        case EPlace::kSectionMember:
-            probe[kSections][0][sName] = value;
-            break;
-        case EPlace::kTileMember:
-            probe[kSections][0][kTiles][0][sName] = value;
-            break;
+            case EPlace::kRoot:
+                probe = value;
+                break;
+            case EPlace::kExpires:
+                probe[kExpires] = value;
+                break;
+            case EPlace::kSectionMember:
+                probe[kSections][0][sName] = value;
+                break;
+            case EPlace::kTileMember:
+                probe[kSections][0][kTiles][0][sName] = value;
+                break;
         }
         Json::FastWriter writer;
         it = m_mapKindRefused.emplace(sCacheKey, m_reader.Refuses(writer.write(probe))).first;
@@ -210,8 +210,8 @@ void CDocumentChecker::Check(const Json::Value& root)
         finding.sPath = m_sFirstTileOverLimit;
         finding.iLine = m_iFirstTileOverLimitLine;
         finding.sKind = ValidateKind::TILE_LIMIT;
-        const std::string sModule =
-            m_options.sModuleName.empty() ? std::string("an ordinary module") : "module " + Quoted(m_options.sModuleName);
+        const std::string sModule = m_options.sModuleName.empty() ? std::string("an ordinary module")
+                                                                  : "module " + Quoted(m_options.sModuleName);
         finding.sMessage = "tile " + std::to_string(iLimit + 1) + " of " + std::to_string(m_iTileCount) + ": " +
                            sModule + " may publish at most " + std::to_string(iLimit) +
                            " tiles; the whole publish fails";

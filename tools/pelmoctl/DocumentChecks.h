@@ -47,8 +47,7 @@ private:
              const std::string& sMessage);
     // The elements the reader walks for a list member: array elements, or the member values
     // of an object in name order. Warns about any other kind and about skipped elements.
-    std::vector<PT_LIST_ELEMENT> ListElements(const std::string& sPath, const Json::Value& list,
-                                              const char* sWhat);
+    std::vector<PT_LIST_ELEMENT> ListElements(const std::string& sPath, const Json::Value& list, const char* sWhat);
     // Where a value sits, for asking the reader about a value of its kind in the same place.
     enum class EPlace { kRoot, kExpires, kSectionMember, kTileMember };
     // Reports an error and returns true when the reader refuses a document that holds a value

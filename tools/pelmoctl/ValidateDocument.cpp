@@ -97,14 +97,14 @@ PT_VALIDATE_RESULT ValidateDocumentText(const std::string& sText, const PT_VALID
     }
 
     // The reader has the last word: a refusal that no finding explains is still an error.
-    if (!result.bReaderAccepts &&
-        std::none_of(result.vecFinding.begin(), result.vecFinding.end(), ExplainsRefusal)) {
+    if (!result.bReaderAccepts && std::none_of(result.vecFinding.begin(), result.vecFinding.end(), ExplainsRefusal)) {
         PT_VALIDATE_FINDING finding;
         finding.bError = true;
         finding.sPath = JsonPathRoot();
         finding.iLine = 1;
         finding.sKind = ValidateKind::REFUSED;
-        finding.sMessage = "the preview reader refuses the document" + (sReason.empty() ? std::string() : ": " + sReason);
+        finding.sMessage =
+            "the preview reader refuses the document" + (sReason.empty() ? std::string() : ": " + sReason);
         result.vecFinding.push_back(finding);
     }
 

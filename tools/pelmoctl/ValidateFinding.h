@@ -6,17 +6,17 @@
 
 // Kinds of finding; each is printed after its message so that scripts can select them.
 namespace ValidateKind {
-inline constexpr const char* ROOT = "root";                // the document is not an object
-inline constexpr const char* VALUE_KIND = "value-kind";    // a value of this JSON kind fails the publish
-inline constexpr const char* TILE_LIMIT = "tile-limit";    // more tiles than the module may publish
-inline constexpr const char* NOT_A_LIST = "not-a-list";    // sections or tiles given as something else
-inline constexpr const char* SKIPPED = "skipped";          // a value the reader passes over
+inline constexpr const char* ROOT = "root";              // the document is not an object
+inline constexpr const char* VALUE_KIND = "value-kind";  // a value of this JSON kind fails the publish
+inline constexpr const char* TILE_LIMIT = "tile-limit";  // more tiles than the module may publish
+inline constexpr const char* NOT_A_LIST = "not-a-list";  // sections or tiles given as something else
+inline constexpr const char* SKIPPED = "skipped";        // a value the reader passes over
 inline constexpr const char* UNKNOWN_MEMBER = "unknown-member";
-inline constexpr const char* SHARED_KEY = "shared-key";    // same content key as an earlier item
+inline constexpr const char* SHARED_KEY = "shared-key";  // same content key as an earlier item
 inline constexpr const char* WINDOW_REVERSED = "window-reversed";
 inline constexpr const char* WINDOW_OVER = "window-over";
-inline constexpr const char* NOT_A_TIME = "not-a-time";    // a display time that is not whole seconds
-inline constexpr const char* REFUSED = "refused";          // the reader refuses it for a reason not named above
+inline constexpr const char* NOT_A_TIME = "not-a-time";  // a display time that is not whole seconds
+inline constexpr const char* REFUSED = "refused";        // the reader refuses it for a reason not named above
 }  // namespace ValidateKind
 
 struct PT_VALIDATE_FINDING {

@@ -24,6 +24,7 @@ std::string FormatSummary(const std::string& sFileName, const PT_VALIDATE_RESULT
 
 void PrintReport(FILE* pOut, const std::string& sFileName, const PT_VALIDATE_RESULT& result)
 {
-    for (const PT_VALIDATE_FINDING& finding : result.vecFinding) std::fprintf(pOut, "%s\n", FormatFinding(finding).c_str());
+    for (const PT_VALIDATE_FINDING& finding : result.vecFinding)
+        std::fprintf(pOut, "%s\n", FormatFinding(finding).c_str());
     std::fprintf(pOut, "%s\n", FormatSummary(sFileName, result).c_str());
 }

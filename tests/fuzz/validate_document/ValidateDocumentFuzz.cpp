@@ -27,7 +27,8 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size)
     bool bExplained = false;
     for (const PT_VALIDATE_FINDING& finding : result.vecFinding) {
         if (finding.sKind == "refused") __builtin_trap();
-        if (finding.bError && (finding.sKind == "root" || finding.sKind == "value-kind" || finding.sKind == "tile-limit")) {
+        if (finding.bError &&
+            (finding.sKind == "root" || finding.sKind == "value-kind" || finding.sKind == "tile-limit")) {
             bExplained = true;
         }
         if (finding.sPath.empty() || FormatFinding(finding).find('\n') != std::string::npos) __builtin_trap();
