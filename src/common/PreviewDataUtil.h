@@ -33,6 +33,8 @@ public:
     void GetTilesByJson(CPreviewAccelerator& accelerator, const Json::Value& tile);
     void GetPropertyByJson(CPreviewAccelerator& accelerator, const std::string& sKey, const Json::Value& value,
                            int iDepth);
+    // The most tiles one document of this module may hold; a document with more is refused.
+    static int GetTileLimit(const std::string& sModuleName);
     // The canonical decimal text of the integer a text starts with ("42abc" -> "42", "abc" -> "0").
     std::string IntegerValidator(std::string sValue);
 

@@ -46,7 +46,7 @@ bool CPreviewDataUtil::GetPreviewDataUsingJsonStr(std::string sJsonStr, CPreview
             GetSectionsByJson(accelerator, section, iTileCount);
         }
         PELMO_LOGI("Total tiles count: %d", iTileCount);
-        const int iLimit = sModuleName == kLargeLimitModule ? kLargeTileLimit : kTileLimit;
+        const int iLimit = GetTileLimit(sModuleName);
         if (iTileCount > iLimit) {
             PELMO_LOGE("ERROR, Preview tiles count over limit (Limit: %d)", iLimit);
             return false;
@@ -56,6 +56,11 @@ bool CPreviewDataUtil::GetPreviewDataUsingJsonStr(std::string sJsonStr, CPreview
         PELMO_LOGE("Exception Caught");
     }
     return false;
+}
+
+int CPreviewDataUtil::GetTileLimit(const std::string& sModuleName)
+{
+    return sModuleName == kLargeLimitModule ? kLargeTileLimit : kTileLimit;
 }
 
 void CPreviewDataUtil::GetSectionsByJson(CPreviewAccelerator& accelerator, const Json::Value& section, int& iTileCount)

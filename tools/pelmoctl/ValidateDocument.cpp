@@ -1,0 +1,114 @@
+#include "ValidateDocument.h"
+
+#include <json/json.h>
+
+#include <algorithm>
+#include <exception>
+
+#include "ContentKeyCheck.h"
+#include "DocumentChecks.h"
+#include "DocumentPositions.h"
+#include "LibraryReader.h"
+
+int PT_VALIDATE_RESULT::ErrorCount() const
+{
+    return static_cast<int>(std::count_if(vecFinding.begin(), vecFinding.end(),
+                                          [](const PT_VALIDATE_FINDING& finding) { return finding.bError; }));
+}
+
+int PT_VALIDATE_RESULT::WarningCount() const
+{
+    return static_cast<int>(vecFinding.size()) - ErrorCount();
+}
+
+namespace {
+// Findings whose error alone explains why the reader refuses the whole document.
+bool ExplainsRefusal(const PT_VALIDATE_FINDING& finding)
+{
+    return finding.bError && (finding.sKind == ValidateKind::ROOT || finding.sKind == ValidateKind::VALUE_KIND ||
+                              finding.sKind == ValidateKind::TILE_LIMIT);
+}
+
+std::string OneLine(std::string sText)
+{
+    for (char& c : sText) {
+        if (c == '\n' || c == '\r' || c == '\t') c = ' ';
+    }
+    while (!sText.empty() && sText.back() == ' ') sText.pop_back();
+    return sText;
+}
+}  // namespace
+
+PT_VALIDATE_RESULT ValidateDocumentText(const std::string& sText, const PT_VALIDATE_OPTIONS& options)
+{
+    PT_VALIDATE_RESULT result;
+    const CDocumentPositions positions(sText);
+
+    // The same reader with the same settings as the publish, so that both agree on what is JSON.
+    Json::Value root;
+    try {
+        Json::Reader reader;
+        if (!reader.parse(sText, root, true)) {
+            result.bUsable = false;
+            const std::vector<Json::Reader::StructuredError> vecError = reader.getStructuredErrors();
+            if (vecError.empty()) {
+                result.sUnusable = "not JSON: " + OneLine(reader.getFormattedErrorMessages());
+            } else {
+                const PT_TEXT_POSITION at = positions.PositionOf(vecError.front().offset_start);
+                result.sUnusable = "not JSON: line " + std::to_string(at.iLine) + ", column " +
+                                   std::to_string(at.iColumn) + ": " + OneLine(vecError.front().message);
+            }
+            return result;
+        }
+    } catch (const std::exception& e) {
+        // The reader gives up on nesting deeper than it allows.
+        result.bUsable = false;
+        result.sUnusable = "not usable JSON: " + OneLine(e.what());
+        return result;
+    }
+
+    if (sText == "{}") {
+        // A publish of exactly this text is not read as a document: it withdraws the preview.
+        PT_VALIDATE_FINDING finding;
+        finding.sPath = JsonPathRoot();
+        finding.iLine = 1;
+        finding.sKind = ValidateKind::ROOT;
+        finding.sMessage = "the text {} withdraws the module's whole preview instead of publishing one";
+        result.vecFinding.push_back(finding);
+    }
+
+    CLibraryReader libraryReader(options.sModuleName);
+    CDocumentChecker checker(positions, libraryReader, options, result.vecFinding);
+    checker.Check(root);
+
+    CPreviewAccelerator accelerator;
+    std::string sReason;
+    result.bReaderAccepts = libraryReader.Read(sText, accelerator, sReason);
+    if (checker.RefusedValues().empty() || !root.isObject()) {
+        CheckSharedContentKeys(accelerator, checker.Sections(), result.vecFinding);
+    } else {
+        // The reader stops at the first refused value; read the document once more without
+        // them, so that the keys of every section and tile can be compared.
+        Json::FastWriter writer;
+        CPreviewAccelerator rest;
+        std::string sRestReason;
+        libraryReader.Read(writer.write(CopyWithoutMembers(root, checker.RefusedValues())), rest, sRestReason);
+        CheckSharedContentKeys(rest, checker.Sections(), result.vecFinding);
+    }
+
+    // The reader has the last word: a refusal that no finding explains is still an error.
+    if (!result.bReaderAccepts && std::none_of(result.vecFinding.begin(), result.vecFinding.end(), ExplainsRefusal)) {
+        PT_VALIDATE_FINDING finding;
+        finding.bError = true;
+        finding.sPath = JsonPathRoot();
+        finding.iLine = 1;
+        finding.sKind = ValidateKind::REFUSED;
+        finding.sMessage =
+            "the preview reader refuses the document" + (sReason.empty() ? std::string() : ": " + sReason);
+        result.vecFinding.push_back(finding);
+    }
+
+    std::stable_sort(result.vecFinding.begin(), result.vecFinding.end(),
+                     [](const PT_VALIDATE_FINDING& a, const PT_VALIDATE_FINDING& b) { return a.iLine < b.iLine; });
+    return result;
+}
