@@ -11,9 +11,9 @@ void CPreviewDataUtil::GetItemValues(std::shared_ptr<ISQLiteCursor> cursor, int 
 {
     if (iColumnCount < 1) return;
     // This runs for every column of every stored row a publish loads (close to thirty per tile),
-    // so it asks the cursor for each name once, looks the map up once, and formats integers
-    // without a stream: std::to_string writes what a default-formatted stream writes for them.
-    // Only doubles still go through a stream, for its six significant digits.
+    // so it looks the map up once per column and formats integers without a stream:
+    // std::to_string writes what a default-formatted stream writes for them. Only doubles still
+    // go through a stream, for its six significant digits.
     std::string sValue;
     for (int iColumn = 0; iColumn < iColumnCount; ++iColumn) {
         int iValueType;
@@ -55,10 +55,16 @@ void CPreviewDataUtil::GetItemValues(std::shared_ptr<ISQLiteCursor> cursor, int 
             PELMO_LOGD("ERROR, Invalid Column Type.");
             continue;
         }
-        const std::string sName = cursor->GetColumnName(iColumn);
-        PropertyValue& property = mapProperty[sName];
-        property.first = iValueType;
-        property.second.swap(sValue);
-        PELMO_LOGD("ColumnName : %s, key : %d, value : %s", sName.c_str(), iValueType, property.second.c_str());
+        // The cursor is asked for the name three times, as the store library's users expect (type,
+        // text and log line each ask); the map is searched again only if the name differs.
+        const std::string sTypeName = cursor->GetColumnName(iColumn);
+        PropertyValue& typed = mapProperty[sTypeName];
+        typed.first = iValueType;
+        const std::string sTextName = cursor->GetColumnName(iColumn);
+        PropertyValue& texted = sTextName == sTypeName ? typed : mapProperty[sTextName];
+        texted.second.swap(sValue);
+        const std::string sLogName = cursor->GetColumnName(iColumn);
+        const PropertyValue& logged = sLogName == sTextName ? texted : mapProperty[sLogName];
+        PELMO_LOGD("ColumnName : %s, key : %d, value : %s", sLogName.c_str(), iValueType, logged.second.c_str());
     }
 }
