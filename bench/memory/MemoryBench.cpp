@@ -73,6 +73,10 @@ int main(int argc, char** argv)
     for (int i = 0; i < 3; ++i) Json::Reader().parse(aDocuments[i], aParsed[i]);
 
     long lSelfFirst = -1, lServiceFirst = -1;
+    // Both processes' resident memory every tenth of the run: a cache filling up levels off,
+    // a leak keeps climbing.
+    std::string sSeries;
+    const int iStep = std::max(1, iIterations / 10);
     const auto start = std::chrono::steady_clock::now();
     for (int i = 0; i < iIterations && iFailures < 10; ++i) {
         // 0, 0, 1, 2, 0, 0, 1, 2...: every fourth publish repeats the one before.
@@ -90,6 +94,10 @@ int main(int argc, char** argv)
         if (!sDifference.empty()) {
             std::printf("iteration %d: %s\n", i, sDifference.c_str());
             ++iFailures;
+        }
+        if ((i + 1) % iStep == 0) {
+            sSeries += " " + std::to_string(i + 1) + ":" + std::to_string(ResidentKb("self")) + "/" +
+                       std::to_string(ResidentKb(sServicePid));
         }
         if (i + 1 == 100) {
             lSelfFirst = ResidentKb("self");
@@ -110,6 +118,7 @@ int main(int argc, char** argv)
     std::printf("client RSS after the last 100    %ld kB (%+ld kB)\n", lSelfLast, lSelfLast - lSelfFirst);
     std::printf("service RSS after the first 100  %ld kB\n", lServiceFirst);
     std::printf("service RSS after the last 100   %ld kB (%+ld kB)\n", lServiceLast, lServiceLast - lServiceFirst);
+    std::printf("RSS series (iteration:client/service kB)%s\n", sSeries.c_str());
     if (iFailures > 0) {
         std::printf("FAILED: %d publishes or read-backs went wrong\n", iFailures);
         return 1;
