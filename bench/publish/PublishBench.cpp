@@ -11,7 +11,9 @@
 // of instructions the client process spends per operation (the library with jsoncpp, GLib and
 // the C library it calls; the store service is another process and is not counted): the
 // program runs itself once more under valgrind's callgrind, which counts only inside the
-// measured steps, and reads the counts back. Without valgrind that column says "-".
+// measured steps, and reads the counts back. Without valgrind that column says "-". The last
+// column is the time the service itself spent on the step's requests, as its request log
+// states them (median), which tells the service's share from the client's and the bus's.
 #include <dlog_host.h>
 #include <json/json.h>
 #include <fcntl.h>
@@ -52,10 +54,22 @@ public:
     explicit CRequestCounter(std::string sPath) : m_sPath(std::move(sPath)) {}
     size_t Lines() const
     {
+        double dIgnored = 0;
+        return Lines(dIgnored);
+    }
+    // Also adds up the time the service logged for its requests ("... 1.12ms" ends each line).
+    size_t Lines(double& dServiceMs) const
+    {
         std::ifstream in(m_sPath);
         size_t uLines = 0;
+        dServiceMs = 0;
         std::string sLine;
-        while (std::getline(in, sLine)) uLines += sLine.find(" module=") != std::string::npos;
+        while (std::getline(in, sLine)) {
+            if (sLine.find(" module=") == std::string::npos) continue;
+            ++uLines;
+            const size_t uBlank = sLine.rfind(' ');
+            if (uBlank != std::string::npos) dServiceMs += std::atof(sLine.c_str() + uBlank + 1);
+        }
         return uLines;
     }
 
@@ -66,6 +80,7 @@ private:
 struct CFigure {
     double dMedianUs;
     double dCalls;
+    double dServiceUs;  // median of the time the service itself logged for the step's requests
 };
 
 CFigure Measure(int iRuns, const CRequestCounter& counter, const std::function<void()>& step,
@@ -73,18 +88,22 @@ CFigure Measure(int iRuns, const CRequestCounter& counter, const std::function<v
 {
     std::vector<double> vecTimes;
     size_t uCalls = 0;
+    std::vector<double> vecService;
     for (int i = 0; i < iRuns; ++i) {
         if (before) before();
-        const size_t uBefore = counter.Lines();
+        double dServiceBefore = 0, dServiceAfter = 0;
+        const size_t uBefore = counter.Lines(dServiceBefore);
         const auto start = std::chrono::steady_clock::now();
         CALLGRIND_TOGGLE_COLLECT;
         step();
         CALLGRIND_TOGGLE_COLLECT;
         vecTimes.push_back(std::chrono::duration<double, std::micro>(std::chrono::steady_clock::now() - start).count());
-        uCalls += counter.Lines() - uBefore;
+        uCalls += counter.Lines(dServiceAfter) - uBefore;
+        vecService.push_back((dServiceAfter - dServiceBefore) * 1000);
     }
     std::sort(vecTimes.begin(), vecTimes.end());
-    return {vecTimes[vecTimes.size() / 2], static_cast<double>(uCalls) / iRuns};
+    std::sort(vecService.begin(), vecService.end());
+    return {vecTimes[vecTimes.size() / 2], static_cast<double>(uCalls) / iRuns, vecService[vecService.size() / 2]};
 }
 
 struct CRow {
@@ -138,15 +157,15 @@ std::map<std::string, double> CountInstructions(const std::string& sDir, int iRu
 void PrintTable(const std::vector<CRow>& vecRows, const std::map<std::string, double>& mapInstructions)
 {
     const double dTrip = vecRows.front().figure.dMedianUs;
-    std::printf("%-34s %10s %6s %12s %7s %14s\n", "operation", "median us", "calls", "calls*trip us", "ratio",
-                "client instr");
+    std::printf("%-34s %10s %6s %12s %7s %14s %11s\n", "operation", "median us", "calls", "calls*trip us", "ratio",
+                "client instr", "service us");
     for (const CRow& row : vecRows) {
         const double dFloor = std::max(1.0, row.figure.dCalls) * dTrip;
         char sInstructions[32] = "-";
         auto it = mapInstructions.find(row.sKey);
         if (it != mapInstructions.end()) std::snprintf(sInstructions, sizeof sInstructions, "%.0f", it->second);
-        std::printf("%-34s %10.0f %6.1f %12.0f %7.2f %14s\n", row.sName.c_str(), row.figure.dMedianUs,
-                    row.figure.dCalls, dFloor, row.figure.dMedianUs / dFloor, sInstructions);
+        std::printf("%-34s %10.0f %6.1f %12.0f %7.2f %14s %11.0f\n", row.sName.c_str(), row.figure.dMedianUs,
+                    row.figure.dCalls, dFloor, row.figure.dMedianUs / dFloor, sInstructions, row.figure.dServiceUs);
     }
 }
 }  // namespace
