@@ -1,4 +1,5 @@
 // Writing the stored preview out as JSON, nested like the document an application pushes.
+#include <utility>
 #include <pelmo/TilesModel.h>
 
 #include <exception>
@@ -105,11 +106,11 @@ std::string CPreviewDataUtil::WriteMetaData(CPreviewAccelerator& accelerator)
         for (const std::shared_ptr<CPreviewTile>& tile : section->m_vecTile) {
             Json::Value tileObject(Json::objectValue);
             SetComponentsInJson(tileObject, tile->m_mapProperty);
-            tiles.append(tileObject);
+            tiles.append(std::move(tileObject));
         }
-        if (!tiles.empty()) sectionObject["tiles"] = tiles;
-        sections.append(sectionObject);
+        if (!tiles.empty()) sectionObject["tiles"] = std::move(tiles);
+        sections.append(std::move(sectionObject));
     }
-    if (!sections.empty()) root["sections"] = sections;
+    if (!sections.empty()) root["sections"] = std::move(sections);
     return Json::StyledWriter().write(root);
 }

@@ -10,20 +10,19 @@ void CPreviewDataUtil::GetItemValues(std::shared_ptr<ISQLiteCursor> cursor, int 
                                      PropertyMap& mapProperty)
 {
     if (iColumnCount < 1) return;
-    // One stream for the whole row, emptied for every column: building a stream costs more than
-    // the value it formats, and a row of tiles has close to thirty columns. Nothing here changes
-    // the stream's formatting, so each column still starts from the default format.
-    std::ostringstream stream;
+    // This runs for every column of every stored row a publish loads (close to thirty per tile),
+    // so it looks the map up once per column and formats integers without a stream:
+    // std::to_string writes what a default-formatted stream writes for them. Only doubles still
+    // go through a stream, for its six significant digits.
+    std::string sValue;
     for (int iColumn = 0; iColumn < iColumnCount; ++iColumn) {
-        stream.str(std::string());
-        stream.clear();
         int iValueType;
         // The getters leave their output untouched on failure, so every output starts empty.
         switch (cursor->GetColumnType(iColumn)) {
         case ISQLiteCursor::COLUMN_TYPE_INT: {
             int iValue = 0;
             cursor->GetInt(iColumn, iValue);
-            stream << iValue;
+            sValue = std::to_string(iValue);
             iValueType = JSON_VALUE_INT;
             break;
         }
@@ -31,21 +30,22 @@ void CPreviewDataUtil::GetItemValues(std::shared_ptr<ISQLiteCursor> cursor, int 
             // Row ids and other wide integers; emitted later under the unsigned type.
             long long llValue = 0;
             cursor->GetInt64(iColumn, llValue);
-            stream << llValue;
+            sValue = std::to_string(llValue);
             iValueType = JSON_VALUE_UINT;
             break;
         }
         case ISQLiteCursor::COLUMN_TYPE_DOUBLE: {
             double dValue = 0.0;
             cursor->GetDouble(iColumn, dValue);
+            std::ostringstream stream;
             stream << dValue;
+            sValue = stream.str();
             iValueType = JSON_VALUE_DOUBLE;
             break;
         }
         case ISQLiteCursor::COLUMN_TYPE_TEXT: {
-            std::string sValue;
+            sValue.clear();
             cursor->GetString(iColumn, sValue);
-            stream << sValue;
             iValueType = JSON_VALUE_STRING;
             break;
         }
@@ -55,10 +55,16 @@ void CPreviewDataUtil::GetItemValues(std::shared_ptr<ISQLiteCursor> cursor, int 
             PELMO_LOGD("ERROR, Invalid Column Type.");
             continue;
         }
-        mapProperty[cursor->GetColumnName(iColumn)].first = iValueType;
-        mapProperty[cursor->GetColumnName(iColumn)].second = stream.str();
-        const std::string sName = cursor->GetColumnName(iColumn);
-        PELMO_LOGD("ColumnName : %s, key : %d, value : %s", sName.c_str(), iValueType,
-                   mapProperty[sName].second.c_str());
+        // The cursor is asked for the name three times, as the store library's users expect (type,
+        // text and log line each ask); the map is searched again only if the name differs.
+        const std::string sTypeName = cursor->GetColumnName(iColumn);
+        PropertyValue& typed = mapProperty[sTypeName];
+        typed.first = iValueType;
+        const std::string sTextName = cursor->GetColumnName(iColumn);
+        PropertyValue& texted = sTextName == sTypeName ? typed : mapProperty[sTextName];
+        texted.second.swap(sValue);
+        const std::string sLogName = cursor->GetColumnName(iColumn);
+        const PropertyValue& logged = sLogName == sTextName ? texted : mapProperty[sLogName];
+        PELMO_LOGD("ColumnName : %s, key : %d, value : %s", sLogName.c_str(), iValueType, logged.second.c_str());
     }
 }

@@ -1,6 +1,7 @@
 // Bringing a module's stored sections in line with a newly parsed preview. Sections are matched
 // by content key: those in both are updated in place (tiles first), those only stored go in one
 // delete, those only new are inserted with their tiles. Rows that stay are never re-inserted.
+#include <utility>
 #include <pelmo/TilesModel.h>
 
 #include <algorithm>
@@ -137,7 +138,7 @@ void CPreviewDataUtil::UpdateSectionItem(std::string sModuleName, std::string sS
         PELMO_LOGD("no update\n");
         return;
     }
-    root["arrayitem"].append(row);
+    root["arrayitem"].append(std::move(row));
 
     PT_JSON_IN_PARAM param;
     param.table_name = TilesModel::Sections::CONTENT_URI;

@@ -1,5 +1,6 @@
 // Tiles of a section that both the store and the new preview have: stale tiles go in one delete,
 // new ones in one bulk insert, and the ones both have are rewritten in place in one bulk update.
+#include <utility>
 #include <pelmo/TilesModel.h>
 
 #include <algorithm>
@@ -162,7 +163,7 @@ void CPreviewDataUtil::CreateTiles(std::string sSectionRawId, const std::vector<
                 row[sColumn] = sValue;
             }
         }
-        document["arrayitem"].append(row);
+        document["arrayitem"].append(std::move(row));
     }
 
     PT_JSON_IN_PARAM param;
@@ -206,7 +207,8 @@ void CPreviewDataUtil::UpdateCommonTileItem(std::string sModuleName,
         Json::Value row;
         row["bulk_update_row_id_key"] = sId;
         MakeUpdatedTileJson(sModuleName, row, pNewTile);
-        document["arrayitem"].append(row);
+        // Moved, not copied: a copy would duplicate every member of the row once more.
+        document["arrayitem"].append(std::move(row));
     }
     if (iNumber == 1) return;
 

@@ -20,12 +20,10 @@ inline std::string IdCondition(const std::string& sIdColumn, const std::vector<s
     return sWhere;
 }
 
-// Row and bulk documents go out in the JSON library's default stream layout; the service
-// parses them, so only their content matters to it.
-inline std::string WriteDocument(const Json::Value& document)
-{
-    Json::StreamWriterBuilder builder;
-    return Json::writeString(builder, document);
-}
+// Row and bulk documents go out in the JSON library's default stream layout (tab indents,
+// " : " between name and value, members in byte order, no line feed at the end); the service
+// parses them, so only their content matters to it, but the text is kept exactly as that
+// writer makes it.
+std::string WriteDocument(const Json::Value& document);
 
 }  // namespace PreviewRequestText
