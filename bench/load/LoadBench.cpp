@@ -31,6 +31,7 @@
 #include <vector>
 
 #include "BenchPreview.h"
+#include "BenchStore.h"
 #include "HostStore.h"
 #include "PelmoAPI.h"
 #include "PelmoGDBusUtil.h"
@@ -164,20 +165,9 @@ int main(int argc, char** argv)
     setenv("PELMO_LOG_LEVEL", "none", 1);
     dlog_host_reload_level();
 
-    std::string sTemplate =
-        std::string(getenv("PELMO_BENCH_DIR") ? getenv("PELMO_BENCH_DIR") : "/tmp") + "/pelmo-load-bench.XXXXXX";
-    if (mkdtemp(&sTemplate[0]) == nullptr) return 1;
-    const std::string sDir = sTemplate;
     CHostStoreOptions options;
-    options.sServicePath = PELMO_SERVICE_PATH;
-    options.sDatabase = sDir + "/store.db";
-    options.sLogFile = sDir + "/requests.log";
     CHostStore store;
-    std::string sError;
-    if (!store.Start(options, sError)) {
-        std::fprintf(stderr, "load_bench: %s\n", sError.c_str());
-        return 1;
-    }
+    if (!BenchStore::Start("pelmo-load-bench", store, options)) return 1;
     const pid_t servicePid = store.GetServicePid();
     const double dCpuBefore = CpuSeconds(servicePid);
     const long lRssAtStart = ProcField(servicePid, "VmRSS:");
@@ -259,10 +249,7 @@ int main(int argc, char** argv)
         }
     }
     store.Stop();
-    for (const char* sName : {"/store.db", "/store.db-wal", "/store.db-shm", "/requests.log"}) {
-        unlink((sDir + sName).c_str());
-    }
-    rmdir(sDir.c_str());
+    BenchStore::RemoveFiles(options, true);
 
     std::printf("%d processes x %d publishes of 200 tiles, one store on a private bus (SQLite file, WAL)\n", iClients,
                 iPublishes);

@@ -19,6 +19,7 @@
 #include <string>
 
 #include "BenchPreview.h"
+#include "BenchStore.h"
 #include "HostStore.h"
 #include "PelmoAPI.h"
 #include "PelmoGDBusUtil.h"
@@ -45,20 +46,9 @@ int main(int argc, char** argv)
     const int iTiles = argc > 3 ? std::max(1, std::atoi(argv[3])) : 5;
     setenv("PELMO_LOG_LEVEL", "none", 1);
     dlog_host_reload_level();
-    std::string sTemplate =
-        std::string(getenv("PELMO_BENCH_DIR") ? getenv("PELMO_BENCH_DIR") : "/tmp") + "/pelmo-memory-bench.XXXXXX";
-    if (mkdtemp(&sTemplate[0]) == nullptr) return 1;
-    const std::string sDir = sTemplate;
     CHostStoreOptions options;
-    options.sServicePath = PELMO_SERVICE_PATH;
-    options.sDatabase = sDir + "/store.db";
-    options.sLogFile = sDir + "/requests.log";
     CHostStore store;
-    std::string sError;
-    if (!store.Start(options, sError)) {
-        std::fprintf(stderr, "memory_bench: %s\n", sError.c_str());
-        return 1;
-    }
+    if (!BenchStore::Start("pelmo-memory-bench", store, options)) return 1;
     const std::string sServicePid = std::to_string(store.GetServicePid());
     PT_JSON_IN_PARAM accelerator;
     accelerator.data = "{\"table_name\":\"content://org.orvik.pelmo/accelerators\",\"accelerator_title\":\"memory\"}";
@@ -109,8 +99,7 @@ int main(int argc, char** argv)
     const long lServiceLast = ResidentKb(sServicePid);
     CPelmoGDBusUtil::ReleaseInstance();
     store.Stop();
-    for (const char* sName : {"/store.db", "/store.db-wal", "/store.db-shm", "/requests.log"}) unlink((sDir + sName).c_str());
-    rmdir(sDir.c_str());
+    BenchStore::RemoveFiles(options, true);
 
     std::printf("%d publishes + read-backs of %d sections x %d tiles in %.1f s, one process\n", iIterations, iSections,
                 iTiles, dSeconds);

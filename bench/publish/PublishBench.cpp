@@ -40,6 +40,7 @@
 #include <vector>
 
 #include "BenchPreview.h"
+#include "BenchStore.h"
 #include "HostStore.h"
 #include "PelmoAPI.h"
 #include "PelmoGDBusUtil.h"
@@ -177,20 +178,10 @@ int main(int argc, char** argv)
     const int iRuns = bCounting ? std::max(1, std::atoi(argv[2])) : argc > 1 ? std::max(3, std::atoi(argv[1])) : 21;
     setenv("PELMO_LOG_LEVEL", "none", 1);
     dlog_host_reload_level();
-    std::string sTemplate =
-        std::string(getenv("PELMO_BENCH_DIR") ? getenv("PELMO_BENCH_DIR") : "/tmp") + "/pelmo-publish-bench.XXXXXX";
-    if (mkdtemp(&sTemplate[0]) == nullptr) return 1;
-    const std::string sDir = sTemplate;
     CHostStoreOptions options;
-    options.sServicePath = PELMO_SERVICE_PATH;
-    options.sDatabase = sDir + "/store.db";
-    options.sLogFile = sDir + "/requests.log";
     CHostStore store;
-    std::string sError;
-    if (!store.Start(options, sError)) {
-        std::fprintf(stderr, "publish_bench: %s\n", sError.c_str());
-        return 1;
-    }
+    if (!BenchStore::Start("pelmo-publish-bench", store, options)) return 1;
+    const std::string sDir = BenchStore::Folder(options);
     CRequestCounter counter(options.sLogFile);
     PT_JSON_IN_PARAM accelerator;
     accelerator.data = "{\"table_name\":\"content://org.orvik.pelmo/accelerators\",\"accelerator_title\":\"bench\"}";
@@ -231,9 +222,7 @@ int main(int argc, char** argv)
 
     CPelmoGDBusUtil::ReleaseInstance();
     store.Stop();
-    for (const char* sName : {"/store.db", "/store.db-wal", "/store.db-shm", "/requests.log"}) {
-        unlink((sDir + sName).c_str());
-    }
+    BenchStore::RemoveFiles(options, false);
 
     if (!bCounting) {
         std::map<std::string, double> mapInstructions;

@@ -11,6 +11,7 @@
 #include <string>
 #include <vector>
 
+#include "BenchStore.h"
 #include "HostStore.h"
 #include "PelmoAPI.h"
 #include "PelmoGDBusUtil.h"
@@ -87,19 +88,9 @@ int main(int argc, char** argv)
     const int iRuns = argc > 1 ? std::max(5, std::atoi(argv[1])) : 101;
     setenv("PELMO_LOG_LEVEL", "none", 1);
     dlog_host_reload_level();
-    std::string sTemplate = std::string(getenv("PELMO_BENCH_DIR") ? getenv("PELMO_BENCH_DIR") : "/tmp") + "/pelmo-store-bench.XXXXXX";
-    char* sDir = &sTemplate[0];
-    if (mkdtemp(sDir) == nullptr) return 1;
     CHostStoreOptions options;
-    options.sServicePath = PELMO_SERVICE_PATH;
-    options.sDatabase = std::string(sDir) + "/store.db";
-    options.sLogFile = std::string(sDir) + "/requests.log";
     CHostStore store;
-    std::string sError;
-    if (!store.Start(options, sError)) {
-        std::fprintf(stderr, "store_bench: %s\n", sError.c_str());
-        return 1;
-    }
+    if (!BenchStore::Start("pelmo-store-bench", store, options)) return 1;
 
     const long long llAccelerator =
         Insert("{\"table_name\":\"content://org.orvik.pelmo/accelerators\",\"accelerator_title\":\"bench\"}");
@@ -147,9 +138,6 @@ int main(int argc, char** argv)
 
     CPelmoGDBusUtil::ReleaseInstance();
     store.Stop();
-    for (const char* sName : {"/store.db", "/store.db-wal", "/store.db-shm", "/requests.log"}) {
-        unlink((std::string(sDir) + sName).c_str());
-    }
-    rmdir(sDir);
+    BenchStore::RemoveFiles(options, true);
     return 0;
 }

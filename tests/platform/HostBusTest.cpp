@@ -49,13 +49,21 @@ TEST(HostBus, DaemonDiesWithAProcessThatCrashes)
         std::string sError;
         if (!bus.Start(sError)) _exit(2);
         const pid_t daemon = bus.GetDaemonPid();
+        char sDir[256] = {};
+        bus.GetDirectory().copy(sDir, sizeof sDir - 1);
         (void)!write(fds[1], &daemon, sizeof daemon);
+        (void)!write(fds[1], sDir, sizeof sDir);
         raise(SIGKILL);  // no destructor runs
     }
     close(fds[1]);
     pid_t daemon = -1;
     ASSERT_EQ(read(fds[0], &daemon, sizeof daemon), static_cast<ssize_t>(sizeof daemon));
+    char sDir[256] = {};
+    ASSERT_EQ(read(fds[0], sDir, sizeof sDir), static_cast<ssize_t>(sizeof sDir));
     close(fds[0]);
+    // The crashed starter could not remove its bus's folder: the test does.
+    const std::string sFolder(sDir);
+    ASSERT_NE(sFolder.find("/pelmo-bus."), std::string::npos) << sFolder;
     int iStatus = 0;
     waitpid(child, &iStatus, 0);
     bool bGone = false;
@@ -66,6 +74,9 @@ TEST(HostBus, DaemonDiesWithAProcessThatCrashes)
     }
     EXPECT_TRUE(bGone) << "dbus-daemon " << daemon << " outlived its starter";
     if (!bGone) kill(daemon, SIGKILL);
+    unlink((sFolder + "/system_bus_socket").c_str());
+    unlink((sFolder + "/system.conf").c_str());
+    EXPECT_EQ(rmdir(sFolder.c_str()), 0) << sFolder;
 }
 
 TEST(HostBus, SpawnedProcessesSeeTheBusAndAreStoppedWithIt)
@@ -87,6 +98,7 @@ TEST(HostBus, SpawnedProcessesSeeTheBusAndAreStoppedWithIt)
     ASSERT_NE(fgets(buf, sizeof buf, pFile), nullptr);
     fclose(pFile);
     EXPECT_EQ(std::string(buf), bus.GetAddress() + "\n");
+    unlink(sOut.c_str());  // the bus removes only what it put in its folder
     bus.Stop();
     EXPECT_NE(kill(pid, 0), 0);
 }
