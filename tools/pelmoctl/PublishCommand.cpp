@@ -44,21 +44,16 @@ std::string JsonProblem(const std::string& sErrors)
 int RunPublishCommand(int argc, char** argv)
 {
     const std::string sCommand = "publish";
-    if (WantsHelp(argc, argv)) {
-        std::fputs(kHelp, stdout);
-        return kExitOk;
-    }
     CParsedArgs args;
-    std::string sError;
-    if (!ParseArgs(argc, argv, {}, {"--requests"}, args, sError)) return UsageError(sCommand, sError, kUsage);
-    if (args.vecPositional.size() != 2) return UsageError(sCommand, "expected MODULE and FILE", kUsage);
+    const int iStart = StartModuleCommand(sCommand, argc, argv, {kHelp, kUsage, {}, {"--requests"}, 2, "MODULE and FILE"}, args);
+    if (iStart >= 0) return iStart;
     const std::string sModule = args.vecPositional[0];
     const std::string sPath = args.vecPositional[1];
-    if (sModule.empty()) return Fail(sCommand, "the module name is empty");
 
     // Everything that can be checked without the store is checked first, so that a bad
     // document never reaches it.
     std::string sDocument;
+    std::string sError;
     if (!ReadDocument(sPath, sDocument, sError)) return Fail(sCommand, sError);
     {
         Json::CharReaderBuilder builder;

@@ -28,21 +28,16 @@ constexpr const char* kAccelerators = "content://org.orvik.pelmo/accelerators";
 int RunRegisterCommand(int argc, char** argv)
 {
     const std::string sCommand = "register";
-    if (WantsHelp(argc, argv)) {
-        std::fputs(kHelp, stdout);
-        return kExitOk;
-    }
     CParsedArgs args;
-    std::string sError;
-    if (!ParseArgs(argc, argv, {"--title"}, {}, args, sError)) return UsageError(sCommand, sError, kUsage);
-    if (args.vecPositional.size() != 1) return UsageError(sCommand, "expected one MODULE", kUsage);
+    const int iStart = StartModuleCommand(sCommand, argc, argv, {kHelp, kUsage, {"--title"}, {}, 1, "one MODULE"}, args);
+    if (iStart >= 0) return iStart;
     const std::string sModule = args.vecPositional[0];
-    if (sModule.empty()) return Fail(sCommand, "the module name is empty");
     const std::string* pTitle = args.Option("--title");
     const std::string sTitle = pTitle != nullptr ? *pTitle : sModule;
 
     CLibraryLog log;
     Json::Value stats;
+    std::string sError;
     if (!FetchStats(sModule, stats, sError, log)) {
         ReleaseTransport();
         return Fail(sCommand, sError);

@@ -249,4 +249,22 @@ void ReleaseTransport()
     CPelmoGDBusUtil::ReleaseInstance();
 }
 
+int StartModuleCommand(const std::string& sCommand, int argc, char** argv, const CCommandShape& shape,
+                       CParsedArgs& args)
+{
+    if (WantsHelp(argc, argv)) {
+        std::fputs(shape.sHelp, stdout);
+        return kExitOk;
+    }
+    std::string sError;
+    if (!ParseArgs(argc, argv, shape.vecValueOptions, shape.vecFlags, args, sError)) {
+        return UsageError(sCommand, sError, shape.sUsage);
+    }
+    if (args.vecPositional.size() != shape.uPositional) {
+        return UsageError(sCommand, std::string("expected ") + shape.sExpected, shape.sUsage);
+    }
+    if (args.vecPositional[0].empty()) return Fail(sCommand, "the module name is empty");
+    return -1;
+}
+
 }  // namespace StoreCommand

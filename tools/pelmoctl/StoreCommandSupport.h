@@ -36,6 +36,20 @@ struct CParsedArgs {
 bool ParseArgs(int argc, char** argv, const std::vector<std::string>& vecValueOptions,
                const std::vector<std::string>& vecFlags, CParsedArgs& args, std::string& sError);
 
+// What every command on a module does first: its help, its arguments (`uPositional` of them,
+// the module first, `sExpected` naming them) and a module name that is not empty. Returns -1
+// when the command goes on with `args`, otherwise the exit status to end with.
+struct CCommandShape {
+    const char* sHelp;
+    const char* sUsage;
+    std::vector<std::string> vecValueOptions;
+    std::vector<std::string> vecFlags;
+    size_t uPositional;
+    const char* sExpected;
+};
+int StartModuleCommand(const std::string& sCommand, int argc, char** argv, const CCommandShape& shape,
+                       CParsedArgs& args);
+
 // Keeps the library's error lines of the process while alive, so that a failure can be told in
 // one line instead of the library's own. The library's lines stay off standard error unless
 // PELMO_LOG_LEVEL asks for them.

@@ -24,16 +24,10 @@ constexpr const char* kHelp =
 int RunWithdrawCommand(int argc, char** argv)
 {
     const std::string sCommand = "withdraw";
-    if (WantsHelp(argc, argv)) {
-        std::fputs(kHelp, stdout);
-        return kExitOk;
-    }
     CParsedArgs args;
-    std::string sError;
-    if (!ParseArgs(argc, argv, {}, {"--requests"}, args, sError)) return UsageError(sCommand, sError, kUsage);
-    if (args.vecPositional.size() != 1) return UsageError(sCommand, "expected one MODULE", kUsage);
+    const int iStart = StartModuleCommand(sCommand, argc, argv, {kHelp, kUsage, {}, {"--requests"}, 1, "one MODULE"}, args);
+    if (iStart >= 0) return iStart;
     const std::string sModule = args.vecPositional[0];
-    if (sModule.empty()) return Fail(sCommand, "the module name is empty");
 
     CLibraryLog log;
     Json::Value stats;
