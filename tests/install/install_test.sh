@@ -112,4 +112,14 @@ grep -q "insert module=org.example.pc ok" "$tmp/pc-requests.log" || fail "no ins
 DBUS_SYSTEM_BUS_ADDRESS=unix:path=$tmp/no-bus "$tmp/pkgconfig-example" org.example.pc > /dev/null 2> "$tmp/nobus.txt" \
   && fail "the example succeeded without a store"
 grep -q "refused to register" "$tmp/nobus.txt" || fail "no reason given without a store: $(cat "$tmp/nobus.txt")"
+# The installed pelmoctl starts its own host store from the prefix (pelmo-service beside it),
+# one process per command, on a state folder that keeps the store between them.
+ctl=$prefix/bin/pelmoctl
+"$ctl" --host "$tmp/state" register org.example.ctl --title Ctl > "$tmp/ctl.txt" 2>&1 \
+  || fail "installed pelmoctl register: $(cat "$tmp/ctl.txt")"
+"$ctl" --host "$tmp/state" publish org.example.ctl "$examples/previews/first.json" > "$tmp/ctl.txt" 2>&1 \
+  || fail "installed pelmoctl publish: $(cat "$tmp/ctl.txt")"
+grep -q "^tiles: 7 inserted" "$tmp/ctl.txt" || fail "publish counts: $(cat "$tmp/ctl.txt")"
+"$ctl" --host "$tmp/state" get org.example.ctl > "$tmp/ctl.txt" 2>&1 || fail "installed pelmoctl get: $(cat "$tmp/ctl.txt")"
+grep -q "The Lighthouse Keeper" "$tmp/ctl.txt" || fail "get did not read the preview back: $(cat "$tmp/ctl.txt")"
 echo "ok"
