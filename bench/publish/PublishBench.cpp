@@ -13,13 +13,15 @@
 // program runs itself once more under valgrind's callgrind, which counts only inside the
 // measured steps, and reads the counts back. Without valgrind that column says "-". The last
 // column is the time the service itself spent on the step's requests, as its request log
-// states them (median), which tells the service's share from the client's and the bus's.
+// states them (median), which tells the service's share from the client's and the bus's; the
+// client's CPU time (all its threads, the bus worker thread included) follows it.
 #include <dlog_host.h>
 #include <json/json.h>
 #include <fcntl.h>
 #include <limits.h>
 #include <stdlib.h>
 #include <sys/wait.h>
+#include <time.h>
 #include <unistd.h>
 #if __has_include(<valgrind/callgrind.h>)
 #include <valgrind/callgrind.h>
@@ -82,7 +84,15 @@ struct CFigure {
     double dMedianUs;
     double dCalls;
     double dServiceUs;  // median of the time the service itself logged for the step's requests
+    double dClientCpuUs;  // median CPU time of the client process, all its threads (GDBus's too)
 };
+
+double ProcessCpuUs()
+{
+    timespec now{};
+    clock_gettime(CLOCK_PROCESS_CPUTIME_ID, &now);
+    return now.tv_sec * 1e6 + now.tv_nsec / 1e3;
+}
 
 CFigure Measure(int iRuns, const CRequestCounter& counter, const std::function<void()>& step,
                 const std::function<void()>& before = {})
@@ -90,21 +100,26 @@ CFigure Measure(int iRuns, const CRequestCounter& counter, const std::function<v
     std::vector<double> vecTimes;
     size_t uCalls = 0;
     std::vector<double> vecService;
+    std::vector<double> vecCpu;
     for (int i = 0; i < iRuns; ++i) {
         if (before) before();
         double dServiceBefore = 0, dServiceAfter = 0;
         const size_t uBefore = counter.Lines(dServiceBefore);
+        const double dCpuBefore = ProcessCpuUs();
         const auto start = std::chrono::steady_clock::now();
         CALLGRIND_TOGGLE_COLLECT;
         step();
         CALLGRIND_TOGGLE_COLLECT;
         vecTimes.push_back(std::chrono::duration<double, std::micro>(std::chrono::steady_clock::now() - start).count());
+        vecCpu.push_back(ProcessCpuUs() - dCpuBefore);
         uCalls += counter.Lines(dServiceAfter) - uBefore;
         vecService.push_back((dServiceAfter - dServiceBefore) * 1000);
     }
     std::sort(vecTimes.begin(), vecTimes.end());
     std::sort(vecService.begin(), vecService.end());
-    return {vecTimes[vecTimes.size() / 2], static_cast<double>(uCalls) / iRuns, vecService[vecService.size() / 2]};
+    std::sort(vecCpu.begin(), vecCpu.end());
+    return {vecTimes[vecTimes.size() / 2], static_cast<double>(uCalls) / iRuns, vecService[vecService.size() / 2],
+            vecCpu[vecCpu.size() / 2]};
 }
 
 struct CRow {
@@ -158,15 +173,16 @@ std::map<std::string, double> CountInstructions(const std::string& sDir, int iRu
 void PrintTable(const std::vector<CRow>& vecRows, const std::map<std::string, double>& mapInstructions)
 {
     const double dTrip = vecRows.front().figure.dMedianUs;
-    std::printf("%-34s %10s %6s %12s %7s %14s %11s\n", "operation", "median us", "calls", "calls*trip us", "ratio",
-                "client instr", "service us");
+    std::printf("%-34s %10s %6s %12s %7s %14s %11s %13s\n", "operation", "median us", "calls", "calls*trip us",
+                "ratio", "client instr", "service us", "client cpu us");
     for (const CRow& row : vecRows) {
         const double dFloor = std::max(1.0, row.figure.dCalls) * dTrip;
         char sInstructions[32] = "-";
         auto it = mapInstructions.find(row.sKey);
         if (it != mapInstructions.end()) std::snprintf(sInstructions, sizeof sInstructions, "%.0f", it->second);
-        std::printf("%-34s %10.0f %6.1f %12.0f %7.2f %14s %11.0f\n", row.sName.c_str(), row.figure.dMedianUs,
-                    row.figure.dCalls, dFloor, row.figure.dMedianUs / dFloor, sInstructions, row.figure.dServiceUs);
+        std::printf("%-34s %10.0f %6.1f %12.0f %7.2f %14s %11.0f %13.0f\n", row.sName.c_str(), row.figure.dMedianUs,
+                    row.figure.dCalls, dFloor, row.figure.dMedianUs / dFloor, sInstructions, row.figure.dServiceUs,
+                    row.figure.dClientCpuUs);
     }
 }
 }  // namespace

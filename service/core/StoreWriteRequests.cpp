@@ -110,9 +110,13 @@ bool CStoreRequestHandler::UpdateRow(const CStoreTable& table, const std::string
     if (!RowWriter::ReadRow(table, row, sModule, true, vecValues, llRowId, sError)) return false;
     if (!RowWriter::CheckParent(m_database, table, vecValues, sModule, sError)) return false;
 
-    // With no columns to set, the statement only proves that the row is the module's.
-    std::string sSet = "\"_id\" = \"_id\"";
-    for (const auto& entry : vecValues) sSet += ", \"" + entry.first + "\" = ?";
+    // Only the given columns are named: assigning the row id, even to itself, makes SQLite move
+    // the row and rewrite every index entry, so an update that changes nothing would still write
+    // pages and wait for the disk. With no columns to set, the statement only proves that the row
+    // is the module's.
+    std::string sSet;
+    for (const auto& entry : vecValues) sSet += (sSet.empty() ? "\"" : ", \"") + entry.first + "\" = ?";
+    if (sSet.empty()) sSet = "\"_id\" = \"_id\"";
     CStatement statement = m_database.Prepare(
         "UPDATE \"" + table.sName + "\" SET " + sSet + " WHERE \"_id\" = ? AND \"module_name\" = ?", sError);
     if (!statement) return false;

@@ -130,26 +130,6 @@ TEST_F(StoreService, LogLineStaysOneLineForHostileNames)
         << sLine;
 }
 
-namespace {
-class CTempDir {
-public:
-    CTempDir()
-    {
-        char sTemplate[] = "/tmp/pelmo-store-test-XXXXXX";
-        const char* pDir = mkdtemp(sTemplate);
-        if (pDir != nullptr) m_sPath = pDir;
-    }
-    ~CTempDir()
-    {
-        if (!m_sPath.empty()) std::system(("rm -rf '" + m_sPath + "'").c_str());
-    }
-    const std::string& Path() const { return m_sPath; }
-
-private:
-    std::string m_sPath;
-};
-}  // namespace
-
 TEST_F(StoreService, FileDatabaseUsesWalAndKeepsRowsAcrossOpens)
 {
     CTempDir dir;

@@ -5,6 +5,9 @@
 #include <gtest/gtest.h>
 #include <json/json.h>
 
+#include <stdlib.h>
+
+#include <cstdlib>
 #include <memory>
 #include <string>
 
@@ -17,6 +20,25 @@ inline const std::string kAccelerators = "content://org.orvik.pelmo/accelerators
 inline const std::string kSections = "content://org.orvik.pelmo/sections";
 inline const std::string kTiles = "content://org.orvik.pelmo/tiles";
 }  // namespace StoreUris
+
+// A fresh folder under /tmp for a database file, removed with everything in it.
+class CTempDir {
+public:
+    CTempDir()
+    {
+        char sTemplate[] = "/tmp/pelmo-store-test-XXXXXX";
+        const char* pDir = mkdtemp(sTemplate);
+        if (pDir != nullptr) m_sPath = pDir;
+    }
+    ~CTempDir()
+    {
+        if (!m_sPath.empty()) std::system(("rm -rf '" + m_sPath + "'").c_str());
+    }
+    const std::string& Path() const { return m_sPath; }
+
+private:
+    std::string m_sPath;
+};
 
 std::string ToText(const Json::Value& value);
 

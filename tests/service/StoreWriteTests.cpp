@@ -1,4 +1,6 @@
 // insert, insert_bulk and update as the library sends them.
+#include <sys/stat.h>
+
 #include "StoreTestSupport.h"
 
 namespace {
@@ -256,4 +258,49 @@ TEST_F(StoreUpdate, EmptyArrayChangesNothingAndSucceeds)
     const CStoreReply reply = Call("update", "org.example.app", BulkOf(StoreUris::kTiles, Json::Value(Json::arrayValue)));
     EXPECT_TRUE(reply.bResult) << reply.sOutput;
     EXPECT_EQ(reply.llRows, 0);
+}
+
+namespace {
+long long FileSize(const std::string& sPath)
+{
+    struct stat info {};
+    return stat(sPath.c_str(), &info) == 0 ? static_cast<long long>(info.st_size) : -1;
+}
+}  // namespace
+
+// Apps republish the same preview again and again, and the library then rewrites every common
+// tile with what it already holds (never its parent column). Such an update must not append to
+// the write-ahead log: each commit that does waits for the disk.
+TEST_F(StoreUpdate, RewritingARowWithItsOwnValuesWritesNothingToTheDatabaseFile)
+{
+    CTempDir dir;
+    ASSERT_FALSE(dir.Path().empty());
+    const std::string sPath = dir.Path() + "/store.db";
+    Open(sPath);
+    const long long llSection = AddSection("org.example.app", AddAccelerator("org.example.app"));
+    const long long llTile = AddTile("org.example.app", llSection, "same");
+    Json::Value row;
+    row["bulk_update_row_id_key"] = std::to_string(llTile);
+    row["tile_title"] = "same";
+    Json::Value rows(Json::arrayValue);
+    rows.append(row);
+
+    const long long llWalBefore = FileSize(sPath + "-wal");
+    ASSERT_GT(llWalBefore, 0);
+    CStoreReply reply = Call("update", "org.example.app", BulkOf(StoreUris::kTiles, rows));
+    ASSERT_TRUE(reply.bResult) << reply.sOutput;
+    EXPECT_EQ(reply.llRows, 1);
+    EXPECT_EQ(FileSize(sPath + "-wal"), llWalBefore);
+
+    // The same request with another title does reach the file, and the row keeps its id and
+    // stays findable through its parent.
+    rows[0]["tile_title"] = "changed";
+    reply = Call("update", "org.example.app", BulkOf(StoreUris::kTiles, rows));
+    ASSERT_TRUE(reply.bResult) << reply.sOutput;
+    EXPECT_GT(FileSize(sPath + "-wal"), llWalBefore);
+    const CResultTable* pTable = Select(
+        "org.example.app", Envelope(StoreUris::kTiles, "tile_section_raw_id = ?", {std::to_string(llSection)}));
+    ASSERT_NE(pTable, nullptr);
+    ASSERT_EQ(pTable->vecRows.size(), 1u);
+    EXPECT_EQ(pTable->vecRows[0][0].llValue, llTile);
 }
