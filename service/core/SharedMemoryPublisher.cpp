@@ -1,6 +1,10 @@
 #include "SharedMemoryPublisher.h"
 
+#include <fcntl.h>
+#include <sys/mman.h>
 #include <unistd.h>
+
+#include <cerrno>
 
 CSharedMemoryPublisher::CSharedMemoryPublisher() : m_sPrefix("/pelmo-" + std::to_string(getpid()) + "-") {}
 
@@ -39,4 +43,22 @@ int CSharedMemoryPublisher::ExpireOlderThan(std::chrono::steady_clock::time_poin
         }
     }
     return iRemoved;
+}
+
+int CSharedMemoryPublisher::ForgetClaimed()
+{
+    int iForgotten = 0;
+    for (auto it = m_mapPublished.begin(); it != m_mapPublished.end();) {
+        // Names are never reused, so a name that is gone was removed by its reader. Any other
+        // failure to open keeps the entry, for expiry to deal with.
+        const int iFd = shm_open(it->first.c_str(), O_RDONLY, 0);
+        if (iFd >= 0) close(iFd);
+        if (iFd < 0 && errno == ENOENT) {
+            it = m_mapPublished.erase(it);
+            ++iForgotten;
+        } else {
+            ++it;
+        }
+    }
+    return iForgotten;
 }

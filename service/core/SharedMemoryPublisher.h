@@ -16,7 +16,11 @@ public:
     bool Publish(const CResultTable& table, std::string& sKey, long long& llSize, std::string& sError) override;
     // Removes every result published before `limit`; returns how many names were still there.
     int ExpireOlderThan(std::chrono::steady_clock::time_point limit);
-    // Results published and not yet expired (whether or not a client has opened them).
+    // Forgets the results whose readers have already removed them (the normal case, within
+    // milliseconds), so that the service remembers only results still waiting; without this
+    // every result would be remembered for the whole expiry time. Returns how many it forgot.
+    int ForgetClaimed();
+    // Results published and neither expired nor found claimed.
     std::size_t Pending() const { return m_mapPublished.size(); }
 
 private:

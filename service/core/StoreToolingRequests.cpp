@@ -1,6 +1,8 @@
 // journal and stats: what pelmoctl and a person at a shell use to see why a module's preview
 // looks the way it does. The library never sends them. Each answers for the calling module
 // only, like every other request.
+#include <malloc.h>
+
 #include <memory>
 #include <string>
 
@@ -37,6 +39,31 @@ bool CountModuleRows(CStoreDatabase& database, const std::string& sTable, const 
     }
     llCount = sqlite3_column_int64(statement.Get(), 0);
     return true;
+}
+
+// The service's own memory, so that a growing resident size can be told apart: heap the
+// service holds, SQLite's share of it, and the page cache within that with the most it may
+// take (a cache filling up to its limit is growth that stops; heap outside SQLite that keeps
+// growing would be a leak).
+Json::Value ServiceMemory(CStoreDatabase& database)
+{
+    Json::Value memory(Json::objectValue);
+    const struct mallinfo2 heap = mallinfo2();
+    memory["heap_bytes"] = static_cast<Json::UInt64>(heap.uordblks + heap.hblkhd);
+    memory["sqlite_bytes"] = static_cast<Json::Int64>(sqlite3_memory_used());
+    int iCache = 0, iHighwater = 0;
+    sqlite3_db_status(database.Handle(), SQLITE_DBSTATUS_CACHE_USED, &iCache, &iHighwater, 0);
+    memory["page_cache_bytes"] = static_cast<Json::Int64>(iCache);
+    std::string sError;
+    long long llCacheSize = 0, llPageSize = 0;
+    CStatement cacheSize = database.Prepare("PRAGMA cache_size", sError);
+    if (cacheSize && sqlite3_step(cacheSize.Get()) == SQLITE_ROW) llCacheSize = sqlite3_column_int64(cacheSize.Get(), 0);
+    CStatement pageSize = database.Prepare("PRAGMA page_size", sError);
+    if (pageSize && sqlite3_step(pageSize.Get()) == SQLITE_ROW) llPageSize = sqlite3_column_int64(pageSize.Get(), 0);
+    // A negative cache size is a limit in KiB, a positive one a number of pages.
+    memory["page_cache_limit_bytes"] =
+        static_cast<Json::Int64>(llCacheSize < 0 ? -llCacheSize * 1024 : llCacheSize * llPageSize);
+    return memory;
 }
 }  // namespace
 
@@ -118,5 +145,6 @@ CStoreReply CStoreRequestHandler::StatsRequest(const std::string& sModule)
     root["scheduler"] = iScheduler < 0 ? "unknown" : iScheduler > 0 ? "running" : "stopped";
     root["scheduler_caller"] = m_activity.SchedulerCaller(sModule);
     root["journal_seq"] = static_cast<Json::Int64>(m_journal.LastSeq(sModule));
+    root["service_memory"] = ServiceMemory(m_database);
     return Accept(Compact(root), 0);
 }

@@ -64,6 +64,7 @@ struct CExpiry {
 gboolean OnExpiryTick(gpointer pData)
 {
     auto* pExpiry = static_cast<CExpiry*>(pData);
+    pExpiry->pPublisher->ForgetClaimed();
     pExpiry->pPublisher->ExpireOlderThan(std::chrono::steady_clock::now() - pExpiry->ttl);
     return G_SOURCE_CONTINUE;
 }

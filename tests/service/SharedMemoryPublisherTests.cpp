@@ -66,3 +66,21 @@ TEST(StoreSharedMemoryPublisher, ResultTheReaderAlreadyUnlinkedExpiresQuietly)
     EXPECT_EQ(publisher.ExpireOlderThan(std::chrono::steady_clock::now() + std::chrono::seconds(1)), 0);
     EXPECT_EQ(publisher.Pending(), 0u);
 }
+
+TEST(StoreSharedMemoryPublisher, ResultsTheirReadersRemovedAreForgottenBeforeTheyExpire)
+{
+    CSharedMemoryPublisher publisher;
+    std::string sClaimed, sWaiting, sError;
+    long long llSize = 0;
+    ASSERT_TRUE(publisher.Publish(OneRow(), sClaimed, llSize, sError)) << sError;
+    ASSERT_TRUE(publisher.Publish(OneRow(), sWaiting, llSize, sError)) << sError;
+    ASSERT_EQ(shm_unlink(sClaimed.c_str()), 0);  // what a reader does once it has the bytes
+    EXPECT_EQ(publisher.ForgetClaimed(), 1);
+    EXPECT_EQ(publisher.Pending(), 1u);
+    EXPECT_TRUE(NameExists(sWaiting));
+    EXPECT_EQ(publisher.ForgetClaimed(), 0);
+    // The one still waiting expires as before.
+    EXPECT_EQ(publisher.ExpireOlderThan(std::chrono::steady_clock::now() + std::chrono::seconds(1)), 1);
+    EXPECT_FALSE(NameExists(sWaiting));
+    EXPECT_EQ(publisher.Pending(), 0u);
+}

@@ -262,6 +262,37 @@ TEST_F(StoreTooling, StatsCountRowsAndTilesOutsideTheirDisplayWindow)
     EXPECT_EQ(stats["journal_seq"].asInt64(), 3);
 }
 
+TEST_F(StoreTooling, StatsTellTheServicesMemoryWithSQLitesShareAndItsPageCache)
+{
+    const long long llSection = AddSection("org.example.app", AddAccelerator("org.example.app"));
+    Json::Value memory = Stats("org.example.app")["service_memory"];
+    const long long llCacheBefore = memory["page_cache_bytes"].asInt64();
+    EXPECT_GT(memory["sqlite_bytes"].asInt64(), 0);
+    EXPECT_GE(memory["heap_bytes"].asInt64(), memory["sqlite_bytes"].asInt64());
+    EXPECT_GT(llCacheBefore, 0);
+    EXPECT_LE(llCacheBefore, memory["sqlite_bytes"].asInt64());
+    // SQLite's default: 2000 KiB.
+    EXPECT_EQ(memory["page_cache_limit_bytes"].asInt64(), 2000 * 1024);
+
+    // More rows, more cached pages; the limit follows the database's setting.
+    Json::Value bulk;
+    bulk["table_name"] = StoreUris::kTiles;
+    for (int i = 0; i < 400; ++i) bulk["arrayitem"].append(TileRow(llSection, std::string(200, 'a' + i % 26), 0));
+    ASSERT_TRUE(Call("insert_bulk", "org.example.app", bulk).bResult);
+    std::string sError;
+    ASSERT_TRUE(m_pDatabase->Execute("PRAGMA cache_size = 50", sError)) << sError;
+    memory = Stats("org.example.app")["service_memory"];
+    EXPECT_GT(memory["page_cache_bytes"].asInt64(), llCacheBefore);
+    long long llPageSize = 0;
+    {
+        CStatement statement = m_pDatabase->Prepare("PRAGMA page_size", sError);
+        ASSERT_TRUE(statement) << sError;
+        ASSERT_EQ(sqlite3_step(statement.Get()), SQLITE_ROW);
+        llPageSize = sqlite3_column_int64(statement.Get(), 0);
+    }
+    EXPECT_EQ(memory["page_cache_limit_bytes"].asInt64(), 50 * llPageSize);
+}
+
 TEST_F(StoreTooling, StatsTellTheLastCompletionEventAndTheSchedulerState)
 {
     std::time_t tNow = 1800000000;
