@@ -33,6 +33,7 @@
 #include <vector>
 
 #include "BenchPreview.h"
+#include "BenchServiceMemory.h"
 #include "BenchStore.h"
 #include "HostStore.h"
 #include "PelmoAPI.h"
@@ -127,44 +128,6 @@ double CpuSeconds(pid_t pid)
     return static_cast<double>(ullUser + ullSystem) / static_cast<double>(sysconf(_SC_CLK_TCK));
 }
 
-// The service's own account of its memory (its "stats" answer): heap in use, SQLite's share and
-// the page cache within it. Asked only after every client has been started, so no fork follows
-// the connection this opens.
-struct CServiceMemory {
-    long long llHeap = -1, llSqlite = -1, llPageCache = -1, llPageCacheLimit = -1;
-};
-
-CServiceMemory AskServiceMemory()
-{
-    CServiceMemory memory;
-    CPelmoGDBusUtil* pTransport = CPelmoGDBusUtil::GetInstance();
-    std::string sOutput;
-    Json::Value stats;
-    if (!pTransport->GetDBusData(pTransport->SendMessageViaDBUS("org.orvik.Feltrix.dbus", "stats",
-                                                                "org.example.load-monitor", " "),
-                                 sOutput) ||
-        !Json::Reader().parse(sOutput, stats) || !stats["service_memory"].isObject()) {
-        return memory;
-    }
-    const Json::Value& value = stats["service_memory"];
-    memory.llHeap = value["heap_bytes"].asInt64();
-    memory.llSqlite = value["sqlite_bytes"].asInt64();
-    memory.llPageCache = value["page_cache_bytes"].asInt64();
-    memory.llPageCacheLimit = value["page_cache_limit_bytes"].asInt64();
-    return memory;
-}
-
-void PrintServiceMemory(const char* sWhen, const CServiceMemory& memory)
-{
-    if (memory.llHeap < 0) {
-        std::printf("service heap %-12s (the service did not answer \"stats\")\n", sWhen);
-        return;
-    }
-    std::printf("service heap %-12s %lld kB in use: SQLite %lld kB (page cache %lld of %lld kB), the rest %lld kB\n",
-                sWhen, memory.llHeap / 1024, memory.llSqlite / 1024, memory.llPageCache / 1024,
-                memory.llPageCacheLimit / 1024, (memory.llHeap - memory.llSqlite) / 1024);
-}
-
 // Counts the request lines the service has logged so far, reading only what was appended.
 class CRequestLogTail {
 public:
@@ -241,7 +204,7 @@ int main(int argc, char** argv)
     // While the clients run: read their output and watch the service's memory per request.
     CRequestLogTail tail(options.sLogFile);
     long lRssAt1000 = -1;
-    CServiceMemory memoryAt1000;
+    BenchServiceMemory::CServiceMemory memoryAt1000;
     // Resident memory every 2500 requests, to tell a cache filling up (it levels off) from a
     // leak (it keeps climbing).
     std::vector<std::pair<size_t, long>> vecRssSeries;
@@ -266,7 +229,7 @@ int main(int argc, char** argv)
         const size_t uSoFar = tail.Count();
         if (lRssAt1000 < 0 && uSoFar >= 1000) {
             lRssAt1000 = ProcField(servicePid, "VmRSS:");
-            memoryAt1000 = AskServiceMemory();
+            memoryAt1000 = BenchServiceMemory::Ask();
         }
         if (uSoFar >= (vecRssSeries.size() + 1) * 2500) vecRssSeries.emplace_back(uSoFar, ProcField(servicePid, "VmRSS:"));
     }
@@ -281,7 +244,7 @@ int main(int argc, char** argv)
     const long lRssAtEnd = ProcField(servicePid, "VmRSS:");
     const long lPeak = ProcField(servicePid, "VmHWM:");
     const double dCpu = CpuSeconds(servicePid) - dCpuBefore;
-    const CServiceMemory memoryAtEnd = AskServiceMemory();
+    const BenchServiceMemory::CServiceMemory memoryAtEnd = BenchServiceMemory::Ask();
     CPelmoGDBusUtil::ReleaseInstance();
 
     std::vector<double> vecTimes;
@@ -314,8 +277,8 @@ int main(int argc, char** argv)
     std::printf("service RSS every 2500    ");
     for (const auto& point : vecRssSeries) std::printf(" %zu:%ld", point.first, point.second);
     std::printf(" (requests:kB)\n");
-    PrintServiceMemory("at 1000 req.", memoryAt1000);
-    PrintServiceMemory("at the end", memoryAtEnd);
+    BenchServiceMemory::Print("at 1000 req.", memoryAt1000);
+    BenchServiceMemory::Print("at the end", memoryAtEnd);
     for (const std::string& sProblem : vecProblems) std::printf("NOT CONVERGED: %s\n", sProblem.c_str());
     const bool bAllTimed = vecTimes.size() == static_cast<size_t>(iClients) * static_cast<size_t>(iPublishes);
     if (!vecProblems.empty() || iFailedClients > 0 || !bAllTimed) {

@@ -5,7 +5,8 @@
 // Each iteration publishes one of three documents in turn (the last one again unchanged, one
 // with tiles changed, one sharing nothing with the previous), then reads the preview back and
 // checks it against the document. Prints this process's resident memory after the first 100
-// iterations and after the last 100, and the service's, with the differences. Exits non-zero
+// iterations and after the last 100, and the service's, with the differences and the service's
+// own account of its heap at both points. Exits non-zero
 // when a read-back differs from its document or when this process grew by more than 1 MB
 // between the two points.
 #include <dlog_host.h>
@@ -19,6 +20,7 @@
 #include <string>
 
 #include "BenchPreview.h"
+#include "BenchServiceMemory.h"
 #include "BenchStore.h"
 #include "HostStore.h"
 #include "PelmoAPI.h"
@@ -63,6 +65,7 @@ int main(int argc, char** argv)
     for (int i = 0; i < 3; ++i) Json::Reader().parse(aDocuments[i], aParsed[i]);
 
     long lSelfFirst = -1, lServiceFirst = -1;
+    BenchServiceMemory::CServiceMemory serviceFirst;
     // Both processes' resident memory every tenth of the run: a cache filling up levels off,
     // a leak keeps climbing.
     std::string sSeries;
@@ -86,17 +89,21 @@ int main(int argc, char** argv)
             ++iFailures;
         }
         if ((i + 1) % iStep == 0) {
+            const BenchServiceMemory::CServiceMemory service = BenchServiceMemory::Ask();
             sSeries += " " + std::to_string(i + 1) + ":" + std::to_string(ResidentKb("self")) + "/" +
-                       std::to_string(ResidentKb(sServicePid));
+                       std::to_string(ResidentKb(sServicePid)) + "/" +
+                       std::to_string((service.llHeap - service.llSqlite) / 1024);
         }
         if (i + 1 == 100) {
             lSelfFirst = ResidentKb("self");
             lServiceFirst = ResidentKb(sServicePid);
+            serviceFirst = BenchServiceMemory::Ask();
         }
     }
     const double dSeconds = std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count();
     const long lSelfLast = ResidentKb("self");
     const long lServiceLast = ResidentKb(sServicePid);
+    const BenchServiceMemory::CServiceMemory serviceLast = BenchServiceMemory::Ask();
     CPelmoGDBusUtil::ReleaseInstance();
     store.Stop();
     BenchStore::RemoveFiles(options, true);
@@ -107,7 +114,9 @@ int main(int argc, char** argv)
     std::printf("client RSS after the last 100    %ld kB (%+ld kB)\n", lSelfLast, lSelfLast - lSelfFirst);
     std::printf("service RSS after the first 100  %ld kB\n", lServiceFirst);
     std::printf("service RSS after the last 100   %ld kB (%+ld kB)\n", lServiceLast, lServiceLast - lServiceFirst);
-    std::printf("RSS series (iteration:client/service kB)%s\n", sSeries.c_str());
+    std::printf("series (iteration:client RSS/service RSS/service heap outside SQLite, kB)%s\n", sSeries.c_str());
+    BenchServiceMemory::Print("after first 100", serviceFirst);
+    BenchServiceMemory::Print("after last 100", serviceLast);
     if (iFailures > 0) {
         std::printf("FAILED: %d publishes or read-backs went wrong\n", iFailures);
         return 1;

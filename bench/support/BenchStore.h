@@ -22,7 +22,10 @@ inline bool Start(const char* sBench, CHostStore& store, CHostStoreOptions& opti
         std::fprintf(stderr, "%s: cannot make a folder under %s\n", sBench, sRoot ? sRoot : "/tmp");
         return false;
     }
-    options.sServicePath = PELMO_SERVICE_PATH;
+    // PELMO_BENCH_SERVICE runs another service program in its place, such as a script that
+    // starts the service under valgrind to see where its memory goes.
+    const char* sService = getenv("PELMO_BENCH_SERVICE");
+    options.sServicePath = sService != nullptr && *sService != '\0' ? sService : PELMO_SERVICE_PATH;
     options.sDatabase = sTemplate + "/store.db";
     options.sLogFile = sTemplate + "/requests.log";
     std::string sError;
