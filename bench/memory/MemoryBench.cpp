@@ -92,7 +92,7 @@ int main(int argc, char** argv)
             const BenchServiceMemory::CServiceMemory service = BenchServiceMemory::Ask();
             sSeries += " " + std::to_string(i + 1) + ":" + std::to_string(ResidentKb("self")) + "/" +
                        std::to_string(ResidentKb(sServicePid)) + "/" +
-                       std::to_string((service.llHeap - service.llSqlite) / 1024);
+                       std::to_string(BenchServiceMemory::RestKb(service));
         }
         if (i + 1 == 100) {
             lSelfFirst = ResidentKb("self");

@@ -37,10 +37,22 @@ inline CServiceMemory Ask()
     return memory;
 }
 
+// Heap in use outside SQLite, in kB; -1 when it is not known.
+inline long long RestKb(const CServiceMemory& memory)
+{
+    return memory.llHeap > 0 ? (memory.llHeap - memory.llSqlite) / 1024 : -1;
+}
+
 inline void Print(const char* sWhen, const CServiceMemory& memory)
 {
     if (memory.llHeap < 0) {
         std::printf("service heap %-16s (the service did not answer \"stats\")\n", sWhen);
+        return;
+    }
+    if (memory.llHeap == 0) {
+        // malloc counts nothing when another allocator serves the service (valgrind's, say).
+        std::printf("service heap %-16s not counted by malloc; SQLite %lld kB (page cache %lld of %lld kB)\n", sWhen,
+                    memory.llSqlite / 1024, memory.llPageCache / 1024, memory.llPageCacheLimit / 1024);
         return;
     }
     std::printf("service heap %-16s %lld kB in use: SQLite %lld kB (page cache %lld of %lld kB), the rest %lld kB\n",
