@@ -61,10 +61,7 @@ int RunClient(int iClient, int iPublishes)
     setenv("PELMO_LOG_LEVEL", "none", 1);
     dlog_host_reload_level();
     const std::string sModule = "org.example.load" + std::to_string(iClient);
-    PT_JSON_IN_PARAM accelerator;
-    accelerator.data = "{\"table_name\":\"content://org.orvik.pelmo/accelerators\",\"accelerator_title\":\"load\"}";
-    long long llRowId = -1;
-    if (insert_request(accelerator, &llRowId, sModule) != 0) {
+    if (!BenchStore::RegisterModule(sModule, "load")) {
         std::printf("x client %d: cannot register its module\n", iClient);
         return 1;
     }

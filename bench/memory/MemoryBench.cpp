@@ -52,10 +52,7 @@ int main(int argc, char** argv)
     CHostStore store;
     if (!BenchStore::Start("pelmo-memory-bench", store, options)) return 1;
     const std::string sServicePid = std::to_string(store.GetServicePid());
-    PT_JSON_IN_PARAM accelerator;
-    accelerator.data = "{\"table_name\":\"content://org.orvik.pelmo/accelerators\",\"accelerator_title\":\"memory\"}";
-    long long llRowId = -1;
-    int iFailures = insert_request(accelerator, &llRowId, kModule) == 0 ? 0 : 1;
+    int iFailures = BenchStore::RegisterModule(kModule, "memory") ? 0 : 1;
 
     // Three documents in turn: unchanged, some tiles changed, nothing shared with the last.
     const std::string aDocuments[3] = {BenchPreview::MakeDocument(0, 0, iSections, iTiles),

@@ -199,10 +199,13 @@ int main(int argc, char** argv)
     if (!BenchStore::Start("pelmo-publish-bench", store, options)) return 1;
     const std::string sDir = BenchStore::Folder(options);
     CRequestCounter counter(options.sLogFile);
-    PT_JSON_IN_PARAM accelerator;
-    accelerator.data = "{\"table_name\":\"content://org.orvik.pelmo/accelerators\",\"accelerator_title\":\"bench\"}";
-    long long llRowId = -1;
-    insert_request(accelerator, &llRowId, kModule);
+    if (!BenchStore::RegisterModule(kModule, "bench")) {
+        std::fprintf(stderr, "pelmo-publish-bench: cannot register %s\n", kModule.c_str());
+        CPelmoGDBusUtil::ReleaseInstance();
+        store.Stop();
+        BenchStore::RemoveFiles(options, true);
+        return 1;
+    }
 
     const std::string sDocument = BenchPreview::MakeDocument(0);
     const std::string sChanged = BenchPreview::MakeDocument(0, 2);  // 2 of 20 tiles in every section

@@ -10,6 +10,7 @@
 #include <string>
 
 #include "HostStore.h"
+#include "PelmoAPI.h"
 
 namespace BenchStore {
 
@@ -51,6 +52,16 @@ inline void RemoveFiles(const CHostStoreOptions& options, bool bFolderToo)
         unlink((sDir + sName).c_str());
     }
     if (bFolderToo) rmdir(sDir.c_str());
+}
+
+// Registers sModule (its accelerator row) as an app does before its first publish.
+inline bool RegisterModule(const std::string& sModule, const std::string& sTitle)
+{
+    PT_JSON_IN_PARAM accelerator;
+    accelerator.data =
+        "{\"table_name\":\"content://org.orvik.pelmo/accelerators\",\"accelerator_title\":\"" + sTitle + "\"}";
+    long long llRowId = -1;
+    return insert_request(accelerator, &llRowId, sModule) == 0;
 }
 
 }  // namespace BenchStore
