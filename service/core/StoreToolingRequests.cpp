@@ -3,6 +3,12 @@
 // only, like every other request.
 #include <malloc.h>
 
+#include <cstddef>
+#include <memory>
+#include <string>
+
+#include "StoreRequestHandler.h"
+
 // Under the address and thread sanitizers the sanitizer's allocator serves every malloc and
 // glibc's count stays at zero; the sanitizer then says what is in use.
 #if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)
@@ -16,11 +22,6 @@
 // The sanitizer runtime exports it; GCC's packages do not always ship the header declaring it.
 extern "C" size_t __sanitizer_get_current_allocated_bytes(void);
 #endif
-
-#include <memory>
-#include <string>
-
-#include "StoreRequestHandler.h"
 
 using StoreReplies::Accept;
 using StoreReplies::Refuse;
@@ -75,7 +76,8 @@ Json::Value ServiceMemory(CStoreDatabase& database)
     std::string sError;
     long long llCacheSize = 0, llPageSize = 0;
     CStatement cacheSize = database.Prepare("PRAGMA cache_size", sError);
-    if (cacheSize && sqlite3_step(cacheSize.Get()) == SQLITE_ROW) llCacheSize = sqlite3_column_int64(cacheSize.Get(), 0);
+    if (cacheSize && sqlite3_step(cacheSize.Get()) == SQLITE_ROW)
+        llCacheSize = sqlite3_column_int64(cacheSize.Get(), 0);
     CStatement pageSize = database.Prepare("PRAGMA page_size", sError);
     if (pageSize && sqlite3_step(pageSize.Get()) == SQLITE_ROW) llPageSize = sqlite3_column_int64(pageSize.Get(), 0);
     // A negative cache size is a limit in KiB, a positive one a number of pages.

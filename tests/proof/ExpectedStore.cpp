@@ -1,11 +1,11 @@
 #include "ExpectedStore.h"
 
 #include <algorithm>
+#include <cctype>
 #include <cerrno>
 #include <climits>
 #include <cstdlib>
 #include <limits>
-#include <regex>
 #include <set>
 #include <sstream>
 #include <utility>
@@ -128,6 +128,33 @@ bool ToProperty(const Json::Value& value, Property& property)
     return true;
 }
 
+// Whether the text is a decimal literal, with blanks around it allowed: an optional sign and
+// digits; with bReal also a decimal point (digits on at least one side) and an exponent.
+bool IsNumberLiteral(const std::string& sText, bool bReal)
+{
+    size_t i = 0;
+    const size_t n = sText.size();
+    auto blank = [&](size_t at) { return at < n && std::isspace(static_cast<unsigned char>(sText[at])) != 0; };
+    auto digit = [&](size_t at) { return at < n && sText[at] >= '0' && sText[at] <= '9'; };
+    while (blank(i)) ++i;
+    if (i < n && (sText[i] == '+' || sText[i] == '-')) ++i;
+    size_t digits = 0;
+    while (digit(i)) ++i, ++digits;
+    if (bReal && i < n && sText[i] == '.') {
+        ++i;
+        while (digit(i)) ++i, ++digits;
+    }
+    if (digits == 0) return false;
+    if (bReal && i < n && (sText[i] == 'e' || sText[i] == 'E')) {
+        ++i;
+        if (i < n && (sText[i] == '+' || sText[i] == '-')) ++i;
+        if (!digit(i)) return false;
+        while (digit(i)) ++i;
+    }
+    while (blank(i)) ++i;
+    return i == n;
+}
+
 // A text bound into a column: INTEGER affinity turns a well-formed integer or real literal into
 // a number (a real that is an exact integer becomes an integer); anything else stays text.
 PT_STORED_VALUE Store(const std::string& sColumn, const std::string& sText)
@@ -136,9 +163,7 @@ PT_STORED_VALUE Store(const std::string& sColumn, const std::string& sText)
     value.eKind = PT_STORED_VALUE::kText;
     value.sText = sText;
     if (kIntegerColumns.count(sColumn) == 0) return value;
-    static const std::regex kIntegerLiteral("^\\s*[+-]?[0-9]+\\s*$");
-    static const std::regex kRealLiteral("^\\s*[+-]?([0-9]+\\.?[0-9]*|\\.[0-9]+)([eE][+-]?[0-9]+)?\\s*$");
-    if (std::regex_match(sText, kIntegerLiteral)) {
+    if (IsNumberLiteral(sText, false)) {
         errno = 0;
         const long long ll = std::strtoll(sText.c_str(), nullptr, 10);
         if (errno != ERANGE) {
@@ -147,7 +172,7 @@ PT_STORED_VALUE Store(const std::string& sColumn, const std::string& sText)
             return value;
         }
     }
-    if (std::regex_match(sText, kRealLiteral)) {
+    if (IsNumberLiteral(sText, true)) {
         const double d = std::strtod(sText.c_str(), nullptr);
         if (d >= -9.2e18 && d <= 9.2e18 && static_cast<double>(static_cast<long long>(d)) == d) {
             value.eKind = PT_STORED_VALUE::kInteger;
