@@ -1,9 +1,9 @@
 // A client that asks for rows and goes away without opening the result (killed between the
 // reply and the read): the store removes the result once its time is up and serves on.
+#include <json/json.h>
 #include <stdio.h>
 #include <sys/stat.h>
 
-#include <cctype>
 #include <chrono>
 #include <thread>
 
@@ -35,24 +35,16 @@ std::string SelectFromAnotherProcess(const std::string& sModule)
     return sOutput;
 }
 
-// The shared-memory name in a select reply as dbus-send prints it ("key" : "/name"), or "" when
-// the reply carries none.
+// The shared-memory name in a select reply; dbus-send prints the output text unquoted, so the
+// JSON object is everything from the first brace to the last. "" when there is none.
 std::string ResultKey(const std::string& sReply)
 {
-    size_t i = sReply.find("\"key\"");
-    if (i == std::string::npos) return "";
-    i += 5;
-    auto skipBlanks = [&]() {
-        while (i < sReply.size() && std::isspace(static_cast<unsigned char>(sReply[i])) != 0) ++i;
-    };
-    skipBlanks();
-    if (i >= sReply.size() || sReply[i] != ':') return "";
-    ++i;
-    skipBlanks();
-    if (i + 1 >= sReply.size() || sReply[i] != '"' || sReply[i + 1] != '/') return "";
-    const size_t end = sReply.find('"', i + 1);
-    if (end == std::string::npos || end == i + 2) return "";  // no name after the slash
-    return sReply.substr(i + 1, end - i - 1);
+    const size_t first = sReply.find('{');
+    const size_t last = sReply.rfind('}');
+    Json::Value output;
+    if (first == std::string::npos || last == std::string::npos || last < first) return "";
+    if (!Json::Reader().parse(sReply.substr(first, last - first + 1), output) || !output.isObject()) return "";
+    return output.get("key", "").asString();
 }
 }  // namespace
 
