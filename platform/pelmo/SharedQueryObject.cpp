@@ -49,6 +49,17 @@ bool ReadAll(int iFd, std::vector<unsigned char>& vecBytes, std::string& sError)
     return true;
 }
 
+const char* FileKind(mode_t mode)
+{
+    if (S_ISDIR(mode)) return "directory";
+    if (S_ISFIFO(mode)) return "FIFO";
+    if (S_ISSOCK(mode)) return "socket";
+    if (S_ISLNK(mode)) return "symbolic link";
+    if (S_ISCHR(mode)) return "character device";
+    if (S_ISBLK(mode)) return "block device";
+    return "file of unknown kind";
+}
+
 }  // namespace
 
 std::shared_ptr<ISQLiteCursor> ISharedQueryObject::GetCursor(const std::string& key, const int& memory_size)
@@ -59,7 +70,10 @@ std::shared_ptr<ISQLiteCursor> ISharedQueryObject::GetCursor(const std::string& 
                          kMaxSharedResultSize);
         return nullptr;
     }
-    const int iFd = shm_open(key.c_str(), O_RDONLY, 0);
+    // Only a regular object can be a result. The name is another process's choice, so the open
+    // must not block (a FIFO would wait for a writer forever) nor follow a link out of the
+    // shared-memory folder; the type is checked on the open descriptor before anything is read.
+    const int iFd = shm_open(key.c_str(), O_RDONLY | O_NONBLOCK | O_NOFOLLOW, 0);
     if (iFd < 0) {
         PELMO_STORE_LOGE("cannot open shared result %s: shm_open: %s", key.c_str(), std::strerror(errno));
         return nullptr;
@@ -70,9 +84,14 @@ std::shared_ptr<ISQLiteCursor> ISharedQueryObject::GetCursor(const std::string& 
         PELMO_STORE_LOGE("cannot open shared result %s: fstat: %s", key.c_str(), std::strerror(errno));
         return nullptr;
     }
+    if (!S_ISREG(st.st_mode)) {
+        PELMO_STORE_LOGE("refusing shared result %s: it is a %s, not a regular shared-memory object", key.c_str(),
+                         FileKind(st.st_mode));
+        return nullptr;
+    }
     // A size mismatch leaves the object in place: the caller may have announced the wrong
     // size, and the result is not lost by asking for it wrongly.
-    if (!S_ISREG(st.st_mode) || st.st_size != static_cast<off_t>(iSize)) {
+    if (st.st_size != static_cast<off_t>(iSize)) {
         PELMO_STORE_LOGE("refusing shared result %s: object has %lld bytes, %d were announced", key.c_str(),
                          static_cast<long long>(st.st_size), iSize);
         return nullptr;

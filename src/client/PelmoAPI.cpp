@@ -6,8 +6,35 @@
 
 #include <cstdlib>
 #include <exception>
+#include <stdexcept>
 
 #include "PelmoLog.h"
+#include "SendableText.h"
+
+namespace {
+// The JSON writer would write a text that is not UTF-8 with replacement characters, so that the
+// store would see another condition or argument than the caller gave; such an envelope is not
+// made at all. sPath names the member for the error line.
+void CheckEnvelopeTexts(const Json::Value& value, const std::string& sPath)
+{
+    size_t uOffset = 0;
+    if (value.isString()) {
+        if (!IsSendableText(value.asString(), uOffset)) {
+            throw std::invalid_argument(sPath + " is not valid UTF-8 text without NUL (byte " +
+                                        std::to_string(uOffset) + ")");
+        }
+    } else if (value.isArray()) {
+        for (Json::ArrayIndex i = 0; i < value.size(); ++i) {
+            CheckEnvelopeTexts(value[i], sPath + "[" + std::to_string(i) + "]");
+        }
+    } else if (value.isObject()) {
+        for (const std::string& sName : value.getMemberNames()) {
+            if (!IsSendableText(sName, uOffset)) throw std::invalid_argument("a member name is not valid UTF-8 text");
+            CheckEnvelopeTexts(value[sName], sPath.empty() ? sName : sPath + "." + sName);
+        }
+    }
+}
+}  // namespace
 
 std::string GetAppID()
 {
@@ -31,6 +58,7 @@ std::string CreateInputJsonStr(Json::Value& object, PT_JSON_IN_PARAM& param)
         for (const std::string& sArg : param.where_args) {
             object["where_args"].append(sArg);
         }
+        CheckEnvelopeTexts(object, "");
         Json::StyledWriter writer;
         return writer.write(object);
     } catch (const std::exception& e) {

@@ -1,11 +1,13 @@
 #include "PelmoGDBusUtil.h"
 
 #include "PelmoLog.h"
+#include "SendableText.h"
 
 namespace {
 constexpr const char* kObjectPath = "/org/orvik/pelmo_service";
 constexpr const char* kInterfaceName = "org.orvik.pelmo_service";
 constexpr int kCallTimeoutMs = 5000;
+
 }  // namespace
 
 pthread_mutex_t gMutex = PTHREAD_MUTEX_INITIALIZER;
@@ -97,9 +99,17 @@ bool CPelmoGDBusUtil::CreateProxy(std::string sBusName)
         return true;
     }
 
+    // The interface has no properties and no signals, so nothing is loaded and nothing is
+    // subscribed; and the service is not started here, only asked of the bus daemon by whom the
+    // name is owned. Making the proxy thus never waits for the service itself: a stuck service
+    // costs the first request its 5 s like any other, not GLib's default call timeout on top.
+    // The bus still starts the service when a request's call finds the name without an owner.
     GError* pError = nullptr;
-    GDBusProxy* pProxy = g_dbus_proxy_new_sync(pConnection, G_DBUS_PROXY_FLAGS_NONE, nullptr, sBusName.c_str(),
-                                               kObjectPath, kInterfaceName, nullptr, &pError);
+    GDBusProxy* pProxy = g_dbus_proxy_new_sync(
+        pConnection,
+        static_cast<GDBusProxyFlags>(G_DBUS_PROXY_FLAGS_DO_NOT_LOAD_PROPERTIES |
+                                     G_DBUS_PROXY_FLAGS_DO_NOT_CONNECT_SIGNALS | G_DBUS_PROXY_FLAGS_DO_NOT_AUTO_START),
+        nullptr, sBusName.c_str(), kObjectPath, kInterfaceName, nullptr, &pError);
     m_mapProxy[sBusName] = pProxy;
     if (pError != nullptr) {
         PELMO_LOGE("Failed to create proxy.(msg : %s) [%d]", pError->message, pError->code);
@@ -132,6 +142,20 @@ GVariant* CPelmoGDBusUtil::SendMessageViaDBUS(const std::string& sBusName, const
     PELMO_LOGI("Function = [%s] ModuleName = [%s]", sFunctionName.c_str(), sModuleName.c_str());
     PELMO_LOGD("Input: %s", sInput.c_str());
 
+    // D-Bus carries only UTF-8 text without NUL. GLib would replace such a text with a fixed
+    // placeholder (so that two different module names arrive as the same one) or cut it at its
+    // first NUL; every request therefore stops here instead, before anything is sent.
+    const std::string* aTexts[] = {&sFunctionName, &sModuleName, &sInput};
+    const char* aNames[] = {"function name", "module name", "input"};
+    for (size_t i = 0; i < 3; ++i) {
+        size_t uOffset = 0;
+        if (!IsSendableText(*aTexts[i], uOffset)) {
+            PELMO_LOGE("Refusing to send [%s]: the %s is not valid UTF-8 text without NUL (byte %zu of %zu)",
+                       sFunctionName.c_str(), aNames[i], uOffset, aTexts[i]->size());
+            return nullptr;
+        }
+    }
+
     // Floating reference: the call consumes it. A send that fails before the call sinks and
     // drops it, so that a host retrying against a missing service does not leak per request.
     GVariant* pParams = g_variant_new("(sss)", sFunctionName.c_str(), sModuleName.c_str(), sInput.c_str());
@@ -142,22 +166,33 @@ GVariant* CPelmoGDBusUtil::SendMessageViaDBUS(const std::string& sBusName, const
         return nullptr;
     }
 
+    // The call goes to the well-known name, not to the owner that the proxy learnt when it was
+    // made: the bus daemon routes it to whoever owns the name now, so a service that was
+    // restarted is reached by the very next request, also in a host that runs no main loop (the
+    // proxy hears of a new owner only through the main context it was made in). With no owner
+    // at all, the bus starts the service if it can. The proxy stays the cache's record of the
+    // name; the connection is held for the call, so that a release meanwhile cannot free it.
     GDBusProxy* pProxy = nullptr;
+    GDBusConnection* pConnection = nullptr;
     {
         CPelmoScopedLock lock(&gMutex);
         auto it = m_mapProxy.find(sBusName);
         if (it != m_mapProxy.end()) pProxy = it->second;
+        if (pProxy != nullptr) pConnection = G_DBUS_CONNECTION(g_object_ref(g_dbus_proxy_get_connection(pProxy)));
     }
 
     GError* pError = nullptr;
     GVariant* pReply = nullptr;
     if (pProxy == nullptr) g_variant_unref(g_variant_ref_sink(pParams));
-    if (pProxy != nullptr) {
-        pReply = g_dbus_proxy_call_sync(pProxy, "Call", pParams, G_DBUS_CALL_FLAGS_NONE, kCallTimeoutMs, nullptr,
-                                        &pError);
+    if (pConnection != nullptr) {
+        pReply = g_dbus_connection_call_sync(pConnection, sBusName.c_str(), kObjectPath, kInterfaceName, "Call",
+                                             pParams, nullptr, G_DBUS_CALL_FLAGS_NONE, kCallTimeoutMs, nullptr,
+                                             &pError);
+        g_object_unref(pConnection);
         if (pError == nullptr && pReply != nullptr) return pReply;
     }
     if (pError != nullptr) {
+        // The line keeps the wording that hosts and their log filters know.
         PELMO_LOGE("g_dbus_proxy_call_sync() failed. %s", pError->message);
         g_error_free(pError);
         if (pReply != nullptr) g_variant_unref(pReply);

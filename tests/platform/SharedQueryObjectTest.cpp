@@ -1,11 +1,17 @@
 // Opening a result through real POSIX shared memory, and every refusal of GetCursor.
 #include <fcntl.h>
 #include <sys/mman.h>
+#include <sys/socket.h>
+#include <sys/stat.h>
+#include <sys/un.h>
 #include <unistd.h>
 
 #include <gtest/gtest.h>
 
+#include <chrono>
 #include <climits>
+#include <cstring>
+#include <future>
 
 #include "LogCapture.h"
 #include "SharedResultTestData.h"
@@ -152,4 +158,77 @@ TEST_F(SharedResultGetCursor, RefusesAnInvalidKey)
     capture.Clear();
     EXPECT_EQ(ISharedQueryObject::GetCursor("/a/b", m_iSize), nullptr);
     ExpectOneErrorNaming(capture, "/a/b", "shm_open");
+}
+
+namespace {
+// Where the system keeps POSIX shared-memory objects: another process can put anything there
+// under a result's name.
+std::string ShmPath(const std::string& sKey)
+{
+    return "/dev/shm" + sKey;
+}
+}  // namespace
+
+TEST_F(SharedResultGetCursor, RefusesAFifoAtOnceInsteadOfWaitingForAWriter)
+{
+    ASSERT_EQ(mkfifo(ShmPath(m_sKey).c_str(), 0600), 0) << std::strerror(errno);
+    CLogCapture capture;
+    std::future<bool> opened = std::async(std::launch::async, [this] {
+        return ISharedQueryObject::GetCursor(m_sKey, m_iSize) != nullptr;
+    });
+    // A failure guard only: the open must come back on its own.
+    if (opened.wait_for(std::chrono::seconds(10)) != std::future_status::ready) {
+        const int iWriter = open(ShmPath(m_sKey).c_str(), O_WRONLY | O_NONBLOCK);  // lets the blocked open go
+        if (iWriter >= 0) close(iWriter);
+        opened.wait();
+        unlink(ShmPath(m_sKey).c_str());
+        FAIL() << "GetCursor blocked on a FIFO";
+    }
+    EXPECT_FALSE(opened.get());
+    ExpectOneErrorNaming(capture, m_sKey, "FIFO");
+    unlink(ShmPath(m_sKey).c_str());
+}
+
+TEST_F(SharedResultGetCursor, RefusesADirectory)
+{
+    ASSERT_EQ(mkdir(ShmPath(m_sKey).c_str(), 0700), 0) << std::strerror(errno);
+    CLogCapture capture;
+    EXPECT_EQ(ISharedQueryObject::GetCursor(m_sKey, m_iSize), nullptr);
+    ExpectOneErrorNaming(capture, m_sKey, "directory");
+    struct stat st {};
+    EXPECT_EQ(stat(ShmPath(m_sKey).c_str(), &st), 0);  // left as it was
+    rmdir(ShmPath(m_sKey).c_str());
+}
+
+TEST_F(SharedResultGetCursor, RefusesASymbolicLinkEvenToAValidResult)
+{
+    // The link's target is a well-formed result of its own, so only the link itself is refused.
+    const std::string sTarget = UniqueKey("link-target");
+    std::string sError;
+    ASSERT_TRUE(CSharedResultWriter::Publish(sTarget, m_sBytes, sError)) << sError;
+    ASSERT_EQ(symlink(ShmPath(sTarget).c_str(), ShmPath(m_sKey).c_str()), 0) << std::strerror(errno);
+    CLogCapture capture;
+    EXPECT_EQ(ISharedQueryObject::GetCursor(m_sKey, m_iSize), nullptr);
+    ExpectOneErrorNaming(capture, m_sKey, "symbolic links");
+    // Neither the link nor its target was taken as a result.
+    EXPECT_TRUE(NameExists(sTarget));
+    unlink(ShmPath(m_sKey).c_str());
+    EXPECT_NE(ISharedQueryObject::GetCursor(sTarget, m_iSize), nullptr);
+}
+
+TEST_F(SharedResultGetCursor, RefusesASocket)
+{
+    const int iSocket = socket(AF_UNIX, SOCK_STREAM, 0);
+    ASSERT_GE(iSocket, 0);
+    sockaddr_un address {};
+    address.sun_family = AF_UNIX;
+    const std::string sPath = ShmPath(m_sKey);
+    ASSERT_LT(sPath.size(), sizeof address.sun_path);
+    std::memcpy(address.sun_path, sPath.c_str(), sPath.size() + 1);
+    ASSERT_EQ(bind(iSocket, reinterpret_cast<sockaddr*>(&address), sizeof address), 0) << std::strerror(errno);
+    CLogCapture capture;
+    EXPECT_EQ(ISharedQueryObject::GetCursor(m_sKey, m_iSize), nullptr);
+    ExpectOneErrorNaming(capture, m_sKey, "shm_open");
+    close(iSocket);
+    unlink(sPath.c_str());
 }

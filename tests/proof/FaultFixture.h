@@ -100,9 +100,9 @@ protected:
         m_acceleratorMembers["app_pkg_name"] = kModule;
     }
 
-    // Lets the host's main context run for a while, as an app's main loop does: the library's
-    // cached proxy follows a new owner of the service's name through the bus's name-owner
-    // signals, which are dispatched there.
+    // Lets the host's main context run for a while, as an app's main loop does (the library's
+    // cached proxy hears of a new owner of the service's name there, though its calls do not
+    // depend on it).
     static void RunHostMainContext(int iMilliseconds)
     {
         const auto end = std::chrono::steady_clock::now() + std::chrono::milliseconds(iMilliseconds);

@@ -1,7 +1,7 @@
 // The store service is replaced by a new instance while the library keeps its proxy. The proxy is
-// made once and reused for the life of the library's instance; it follows the service's new owner
-// through the name-owner signals of the bus, which reach it only through the host's main context.
-// A host without a running main context gets its requests through again after ReleaseInstance.
+// made once and reused for the life of the library's instance; every call names the service's
+// well-known name, so the bus hands it to the instance that owns the name at that moment, whether
+// or not the host runs a main loop.
 #include <dlog.h>
 #include <gio/gio.h>
 #include <gtest/gtest.h>
@@ -83,24 +83,48 @@ TEST_F(ProxyRenewalTest, HostRunningItsMainContextReachesTheNewInstanceThroughTh
     EXPECT_TRUE(m_log.Has(DLOG_DEBUG, "[org.orvik.Feltrix.dbus] proxy is already created.")) << m_log.Dump();
 }
 
-TEST_F(ProxyRenewalTest, HostWithoutAMainContextKeepsTheInstanceItMetUntilItReleasesTheLibrary)
+TEST_F(ProxyRenewalTest, HostWithoutAMainContextReachesTheNewInstanceThroughTheSameProxy)
+{
+    m_pService = StartService();
+    ASSERT_EQ(Delete(), 0);
+    const std::string sFirstOwner = m_pService->Calls().at(0).sDestination;
+    m_pService->Stop();
+    m_pService = StartService();
+    m_log.Clear();
+    // Nothing runs the host's main context here: the proxy never hears that the owner changed,
+    // yet the very next request reaches the new instance, once, with no failed call before it.
+    EXPECT_EQ(Delete(), 0) << m_log.Dump();
+    EXPECT_EQ(m_pService->CallCount(), 1u);
+    EXPECT_EQ(FailedCalls(), 0u) << m_log.Dump();
+    EXPECT_TRUE(m_log.Has(DLOG_DEBUG, "[org.orvik.Feltrix.dbus] proxy is already created.")) << m_log.Dump();
+    EXPECT_FALSE(m_log.Has(DLOG_INFO, "Create new proxy : [org.orvik.Feltrix.dbus]"));
+    EXPECT_EQ(sFirstOwner, "org.orvik.Feltrix.dbus");
+}
+
+TEST_F(ProxyRenewalTest, ReleasingTheLibraryAfterARestartStillMakesANewConnectionAndProxy)
 {
     m_pService = StartService();
     ASSERT_EQ(Delete(), 0);
     m_pService->Stop();
     m_pService = StartService();
-    m_log.Clear();
-    // The proxy is reused and still addresses the instance that left: the call fails at once,
-    // nothing reaches the new instance, and nothing is sent twice.
-    EXPECT_EQ(Delete(), -1);
-    EXPECT_EQ(FailedCalls(), 1u) << m_log.Dump();
-    EXPECT_EQ(m_pService->CallCount(), 0u);
-    // Releasing the library's instance makes the next request open a new connection and proxy.
     CPelmoGDBusUtil::ReleaseInstance();
     m_log.Clear();
     EXPECT_EQ(Delete(), 0) << m_log.Dump();
     EXPECT_EQ(m_pService->CallCount(), 1u);
     EXPECT_TRUE(m_log.Has(DLOG_INFO, "Create new proxy : [org.orvik.Feltrix.dbus]")) << m_log.Dump();
+}
+
+TEST_F(ProxyRenewalTest, EveryRequestAcrossSeveralRestartsReachesTheInstanceOfItsMoment)
+{
+    for (int i = 0; i < 3; ++i) {
+        SCOPED_TRACE(i);
+        if (m_pService) m_pService->Stop();
+        m_pService = StartService();
+        EXPECT_EQ(Delete(), 0) << m_log.Dump();
+        EXPECT_EQ(m_pService->CallCount(), 1u);
+    }
+    EXPECT_EQ(FailedCalls(), 0u) << m_log.Dump();
+    EXPECT_EQ(m_log.Count(DLOG_INFO, "Create new proxy : [org.orvik.Feltrix.dbus]"), 1u) << m_log.Dump();
 }
 
 TEST_F(ProxyRenewalTest, ServiceThatCameAfterTheProxyWasMadeIsReachedByTheNextRequest)

@@ -12,6 +12,7 @@ struct CNamedEndpoint {
     std::string sName;
     GDBusConnection* pConn = nullptr;
     OrgOrvikPelmo_service* pSkeleton = nullptr;
+    guint uFilter = 0;
 };
 }  // namespace
 
@@ -57,6 +58,26 @@ void CFakeService::ClearCalls()
 {
     std::lock_guard<std::mutex> lock(m_mutex);
     m_vecCalls.clear();
+    m_vecIncoming.clear();
+}
+
+std::vector<std::string> CFakeService::IncomingMethodCalls() const
+{
+    std::lock_guard<std::mutex> lock(m_mutex);
+    return m_vecIncoming;
+}
+
+GDBusMessage* CFakeService::OnMessage(GDBusConnection*, GDBusMessage* pMessage, gboolean bIncoming, gpointer pUser)
+{
+    if (bIncoming && g_dbus_message_get_message_type(pMessage) == G_DBUS_MESSAGE_TYPE_METHOD_CALL) {
+        auto* pSelf = static_cast<CFakeService*>(pUser);
+        const gchar* sInterface = g_dbus_message_get_interface(pMessage);
+        const gchar* sMember = g_dbus_message_get_member(pMessage);
+        std::lock_guard<std::mutex> lock(pSelf->m_mutex);
+        pSelf->m_vecIncoming.push_back(std::string(sInterface != nullptr ? sInterface : "") + "." +
+                                       (sMember != nullptr ? sMember : ""));
+    }
+    return pMessage;
 }
 
 gboolean CFakeService::OnHandleCall(GObject* pObject, GDBusMethodInvocation* pInvocation, const gchar* sMethod,
@@ -64,7 +85,10 @@ gboolean CFakeService::OnHandleCall(GObject* pObject, GDBusMethodInvocation* pIn
 {
     auto* pEndpoint = static_cast<CNamedEndpoint*>(pUser);
     CFakeService* pSelf = pEndpoint->pService;
-    CRecordedCall call{pEndpoint->sName, sMethod, sPackage, sInput};
+    GDBusMessage* pMessage = g_dbus_method_invocation_get_message(pInvocation);
+    const gchar* sDestination = g_dbus_message_get_destination(pMessage);
+    CRecordedCall call{pEndpoint->sName, sMethod, sPackage, sInput, sDestination != nullptr ? sDestination : "",
+                       (g_dbus_message_get_flags(pMessage) & G_DBUS_MESSAGE_FLAGS_NO_AUTO_START) == 0};
     Responder responder;
     {
         std::lock_guard<std::mutex> lock(pSelf->m_mutex);
@@ -119,6 +143,7 @@ void CFakeService::Run(std::vector<std::string> vecNames)
         bOk = pEndpoint->pConn != nullptr;
         if (!bOk) break;
         g_dbus_connection_set_exit_on_close(pEndpoint->pConn, FALSE);
+        pEndpoint->uFilter = g_dbus_connection_add_filter(pEndpoint->pConn, &CFakeService::OnMessage, this, nullptr);
         pEndpoint->pSkeleton = org_orvik_pelmo_service_skeleton_new();
         g_signal_connect(pEndpoint->pSkeleton, "handle-call", G_CALLBACK(&CFakeService::OnHandleCall), pEndpoint);
         bOk = g_dbus_interface_skeleton_export(G_DBUS_INTERFACE_SKELETON(pEndpoint->pSkeleton), pEndpoint->pConn,
@@ -165,6 +190,7 @@ void CFakeService::Run(std::vector<std::string> vecNames)
             g_object_unref(pEndpoint->pSkeleton);
         }
         if (pEndpoint->pConn != nullptr) {
+            if (pEndpoint->uFilter != 0) g_dbus_connection_remove_filter(pEndpoint->pConn, pEndpoint->uFilter);
             g_dbus_connection_close_sync(pEndpoint->pConn, nullptr, nullptr);
             g_object_unref(pEndpoint->pConn);
         }

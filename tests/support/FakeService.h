@@ -17,6 +17,8 @@ struct CRecordedCall {
     std::string sMethod;
     std::string sPackage;
     std::string sInput;
+    std::string sDestination;  // the name the message was sent to, well-known or unique
+    bool bAutoStart = true;    // the bus may start the service for it (no NO_AUTO_START flag)
 };
 
 struct CScriptedReply {
@@ -42,6 +44,9 @@ public:
     void AnswerAlways(bool bResult, const std::string& sOutput);
 
     std::vector<CRecordedCall> Calls() const;
+    // Every method call that arrived, of any interface ("interface.member"), also those that
+    // GDBus answers by itself (properties, introspection, peer).
+    std::vector<std::string> IncomingMethodCalls() const;
     size_t CallCount() const;
     void ClearCalls();
 
@@ -49,10 +54,12 @@ private:
     static gboolean OnHandleCall(GObject* pObject, GDBusMethodInvocation* pInvocation, const gchar* sMethod,
                                  const gchar* sPackage, const gchar* sInput, gpointer pUser);
     void Run(std::vector<std::string> vecNames);
+    static GDBusMessage* OnMessage(GDBusConnection* pConn, GDBusMessage* pMessage, gboolean bIncoming, gpointer pUser);
 
     mutable std::mutex m_mutex;
     std::condition_variable m_cond;
     std::vector<CRecordedCall> m_vecCalls;
+    std::vector<std::string> m_vecIncoming;
     Responder m_responder;
     std::vector<GDBusMethodInvocation*> m_vecHeld;  // calls never answered until Stop
     std::thread m_thread;

@@ -174,3 +174,39 @@ TEST_F(TransportTest, GeneratedSyncCallWithoutAReplyReturnsFalseAndLeavesOutputs
     g_clear_error(&pError);
     g_object_unref(pProxy);
 }
+
+TEST_F(TransportTest, RequestsAddressTheWellKnownNameAndLetTheBusStartTheService)
+{
+    PT_JSON_IN_PARAM param = AnyParam();
+    long long llId = 0;
+    ASSERT_EQ(insert_request(param, &llId, "m"), 0);
+    ASSERT_EQ(insert_request(param, &llId, "m"), 0);
+    const auto calls = m_service.Calls();
+    ASSERT_EQ(calls.size(), 2u);
+    for (const CRecordedCall& call : calls) {
+        // Whoever owns the name when the call is sent gets it, not the owner the proxy first met.
+        EXPECT_EQ(call.sDestination, kStore);
+        EXPECT_TRUE(call.bAutoStart);
+    }
+}
+
+TEST_F(TransportTest, MakingTheProxyCallsNothingOnTheService)
+{
+    // A service that never answers: the first request costs its own timeout and nothing more,
+    // because making the proxy loads no properties from the service.
+    m_service.SetResponder([](const CRecordedCall&) {
+        CScriptedReply reply;
+        reply.eKind = CScriptedReply::kNoAnswer;
+        return reply;
+    });
+    PT_JSON_IN_PARAM param = AnyParam();
+    long long llId = 0;
+    EXPECT_EQ(insert_request(param, &llId, "m"), -1);
+    EXPECT_TRUE(m_log.Has(DLOG_INFO, std::string("Create new proxy : [") + kStore + "]")) << m_log.Dump();
+    // The request itself is all that the service was asked (no properties, no introspection).
+    const std::vector<std::string> vecIncoming = m_service.IncomingMethodCalls();
+    std::string sIncoming;
+    for (const std::string& sCall : vecIncoming) sIncoming += sCall + "\n";
+    ASSERT_EQ(vecIncoming.size(), 1u) << sIncoming;
+    EXPECT_EQ(vecIncoming[0], "org.orvik.pelmo_service.Call");
+}
