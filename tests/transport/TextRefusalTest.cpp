@@ -41,7 +41,7 @@ protected:
         m_log.Clear();
     }
 
-    GLogLevelFlags m_previousFatal = G_LOG_FATAL_MASK;
+    GLogLevelFlags m_previousFatal = static_cast<GLogLevelFlags>(G_LOG_FATAL_MASK);
 };
 }  // namespace
 
