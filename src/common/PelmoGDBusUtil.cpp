@@ -7,7 +7,6 @@ namespace {
 constexpr const char* kObjectPath = "/org/orvik/pelmo_service";
 constexpr const char* kInterfaceName = "org.orvik.pelmo_service";
 constexpr int kCallTimeoutMs = 5000;
-
 }  // namespace
 
 pthread_mutex_t gMutex = PTHREAD_MUTEX_INITIALIZER;
@@ -100,10 +99,10 @@ bool CPelmoGDBusUtil::CreateProxy(std::string sBusName)
     }
 
     // The interface has no properties and no signals, so nothing is loaded and nothing is
-    // subscribed; and the service is not started here, only asked of the bus daemon by whom the
-    // name is owned. Making the proxy thus never waits for the service itself: a stuck service
-    // costs the first request its 5 s like any other, not GLib's default call timeout on top.
-    // The bus still starts the service when a request's call finds the name without an owner.
+    // subscribed, and the service is not started from here: making the proxy asks only the bus
+    // daemon who owns the name, never the service. A stuck service thus costs the first request
+    // its 5 s like any other, not GLib's default call timeout on top. The bus still starts the
+    // service when a request's call finds the name without an owner.
     GError* pError = nullptr;
     GDBusProxy* pProxy = g_dbus_proxy_new_sync(
         pConnection,
@@ -185,9 +184,9 @@ GVariant* CPelmoGDBusUtil::SendMessageViaDBUS(const std::string& sBusName, const
     GVariant* pReply = nullptr;
     if (pProxy == nullptr) g_variant_unref(g_variant_ref_sink(pParams));
     if (pConnection != nullptr) {
-        pReply = g_dbus_connection_call_sync(pConnection, sBusName.c_str(), kObjectPath, kInterfaceName, "Call",
-                                             pParams, nullptr, G_DBUS_CALL_FLAGS_NONE, kCallTimeoutMs, nullptr,
-                                             &pError);
+        pReply =
+            g_dbus_connection_call_sync(pConnection, sBusName.c_str(), kObjectPath, kInterfaceName, "Call", pParams,
+                                        nullptr, G_DBUS_CALL_FLAGS_NONE, kCallTimeoutMs, nullptr, &pError);
         g_object_unref(pConnection);
         if (pError == nullptr && pReply != nullptr) return pReply;
     }

@@ -173,9 +173,8 @@ TEST_F(SharedResultGetCursor, RefusesAFifoAtOnceInsteadOfWaitingForAWriter)
 {
     ASSERT_EQ(mkfifo(ShmPath(m_sKey).c_str(), 0600), 0) << std::strerror(errno);
     CLogCapture capture;
-    std::future<bool> opened = std::async(std::launch::async, [this] {
-        return ISharedQueryObject::GetCursor(m_sKey, m_iSize) != nullptr;
-    });
+    std::future<bool> opened =
+        std::async(std::launch::async, [this] { return ISharedQueryObject::GetCursor(m_sKey, m_iSize) != nullptr; });
     // A failure guard only: the open must come back on its own.
     if (opened.wait_for(std::chrono::seconds(10)) != std::future_status::ready) {
         const int iWriter = open(ShmPath(m_sKey).c_str(), O_WRONLY | O_NONBLOCK);  // lets the blocked open go
@@ -220,7 +219,7 @@ TEST_F(SharedResultGetCursor, RefusesASocket)
 {
     const int iSocket = socket(AF_UNIX, SOCK_STREAM, 0);
     ASSERT_GE(iSocket, 0);
-    sockaddr_un address {};
+    sockaddr_un address{};
     address.sun_family = AF_UNIX;
     const std::string sPath = ShmPath(m_sKey);
     ASSERT_LT(sPath.size(), sizeof address.sun_path);

@@ -75,7 +75,8 @@ public:
         const auto deadline = std::chrono::steady_clock::now() + std::chrono::seconds(90);
         while (sLine.empty() || sLine.back() != '\n') {
             const int iLeft = static_cast<int>(
-                std::chrono::duration_cast<std::chrono::milliseconds>(deadline - std::chrono::steady_clock::now()).count());
+                std::chrono::duration_cast<std::chrono::milliseconds>(deadline - std::chrono::steady_clock::now())
+                    .count());
             pollfd poller{m_iFromProbe, POLLIN, 0};
             if (iLeft <= 0 || poll(&poller, 1, iLeft) <= 0) return result;
             char c = 0;

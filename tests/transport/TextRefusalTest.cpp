@@ -143,7 +143,8 @@ TEST_F(TextRefusalTest, AnAppIdThatIsNotUtf8IsRefusedLikeAGivenModuleName)
 
 TEST_F(TextRefusalTest, PreviewEntryPointsRefuseAModuleNameThatIsNotUtf8OrHasANul)
 {
-    const char* sDocument = "{\"sections\":[{\"section_id\":1,\"section_title\":\"s\",\"tiles\":[{\"tile_title\":\"t\"}]}]}";
+    const char* sDocument =
+        "{\"sections\":[{\"section_id\":1,\"section_title\":\"s\",\"tiles\":[{\"tile_title\":\"t\"}]}]}";
     EXPECT_EQ(set_preview_metadata(sDocument, kNotUtf8.c_str()), 0);
     ExpectRefusedUnsent("set_preview_metadata");
     EXPECT_EQ(set_preview_metadata("{}", kBrokenSequence.c_str()), 1);  // a withdrawal reports done, as always
@@ -163,18 +164,21 @@ TEST_F(TextRefusalTest, TransportRefusesEachOfItsThreeTexts)
 {
     CPelmoGDBusUtil* pUtil = CPelmoGDBusUtil::GetInstance();
     EXPECT_EQ(pUtil->SendMessageViaDBUS("org.orvik.Feltrix.dbus", "ins\xffrt", "m", "{}"), nullptr);
-    EXPECT_TRUE(m_log.Has(DLOG_ERROR, "Refusing to send [ins\xffrt]: the function name is not valid UTF-8 text without "
-                                      "NUL (byte 3 of 6)"))
+    EXPECT_TRUE(m_log.Has(DLOG_ERROR,
+                          "Refusing to send [ins\xffrt]: the function name is not valid UTF-8 text without "
+                          "NUL (byte 3 of 6)"))
         << m_log.Dump();
     ExpectRefusedUnsent("function name");
     EXPECT_EQ(pUtil->SendMessageViaDBUS("org.orvik.Feltrix.dbus", "insert", kCutByNul, "{}"), nullptr);
-    EXPECT_TRUE(m_log.Has(DLOG_ERROR, "Refusing to send [insert]: the module name is not valid UTF-8 text without NUL "
-                                      "(byte 13 of 18)"))
+    EXPECT_TRUE(m_log.Has(DLOG_ERROR,
+                          "Refusing to send [insert]: the module name is not valid UTF-8 text without NUL "
+                          "(byte 13 of 18)"))
         << m_log.Dump();
     ExpectRefusedUnsent("module name");
     EXPECT_EQ(pUtil->SendMessageViaDBUS("org.orvik.Feltrix.dbus", "insert", "m", "{\"a\":\"\xed\xa0\x80\"}"), nullptr);
-    EXPECT_TRUE(m_log.Has(DLOG_ERROR, "Refusing to send [insert]: the input is not valid UTF-8 text without NUL "
-                                      "(byte 6 of 11)"))
+    EXPECT_TRUE(m_log.Has(DLOG_ERROR,
+                          "Refusing to send [insert]: the input is not valid UTF-8 text without NUL "
+                          "(byte 6 of 11)"))
         << m_log.Dump();
     ExpectRefusedUnsent("input");
 }
