@@ -102,13 +102,18 @@ bool CPelmoGDBusUtil::CreateProxy(std::string sBusName)
     // subscribed, and the service is not started from here: making the proxy asks only the bus
     // daemon who owns the name, never the service. A stuck service thus costs the first request
     // its 5 s like any other, not GLib's default call timeout on top. The bus still starts the
-    // service when a request's call finds the name without an owner.
+    // service when a request's call finds the name without an owner. A text that is no bus name
+    // gets no proxy and no error, as GDBus would refuse it, but without GLib printing a critical
+    // into the host's output.
     GError* pError = nullptr;
-    GDBusProxy* pProxy = g_dbus_proxy_new_sync(
-        pConnection,
-        static_cast<GDBusProxyFlags>(G_DBUS_PROXY_FLAGS_DO_NOT_LOAD_PROPERTIES |
-                                     G_DBUS_PROXY_FLAGS_DO_NOT_CONNECT_SIGNALS | G_DBUS_PROXY_FLAGS_DO_NOT_AUTO_START),
-        nullptr, sBusName.c_str(), kObjectPath, kInterfaceName, nullptr, &pError);
+    GDBusProxy* pProxy = nullptr;
+    if (sBusName.find('\0') == std::string::npos && g_dbus_is_name(sBusName.c_str())) {
+        pProxy = g_dbus_proxy_new_sync(pConnection,
+                                       static_cast<GDBusProxyFlags>(G_DBUS_PROXY_FLAGS_DO_NOT_LOAD_PROPERTIES |
+                                                                    G_DBUS_PROXY_FLAGS_DO_NOT_CONNECT_SIGNALS |
+                                                                    G_DBUS_PROXY_FLAGS_DO_NOT_AUTO_START),
+                                       nullptr, sBusName.c_str(), kObjectPath, kInterfaceName, nullptr, &pError);
+    }
     m_mapProxy[sBusName] = pProxy;
     if (pError != nullptr) {
         PELMO_LOGE("Failed to create proxy.(msg : %s) [%d]", pError->message, pError->code);
