@@ -1,9 +1,9 @@
 // The exact requests a publish sends, byte for byte, pinned against recordings kept beside the
 // test: making the client faster must not change a single request it puts on the bus.
 //
-// The recording sits between the library and GIO: this program defines g_dbus_proxy_call_sync
-// itself, so the shared library's calls land here first; each "Call" is noted (method, package,
-// inputdata) and then handed on to GIO's own function unchanged.
+// The recording sits between the library and GIO: this program defines g_dbus_connection_call_sync
+// itself, so the shared library's calls land here first; each "Call" of the store's interface is
+// noted (method, package, inputdata) and then handed on to GIO's own function unchanged.
 //
 // To record anew after a deliberate change of the requests, run the test with
 // PELMO_RECORD_REQUESTS_DIR set to this folder; the test then writes the files and fails, so
@@ -40,14 +40,17 @@ std::string Describe(const std::vector<CSentRequest>& vecSent)
 }
 }  // namespace
 
-extern "C" __attribute__((visibility("default"))) GVariant* g_dbus_proxy_call_sync(GDBusProxy* proxy, const gchar* method_name, GVariant* parameters,
-                                            GDBusCallFlags flags, gint timeout_msec, GCancellable* cancellable,
-                                            GError** error)
+extern "C" __attribute__((visibility("default"))) GVariant* g_dbus_connection_call_sync(
+    GDBusConnection* connection, const gchar* bus_name, const gchar* object_path, const gchar* interface_name,
+    const gchar* method_name, GVariant* parameters, const GVariantType* reply_type, GDBusCallFlags flags,
+    gint timeout_msec, GCancellable* cancellable, GError** error)
 {
-    using CallSync = GVariant* (*)(GDBusProxy*, const gchar*, GVariant*, GDBusCallFlags, gint, GCancellable*,
-                                   GError**);
-    static const CallSync pNext = reinterpret_cast<CallSync>(dlsym(RTLD_NEXT, "g_dbus_proxy_call_sync"));
-    if (parameters != nullptr && g_variant_is_of_type(parameters, G_VARIANT_TYPE("(sss)"))) {
+    using CallSync = GVariant* (*)(GDBusConnection*, const gchar*, const gchar*, const gchar*, const gchar*,
+                                   GVariant*, const GVariantType*, GDBusCallFlags, gint, GCancellable*, GError**);
+    static const CallSync pNext = reinterpret_cast<CallSync>(dlsym(RTLD_NEXT, "g_dbus_connection_call_sync"));
+    // Only the store's "Call" is a request; the test's own bus helpers call the daemon here too.
+    if (g_strcmp0(interface_name, "org.orvik.pelmo_service") == 0 && g_strcmp0(method_name, "Call") == 0 &&
+        parameters != nullptr && g_variant_is_of_type(parameters, G_VARIANT_TYPE("(sss)"))) {
         std::lock_guard<std::mutex> lock(g_recordMutex);
         if (g_bRecording) {
             const gchar* sMethod = nullptr;
@@ -57,7 +60,8 @@ extern "C" __attribute__((visibility("default"))) GVariant* g_dbus_proxy_call_sy
             g_vecSent.push_back({sMethod, sPackage, sInput});
         }
     }
-    return pNext(proxy, method_name, parameters, flags, timeout_msec, cancellable, error);
+    return pNext(connection, bus_name, object_path, interface_name, method_name, parameters, reply_type, flags,
+                 timeout_msec, cancellable, error);
 }
 
 class RequestSequenceTest : public PublishTest {
