@@ -7,7 +7,7 @@
 #include <cstdlib>
 #include <exception>
 
-#include "PelmoLog.h"
+#include "PelmoAPIUnit.h"
 
 std::string GetAppID()
 {

@@ -3,7 +3,7 @@
 
 #include "PelmoAPI.h"
 #include "PelmoGDBusUtil.h"
-#include "PelmoLog.h"
+#include "PelmoAPIUnit.h"
 
 namespace {
 constexpr const char* kStoreBusName = "org.orvik.Feltrix.dbus";

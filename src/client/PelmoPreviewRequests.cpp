@@ -4,7 +4,8 @@
 #include <string>
 
 #include "PelmoAPI.h"
-#include "PelmoLog.h"
+#include "PelmoAPIInternal.h"
+#include "PelmoAPIUnit.h"
 #include "PreviewAccelerator.h"
 #include "PreviewDataUtil.h"
 

@@ -1,6 +1,7 @@
 #include "PelmoGDBusUtil.h"
 
 #include "PelmoLog.h"
+#include "PelmoTransportMutex.h"
 
 namespace {
 constexpr const char* kObjectPath = "/org/orvik/pelmo_service";

@@ -11,9 +11,7 @@
 
 #include "PelmoExport.h"
 
-// Guards the singleton, the connection and the proxy map. Never held during a blocking call.
-extern pthread_mutex_t gMutex;
-
+// Holds a mutex for its own lifetime.
 class PELMO_API CPelmoScopedLock {
 public:
     explicit CPelmoScopedLock(pthread_mutex_t* pMutex);

@@ -1,4 +1,5 @@
 #include "TransportFixture.h"
+#include "PelmoAPIInternal.h"
 
 TEST_F(TransportTest, CompleteEventSendsABlankUnderTheModule)
 {

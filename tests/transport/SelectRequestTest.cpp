@@ -240,3 +240,27 @@ TEST_F(TransportTest, SelectWithEmptyModuleSendsUnderTheCallersAppId)
     ASSERT_TRUE(Json::Reader().parse(m_service.Calls()[0].sInput, root));
     EXPECT_EQ(root["module_name"].asString(), "org.example.caller");
 }
+
+TEST_F(TransportTest, SelectWithAModuleDoesNotAskForTheAppId)
+{
+    m_service.AnswerAlways(true, PublishRows(0, "r"));
+    PT_CONSUMER_SELECT_IN_PARAM in = MakeSelect("", {});
+    PT_CONSUMER_SELECT_OUT_PARAM out;
+    ASSERT_TRUE(select_request(in, out, "org.example.module"));
+    // A caller without an app id (a system service) gets no error line either.
+    unsetenv("PELMO_APP_ID");
+    PT_CONSUMER_SELECT_OUT_PARAM second;
+    ASSERT_TRUE(select_request(in, second, "org.example.module"));
+    ASSERT_EQ(m_service.CallCount(), 2u);
+    EXPECT_EQ(m_service.Calls()[1].sPackage, "org.example.module");
+    for (const CLogLine& line : m_log.Lines()) {
+        EXPECT_EQ(line.sMessage.find("[GetAppID:"), std::string::npos) << line.sMessage;
+    }
+    EXPECT_EQ(m_log.Count(DLOG_INFO, std::string("TableName: ") + kTiles +
+                                         ", ModuleName: org.example.module,  AppID: org.example.module"),
+              2u);
+    // Without a module the app id is asked for, and its absence is logged.
+    PT_CONSUMER_SELECT_OUT_PARAM third;
+    ASSERT_TRUE(select_request(in, third, ""));
+    EXPECT_TRUE(m_log.Has(DLOG_ERROR, "Issue in getting AppID")) << m_log.Dump();
+}
