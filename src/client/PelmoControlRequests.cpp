@@ -3,8 +3,8 @@
 
 #include "PelmoAPI.h"
 #include "PelmoAPIInternal.h"
-#include "PelmoGDBusUtil.h"
 #include "PelmoAPIUnit.h"
+#include "PelmoGDBusUtil.h"
 
 namespace {
 constexpr const char* kStoreBusName = "org.orvik.Feltrix.dbus";
@@ -29,8 +29,8 @@ extern "C" bool start_preview_scheduler(const char* package_name)
     const std::string sPackage = package_name;
     const std::string sCaller = GetAppID();
     PELMO_LOGI("PkgName: [%s] CallerId : [%s]", sPackage.c_str(), sCaller.c_str());
-    GVariant* pReply = CPelmoGDBusUtil::GetInstance()->SendMessageViaDBUS(kStoreBusName, "start_preview_scheduler",
-                                                                          sPackage, sCaller);
+    GVariant* pReply =
+        CPelmoGDBusUtil::GetInstance()->SendMessageViaDBUS(kStoreBusName, "start_preview_scheduler", sPackage, sCaller);
     if (pReply == nullptr) {
         PELMO_LOGE("ppOutputData is wrong");
         return false;
@@ -47,8 +47,8 @@ extern "C" bool stop_preview_scheduler(const char* package_name)
     const std::string sPackage = package_name;
     const std::string sCaller = GetAppID();
     PELMO_LOGI("PkgName: [%s] CallerId : [%s]", sPackage.c_str(), sCaller.c_str());
-    GVariant* pReply = CPelmoGDBusUtil::GetInstance()->SendMessageViaDBUS(kStoreBusName, "stop_preview_scheduler",
-                                                                          sPackage, sCaller);
+    GVariant* pReply =
+        CPelmoGDBusUtil::GetInstance()->SendMessageViaDBUS(kStoreBusName, "stop_preview_scheduler", sPackage, sCaller);
     if (pReply == nullptr) {
         PELMO_LOGE("ppOutputData is wrong");
         return false;

@@ -6,8 +6,8 @@
 #include <string>
 
 #include "PelmoAPI.h"
-#include "PelmoGDBusUtil.h"
 #include "PelmoAPIUnit.h"
+#include "PelmoGDBusUtil.h"
 
 extern "C" bool select_request(PT_CONSUMER_SELECT_IN_PARAM& in, PT_CONSUMER_SELECT_OUT_PARAM& out,
                                const std::string& module_name)

@@ -3,7 +3,6 @@
 #pragma once
 
 #include <gio/gio.h>
-
 #include <pthread.h>
 
 #include <string>

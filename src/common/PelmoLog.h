@@ -21,7 +21,7 @@
 #define PELMO_BASENAME_ \
     (__builtin_strrchr(PELMO_LOG_UNIT, '/') ? __builtin_strrchr(PELMO_LOG_UNIT, '/') + 1 : PELMO_LOG_UNIT)
 
-#define PELMO_LOG_(prio, fmt, ...)                                                                                 \
+#define PELMO_LOG_(prio, fmt, ...)                                                                            \
     __dlog_print(LOG_ID_MAIN, prio, PELMO_LOG_TAG, "%s: %s(%d) > [%s][%s:%d] " fmt, PELMO_LOG_UNIT, __func__, \
                  __LINE__, PELMO_BASENAME_, __func__, __LINE__, ##__VA_ARGS__)
 

@@ -56,8 +56,8 @@ TEST_F(PreviewLogPrefixTest, LoadingAndExportingLogAsTheUnit)
     ExpectLine(kUnit, "SetPropertyInJson", "iValueType : 1, sValue : 7", "src/common/PreviewDataUtilExport.cpp",
                "iValueType : %d");
     EXPECT_EQ(m_util.GetMetaDataByJson(kModule), "");
-    ExpectLine(kUnit, "GetMetaDataByJson", "ERROR, sAcceleratorRawID is empty.",
-               "src/common/PreviewDataUtilExport.cpp", "ERROR, sAcceleratorRawID is empty.");
+    ExpectLine(kUnit, "GetMetaDataByJson", "ERROR, sAcceleratorRawID is empty.", "src/common/PreviewDataUtilExport.cpp",
+               "ERROR, sAcceleratorRawID is empty.");
 }
 
 TEST_F(PreviewLogPrefixTest, WritingRowsLogsAsTheUnit)

@@ -67,9 +67,10 @@ std::string CheckLogPrefix(const std::string& sMessage, const std::string& sUnit
     CLogPrefix prefix;
     if (!ParseLogPrefix(sMessage, prefix)) return "no log prefix in: " + sMessage;
     const std::string sBase = sUnitPath.substr(sUnitPath.rfind('/') + 1);
-    const std::string sExpected = sUnitPath + ": " + sFunction + "(" + std::to_string(prefix.iLine) + ") > [" +
-                                  sBase + "][" + sFunction + ":" + std::to_string(prefix.iLine) + "] ";
-    if (sMessage.compare(0, sExpected.size(), sExpected) != 0) return "expected the prefix '" + sExpected + "' in: " + sMessage;
+    const std::string sExpected = sUnitPath + ": " + sFunction + "(" + std::to_string(prefix.iLine) + ") > [" + sBase +
+                                  "][" + sFunction + ":" + std::to_string(prefix.iLine) + "] ";
+    if (sMessage.compare(0, sExpected.size(), sExpected) != 0)
+        return "expected the prefix '" + sExpected + "' in: " + sMessage;
     // The line names a log call with this text in the file that holds the function; a call may
     // span lines, and compilers differ in which of them they count.
     const std::vector<std::string> vecSource = SourceLines(sSourceFile);

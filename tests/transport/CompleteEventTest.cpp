@@ -1,5 +1,5 @@
-#include "TransportFixture.h"
 #include "PelmoAPIInternal.h"
+#include "TransportFixture.h"
 
 TEST_F(TransportTest, CompleteEventSendsABlankUnderTheModule)
 {

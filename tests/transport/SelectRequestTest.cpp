@@ -177,8 +177,8 @@ TEST_F(TransportTest, SelectMemorySizeIsReadWithLeadingBlanksAndTrailingTextIgno
     table.vecColumns = {"tile_title"};
     table.vecRows.push_back({CResultCell::Text("title 0")});
     const size_t size = CSharedResultWriter::Serialize(table).size();
-    m_service.AnswerAlways(true, "{\"key\":\"" + sKey + "\",\"memory_size\":\"  " + std::to_string(size) +
-                                     "bytes\",\"req_id\":\"r\"}");
+    m_service.AnswerAlways(
+        true, "{\"key\":\"" + sKey + "\",\"memory_size\":\"  " + std::to_string(size) + "bytes\",\"req_id\":\"r\"}");
     PT_CONSUMER_SELECT_IN_PARAM in = MakeSelect("", {});
     PT_CONSUMER_SELECT_OUT_PARAM out;
     ASSERT_TRUE(select_request(in, out, "m")) << m_log.Dump();

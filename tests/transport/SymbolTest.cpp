@@ -29,9 +29,10 @@ std::set<std::string> ExportedSymbols()
 bool Allowed(const std::string& s)
 {
     static const std::set<std::string> setCNames = {
-        "insert_request", "insert_request_for_bulk_data", "update_request_for_bulk_data", "delete_request",
-        "finalize_json_bytes", "select_request", "start_preview_scheduler", "stop_preview_scheduler",
-        "terminate_service_app", "set_preview_metadata", "update_json_str_to_preview_db", "get_preview_metadata"};
+        "insert_request",          "insert_request_for_bulk_data",  "update_request_for_bulk_data",
+        "delete_request",          "finalize_json_bytes",           "select_request",
+        "start_preview_scheduler", "stop_preview_scheduler",        "terminate_service_app",
+        "set_preview_metadata",    "update_json_str_to_preview_db", "get_preview_metadata"};
     if (setCNames.count(s) != 0) return true;
     if (s.rfind("org_orvik_pelmo_service_", 0) == 0) return true;
     // C++ names of the exported classes (constructors, members, vtable, typeinfo) and helpers.

@@ -7,7 +7,6 @@
 #include <PreviewAccelerator.h>
 #include <PreviewDataUtil.h>
 #include <pelmo_service_gdbus_generated.h>
-
 #include <pthread.h>
 
 #include <cstdio>
@@ -52,7 +51,7 @@ struct PT_TRANSPORT_MEMBERS {
     bool (CPelmoGDBusUtil::*pCreateProxy)(std::string) = &CPelmoGDBusUtil::CreateProxy;
     void (CPelmoGDBusUtil::*pDestroyProxy)() = &CPelmoGDBusUtil::DestroyProxy;
     GVariant* (CPelmoGDBusUtil::*pSend)(const std::string&, const std::string&, const std::string&,
-                                       const std::string&) = &CPelmoGDBusUtil::SendMessageViaDBUS;
+                                        const std::string&) = &CPelmoGDBusUtil::SendMessageViaDBUS;
     bool (CPelmoGDBusUtil::*pGetDBusData)(GVariant*, std::string&) = &CPelmoGDBusUtil::GetDBusData;
 };
 
@@ -70,16 +69,16 @@ struct PT_STORE_MEMBERS {
     long long (U::*pCreateSection)(long long, CPreviewSection&, std::string) = &U::CreateSection;
     void (U::*pCreateTilesById)(long long, CPreviewSection&, std::string) = &U::CreateTiles;
     void (U::*pCreateTilesByRawId)(std::string, CPreviewSection&, std::string) = &U::CreateTiles;
-    void (U::*pCreateTilesList)(std::string, const std::vector<std::shared_ptr<CPreviewTile>>&, std::string) =
-        &U::CreateTiles;
+    void (U::*pCreateTilesList)(std::string, const std::vector<std::shared_ptr<CPreviewTile>>&,
+                                std::string) = &U::CreateTiles;
     bool (U::*pDeleteAcceleratorItem)(std::string) = &U::DeleteAcceleratorItem;
     void (U::*pComparedDBUpdate)(std::string, CPreviewAccelerator&, CPreviewAccelerator&) = &U::ComparedDBUpdate;
-    void (U::*pUpdateOldSectionItem)(std::string, CPreviewAccelerator&, CPreviewAccelerator&) =
-        &U::UpdateOldSectionItem;
-    void (U::*pDeleteExpiredSectionItem)(std::string, CPreviewAccelerator&, CPreviewAccelerator&) =
-        &U::DeleteExpiredSectionItem;
-    void (U::*pCreateNewSectionItem)(std::string, CPreviewAccelerator&, CPreviewAccelerator&) =
-        &U::CreateNewSectionItem;
+    void (U::*pUpdateOldSectionItem)(std::string, CPreviewAccelerator&,
+                                     CPreviewAccelerator&) = &U::UpdateOldSectionItem;
+    void (U::*pDeleteExpiredSectionItem)(std::string, CPreviewAccelerator&,
+                                         CPreviewAccelerator&) = &U::DeleteExpiredSectionItem;
+    void (U::*pCreateNewSectionItem)(std::string, CPreviewAccelerator&,
+                                     CPreviewAccelerator&) = &U::CreateNewSectionItem;
     void (U::*pUpdateSectionItem)(std::string, std::string, const Section&) = &U::UpdateSectionItem;
     void (U::*pDeleteExpiredTileItem)(std::string, const Section&, const Section&) = &U::DeleteExpiredTileItem;
     void (U::*pCreateNewTileItem)(std::string, const Section&, const Section&) = &U::CreateNewTileItem;
@@ -139,9 +138,8 @@ int main()
     util.MakeUpdatedSectionJson("org.example.outside", row, accelerator.m_vecSection.at(0));
     util.MakeUpdatedTileJson("org.example.outside", row, accelerator.m_vecSection.at(0)->m_vecTile.at(0));
     std::vector<int> vecTaken(1, 0);
-    const bool bFound =
-        util.FindTile(accelerator.m_vecSection.at(0), accelerator.m_vecSection.at(0)->m_vecTileHash.at(0), vecTaken) !=
-        nullptr;
+    const bool bFound = util.FindTile(accelerator.m_vecSection.at(0),
+                                      accelerator.m_vecSection.at(0)->m_vecTileHash.at(0), vecTaken) != nullptr;
     const bool bSectionFound = util.FindSection(accelerator, accelerator.m_vecSectionHash.at(0)) != nullptr;
     std::printf("tile key %016llx, section key %016llx, found %d %d\n",
                 static_cast<unsigned long long>(util.CalcTileHash("T", "", "", "")),
@@ -152,7 +150,7 @@ int main()
                 static_cast<unsigned long long>(tile.m_hash));
     std::printf("written: %s, json id %d\n", util.WriteMetaData(accelerator).empty() ? "no" : "yes",
                 object["tile_id"].asInt());
-    std::printf("export macro: %d, binding functions: %d, referenced: %d\n", outside_exported_function(), kBindingFunctionCount,
-                iReferenced);
+    std::printf("export macro: %d, binding functions: %d, referenced: %d\n", outside_exported_function(),
+                kBindingFunctionCount, iReferenced);
     return 0;
 }
