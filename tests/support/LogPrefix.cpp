@@ -88,3 +88,12 @@ std::string CheckLogPrefix(const std::string& sMessage, const std::string& sUnit
     return "line " + std::to_string(prefix.iLine) + " of " + sSourceFile + " holds no log call of \"" + sFormatStart +
            "\": " + sMessage;
 }
+
+std::string CheckFunctionLine(const CLogCapture& log, const std::string& sUnitPath, const std::string& sFunction,
+                              const std::string& sBodyStart, const std::string& sSourceFile,
+                              const std::string& sFormatStart)
+{
+    const std::string sLine = FindLogLine(log.Lines(), sFunction, sBodyStart);
+    if (sLine.empty()) return "no line of " + sFunction + " starting \"" + sBodyStart + "\"\n" + log.Dump();
+    return CheckLogPrefix(sLine, sUnitPath, sFunction, sSourceFile, sFormatStart);
+}

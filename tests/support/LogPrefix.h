@@ -29,3 +29,9 @@ std::string FindLogLine(const std::vector<CLogLine>& vecLines, const std::string
 // source tree) lies within a log call whose text starts with sFormatStart; else what is wrong.
 std::string CheckLogPrefix(const std::string& sMessage, const std::string& sUnitPath, const std::string& sFunction,
                            const std::string& sSourceFile, const std::string& sFormatStart);
+
+// CheckLogPrefix on the first captured line of the function whose body starts with sBodyStart;
+// says so when there is no such line.
+std::string CheckFunctionLine(const CLogCapture& log, const std::string& sUnitPath, const std::string& sFunction,
+                              const std::string& sBodyStart, const std::string& sSourceFile,
+                              const std::string& sFormatStart);

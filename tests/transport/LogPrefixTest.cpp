@@ -13,10 +13,7 @@ protected:
     void ExpectLine(const std::string& sFunction, const std::string& sBodyStart, const std::string& sSourceFile,
                     const std::string& sFormatStart)
     {
-        const std::string sLine = FindLogLine(m_log.Lines(), sFunction, sBodyStart);
-        ASSERT_FALSE(sLine.empty()) << "no line of " << sFunction << " starting \"" << sBodyStart << "\"\n"
-                                    << m_log.Dump();
-        EXPECT_EQ(CheckLogPrefix(sLine, kUnit, sFunction, sSourceFile, sFormatStart), "");
+        EXPECT_EQ(CheckFunctionLine(m_log, kUnit, sFunction, sBodyStart, sSourceFile, sFormatStart), "");
     }
 };
 }  // namespace

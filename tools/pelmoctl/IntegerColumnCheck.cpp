@@ -167,14 +167,15 @@ private:
         return m_iDisplayPeriodKeys == 1;
     }
 
-    // The value as the document writes it.
+    // A number as the document writes it; a text quoted, so that a finding stays on one line.
     std::string Written(const Json::Value& value) const
     {
+        if (value.isString()) return JsonQuoted(value.asString());
         const ptrdiff_t iStart = value.getOffsetStart(), iLimit = value.getOffsetLimit();
         if (iStart >= 0 && iLimit > iStart && static_cast<size_t>(iLimit) <= m_sText.size()) {
             return m_sText.substr(static_cast<size_t>(iStart), static_cast<size_t>(iLimit - iStart));
         }
-        return value.isString() ? JsonQuoted(value.asString()) : value.asString();
+        return value.asString();
     }
 
     bool StoredAsWritten(const Json::Value& value, const PT_STORED& stored) const
