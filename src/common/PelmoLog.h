@@ -4,9 +4,10 @@
 // <file> names the source unit the function belongs to. The request interface (PelmoAPI) and the
 // preview logic (PreviewDataUtil) are each one unit whose code is split by concern over several
 // files; such a unit names itself once, in its unit header (PelmoAPIUnit.h,
-// PreviewDataUtilUnit.h), which its files include. Any other file is a unit of its own and is
-// named by its path. <line> is the line of the log call in the file that holds it, so the
-// function name leads to the file and the line to the call.
+// PreviewDataUtilUnit.h), which its files include. Any other file is a unit of its own and
+// names itself the same way before it includes this header (without that, __FILE__ names it,
+// which is the path the build hands the compiler). <line> is the line of the log call in the
+// file that holds it, so the function name leads to the file and the line to the call.
 #pragma once
 
 #include <dlog.h>

@@ -249,6 +249,7 @@ TEST_F(TransportTest, SelectWithAModuleDoesNotAskForTheAppId)
     ASSERT_TRUE(select_request(in, out, "org.example.module"));
     // A caller without an app id (a system service) gets no error line either.
     unsetenv("PELMO_APP_ID");
+    m_service.AnswerAlways(true, PublishRows(0, "r2"));  // a result is opened once
     PT_CONSUMER_SELECT_OUT_PARAM second;
     ASSERT_TRUE(select_request(in, second, "org.example.module"));
     ASSERT_EQ(m_service.CallCount(), 2u);
@@ -260,6 +261,7 @@ TEST_F(TransportTest, SelectWithAModuleDoesNotAskForTheAppId)
                                          ", ModuleName: org.example.module,  AppID: org.example.module"),
               2u);
     // Without a module the app id is asked for, and its absence is logged.
+    m_service.AnswerAlways(true, PublishRows(0, "r3"));
     PT_CONSUMER_SELECT_OUT_PARAM third;
     ASSERT_TRUE(select_request(in, third, ""));
     EXPECT_TRUE(m_log.Has(DLOG_ERROR, "Issue in getting AppID")) << m_log.Dump();
