@@ -8,7 +8,7 @@
 #include <exception>
 #include <stdexcept>
 
-#include "PelmoLog.h"
+#include "PelmoAPIUnit.h"
 #include "SendableText.h"
 
 namespace {

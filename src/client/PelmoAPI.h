@@ -64,6 +64,3 @@ PELMO_API int update_json_str_to_preview_db(std::string& sJsonStr, std::string& 
 // allocation failure.
 PELMO_API char* get_preview_metadata(const char* pkg_name);
 }
-
-// Tells the store that a module's preview data was brought up to date (fire and forget).
-void sendCompleteEvent(std::string sModuleName);

@@ -2,14 +2,25 @@
 #include <string>
 
 #include "PelmoAPI.h"
+#include "PelmoAPIInternal.h"
+#include "PelmoAPIUnit.h"
 #include "PelmoGDBusUtil.h"
-#include "PelmoLog.h"
 
 namespace {
 constexpr const char* kStoreBusName = "org.orvik.Feltrix.dbus";
 constexpr const char* kProviderBusName = "org.orvik.pelmo_provider.dbus";
 
-bool SendSchedulerRequest(const char* sMethod, const char* package_name)
+// The flag of a reply, which is consumed; the reply's text is not used by these requests.
+bool ReplyFlag(GVariant* pReply)
+{
+    std::string sOutput;
+    return CPelmoGDBusUtil::GetInstance()->GetDBusData(pReply, sOutput);
+}
+}  // namespace
+
+// The two scheduler requests differ only in their method; each keeps its own body so that its
+// log lines carry its own name.
+extern "C" bool start_preview_scheduler(const char* package_name)
 {
     if (package_name == nullptr) {
         PELMO_LOGE("Package name cannot be empty");
@@ -18,24 +29,31 @@ bool SendSchedulerRequest(const char* sMethod, const char* package_name)
     const std::string sPackage = package_name;
     const std::string sCaller = GetAppID();
     PELMO_LOGI("PkgName: [%s] CallerId : [%s]", sPackage.c_str(), sCaller.c_str());
-    GVariant* pReply = CPelmoGDBusUtil::GetInstance()->SendMessageViaDBUS(kStoreBusName, sMethod, sPackage, sCaller);
+    GVariant* pReply =
+        CPelmoGDBusUtil::GetInstance()->SendMessageViaDBUS(kStoreBusName, "start_preview_scheduler", sPackage, sCaller);
     if (pReply == nullptr) {
         PELMO_LOGE("ppOutputData is wrong");
         return false;
     }
-    std::string sOutput;
-    return CPelmoGDBusUtil::GetInstance()->GetDBusData(pReply, sOutput);
-}
-}  // namespace
-
-extern "C" bool start_preview_scheduler(const char* package_name)
-{
-    return SendSchedulerRequest("start_preview_scheduler", package_name);
+    return ReplyFlag(pReply);
 }
 
 extern "C" bool stop_preview_scheduler(const char* package_name)
 {
-    return SendSchedulerRequest("stop_preview_scheduler", package_name);
+    if (package_name == nullptr) {
+        PELMO_LOGE("Package name cannot be empty");
+        return false;
+    }
+    const std::string sPackage = package_name;
+    const std::string sCaller = GetAppID();
+    PELMO_LOGI("PkgName: [%s] CallerId : [%s]", sPackage.c_str(), sCaller.c_str());
+    GVariant* pReply =
+        CPelmoGDBusUtil::GetInstance()->SendMessageViaDBUS(kStoreBusName, "stop_preview_scheduler", sPackage, sCaller);
+    if (pReply == nullptr) {
+        PELMO_LOGE("ppOutputData is wrong");
+        return false;
+    }
+    return ReplyFlag(pReply);
 }
 
 extern "C" bool terminate_service_app(const std::string& app_id, const std::string& pid)
@@ -54,8 +72,7 @@ extern "C" bool terminate_service_app(const std::string& app_id, const std::stri
         PELMO_LOGE("ppOutputData is wrong");
         return false;
     }
-    std::string sOutput;
-    return CPelmoGDBusUtil::GetInstance()->GetDBusData(pReply, sOutput);
+    return ReplyFlag(pReply);
 }
 
 void sendCompleteEvent(std::string sModuleName)
@@ -64,6 +81,5 @@ void sendCompleteEvent(std::string sModuleName)
     if (sModule.empty()) sModule = GetAppID();
     PELMO_LOGI("ModuleName: %s,  AppID: %s", sModuleName.c_str(), sModule.c_str());
     GVariant* pReply = CPelmoGDBusUtil::GetInstance()->SendMessageViaDBUS(kStoreBusName, "send_sync", sModule, " ");
-    std::string sOutput;
-    CPelmoGDBusUtil::GetInstance()->GetDBusData(pReply, sOutput);
+    ReplyFlag(pReply);
 }

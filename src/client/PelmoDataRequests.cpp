@@ -2,8 +2,8 @@
 #include <string>
 
 #include "PelmoAPI.h"
+#include "PelmoAPIUnit.h"
 #include "PelmoGDBusUtil.h"
-#include "PelmoLog.h"
 
 namespace {
 constexpr const char* kStoreBusName = "org.orvik.Feltrix.dbus";

@@ -1,14 +1,15 @@
 // The preview entry points: publish a preview document, withdraw it, read the stored one back.
+#include <pelmo/TilesModel.h>
+
 #include <cstdlib>
 #include <cstring>
 #include <string>
 
 #include "PelmoAPI.h"
-#include "PelmoLog.h"
+#include "PelmoAPIInternal.h"
+#include "PelmoAPIUnit.h"
 #include "PreviewAccelerator.h"
 #include "PreviewDataUtil.h"
-
-#include <pelmo/TilesModel.h>
 
 extern "C" int set_preview_metadata(const char* json_str, const char* module_name)
 {

@@ -6,14 +6,15 @@
 #include <string>
 
 #include "PelmoAPI.h"
+#include "PelmoAPIUnit.h"
 #include "PelmoGDBusUtil.h"
-#include "PelmoLog.h"
 
 extern "C" bool select_request(PT_CONSUMER_SELECT_IN_PARAM& in, PT_CONSUMER_SELECT_OUT_PARAM& out,
                                const std::string& module_name)
 {
-    std::string sModule = GetAppID();
-    if (!module_name.empty()) sModule = module_name;
+    // The caller's app id is asked for only when no module is given.
+    std::string sModule = module_name;
+    if (sModule.empty()) sModule = GetAppID();
     PELMO_LOGI("TableName: %s, ModuleName: %s,  AppID: %s", in.table_name.c_str(), module_name.c_str(),
                sModule.c_str());
 

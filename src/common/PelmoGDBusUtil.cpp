@@ -1,6 +1,9 @@
 #include "PelmoGDBusUtil.h"
 
+// Log lines name this unit by its path in the tree, whatever path the build hands the compiler.
+#define PELMO_LOG_UNIT "src/common/PelmoGDBusUtil.cpp"
 #include "PelmoLog.h"
+#include "PelmoTransportMutex.h"
 #include "SendableText.h"
 
 namespace {

@@ -3,7 +3,6 @@
 #pragma once
 
 #include <gio/gio.h>
-
 #include <pthread.h>
 
 #include <string>
@@ -11,9 +10,7 @@
 
 #include "PelmoExport.h"
 
-// Guards the singleton, the connection and the proxy map. Never held during a blocking call.
-extern pthread_mutex_t gMutex;
-
+// Holds a mutex for its own lifetime.
 class PELMO_API CPelmoScopedLock {
 public:
     explicit CPelmoScopedLock(pthread_mutex_t* pMutex);

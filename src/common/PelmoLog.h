@@ -1,15 +1,29 @@
 // Logging in the platform log's format: tag "pelmo-api", log id main, and every line prefixed
 // with "<file>: <function>(<line>) > [<file base name>][<function>:<line>] ".
+//
+// <file> names the source unit the function belongs to. The request interface (PelmoAPI) and the
+// preview logic (PreviewDataUtil) are each one unit whose code is split by concern over several
+// files; such a unit names itself once, in its unit header (PelmoAPIUnit.h,
+// PreviewDataUtilUnit.h), which its files include. Any other file is a unit of its own and
+// names itself the same way before it includes this header (without that, __FILE__ names it,
+// which is the path the build hands the compiler). <line> is the line of the log call in the
+// file that holds it, so the function name leads to the file and the line to the call.
 #pragma once
 
 #include <dlog.h>
 
 #define PELMO_LOG_TAG "pelmo-api"
 
-#define PELMO_BASENAME_ (__builtin_strrchr(__FILE__, '/') ? __builtin_strrchr(__FILE__, '/') + 1 : __FILE__)
+#ifndef PELMO_LOG_UNIT
+#define PELMO_LOG_UNIT __FILE__
+#endif
 
-#define PELMO_LOG_(prio, fmt, ...)                                                                          \
-    __dlog_print(LOG_ID_MAIN, prio, PELMO_LOG_TAG, "%s: %s(%d) > [%s][%s:%d] " fmt, __FILE__, __func__, \
+// Expanded where a line is logged, so a unit header included after this one still counts.
+#define PELMO_BASENAME_ \
+    (__builtin_strrchr(PELMO_LOG_UNIT, '/') ? __builtin_strrchr(PELMO_LOG_UNIT, '/') + 1 : PELMO_LOG_UNIT)
+
+#define PELMO_LOG_(prio, fmt, ...)                                                                            \
+    __dlog_print(LOG_ID_MAIN, prio, PELMO_LOG_TAG, "%s: %s(%d) > [%s][%s:%d] " fmt, PELMO_LOG_UNIT, __func__, \
                  __LINE__, PELMO_BASENAME_, __func__, __LINE__, ##__VA_ARGS__)
 
 #define PELMO_LOGD(fmt, ...) PELMO_LOG_(DLOG_DEBUG, fmt, ##__VA_ARGS__)

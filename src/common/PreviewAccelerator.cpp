@@ -2,6 +2,8 @@
 
 #include <pelmo/TilesModel.h>
 
+// Log lines name this unit by its path in the tree, whatever path the build hands the compiler.
+#define PELMO_LOG_UNIT "src/common/PreviewAccelerator.cpp"
 #include "PelmoLog.h"
 
 namespace {

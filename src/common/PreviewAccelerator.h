@@ -1,5 +1,6 @@
 // The preview tree of one module: an accelerator, its sections, and each section's tiles.
-// Every property is a (value type, text) pair keyed by its store column name.
+// Every property is a (value type, text) pair keyed by its store column name. The three classes
+// are exported with CPreviewDataUtil, whose operations take and fill them.
 #pragma once
 
 #include <cstdint>
@@ -8,6 +9,8 @@
 #include <string>
 #include <utility>
 #include <vector>
+
+#include "PelmoExport.h"
 
 enum JsonValueType {
     JSON_VALUE_BOOL = 0,
@@ -21,7 +24,7 @@ enum JsonValueType {
 using PropertyValue = std::pair<int, std::string>;
 using PropertyMap = std::map<std::string, PropertyValue>;
 
-class CPreviewTile {
+class PELMO_API CPreviewTile {
 public:
     CPreviewTile();
     ~CPreviewTile();
@@ -30,7 +33,7 @@ public:
     uint64_t m_hash = 0;
 };
 
-class CPreviewSection {
+class PELMO_API CPreviewSection {
 public:
     CPreviewSection();
     ~CPreviewSection();
@@ -41,7 +44,7 @@ public:
     uint64_t m_hash = 0;
 };
 
-class CPreviewAccelerator {
+class PELMO_API CPreviewAccelerator {
 public:
     CPreviewAccelerator();
     ~CPreviewAccelerator();

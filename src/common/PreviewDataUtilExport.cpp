@@ -5,7 +5,7 @@
 #include <exception>
 #include <string>
 
-#include "PelmoLog.h"
+#include "PreviewDataUtilUnit.h"
 #include "PreviewDataUtil.h"
 
 namespace {

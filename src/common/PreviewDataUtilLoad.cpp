@@ -6,7 +6,7 @@
 #include <vector>
 
 #include "PelmoAPI.h"
-#include "PelmoLog.h"
+#include "PreviewDataUtilUnit.h"
 #include "PreviewDataUtil.h"
 
 namespace {

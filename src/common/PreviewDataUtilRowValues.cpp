@@ -3,7 +3,7 @@
 
 #include <sstream>
 
-#include "PelmoLog.h"
+#include "PreviewDataUtilUnit.h"
 #include "PreviewDataUtil.h"
 
 void CPreviewDataUtil::GetItemValues(std::shared_ptr<ISQLiteCursor> cursor, int iColumnCount,

@@ -8,7 +8,7 @@
 #include <iterator>
 
 #include "PelmoAPI.h"
-#include "PelmoLog.h"
+#include "PreviewDataUtilUnit.h"
 #include "PreviewDataUtil.h"
 #include "PreviewRequestText.h"
 

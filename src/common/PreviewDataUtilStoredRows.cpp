@@ -3,7 +3,7 @@
 #include <pelmo/TilesModel.h>
 
 #include "PelmoAPI.h"
-#include "PelmoLog.h"
+#include "PreviewDataUtilUnit.h"
 #include "PreviewDataUtil.h"
 #include "PreviewRequestText.h"
 

@@ -2,9 +2,11 @@
 # Installs the build tree into a temporary prefix and uses it the way an application developer
 # does: every installed header compiles on its own, the installed programs start from the
 # prefix, and the examples build as an outside project (find_package, then a plain compiler
-# command line with pkg-config) and publish and read back through a private host store.
+# command line with pkg-config) and publish and read back through a private host store. The
+# programs of outside/ build both ways as well: one uses every declaration of the installed
+# library headers (so each must be exported), one reads a document and walks the tree.
 set -u
-cmake=$1 build=$2 libdir=$3 version=$4 examples=$5 cxx=$6 cc=$7
+cmake=$1 build=$2 libdir=$3 version=$4 examples=$5 cxx=$6 cc=$7 outside=$8
 tmp=$(mktemp -d)
 trap 'rm -rf "$tmp"' EXIT
 fail() { echo "FAIL: $*"; exit 1; }
@@ -107,6 +109,58 @@ rc=$?
 grep -q '"tile_title" : "The Lighthouse Keeper"' "$tmp/pc-out.txt" || fail "tile not read back: $(cat "$tmp/pc-out.txt")"
 grep -q "^read back 1 section(s), 1 tile(s)$" "$tmp/pc-out.txt" || fail "wrong read-back: $(cat "$tmp/pc-out.txt")"
 grep -q "insert module=org.example.pc ok" "$tmp/pc-requests.log" || fail "no insert logged: $(cat "$tmp/pc-requests.log")"
+
+# --- Every installed declaration, and the preview reader, from outside ----------------------
+# The binding header is generated: take the address of every function it exports, as a C file.
+binding=$prefix/include/pelmo-api/pelmo_service_gdbus_generated.h
+grep -A1 '^PELMO_API$' "$binding" | grep -o 'org_orvik_pelmo_service_[a-z_]*' > "$tmp/binding-names.txt"
+nbinding=$(wc -l < "$tmp/binding-names.txt")
+[ "$nbinding" -ge 10 ] && [ "$nbinding" = "$(grep -c '^PELMO_API$' "$binding")" ] \
+  || fail "cannot list the binding's functions: $(cat "$tmp/binding-names.txt")"
+{
+  echo '#include <pelmo_service_gdbus_generated.h>'
+  echo "const int kBindingFunctionCount = $nbinding;"
+  echo 'const void* const kBindingFunctions[] = {'
+  sed 's/.*/    (const void*)\&&,/' "$tmp/binding-names.txt"
+  echo '};'
+} > "$tmp/binding-refs.c"
+
+check_outside() {  # $1 = how it was built, $2 = folder of the two programs
+  "$2/every-declaration" > "$tmp/every.txt" 2>&1 || fail "every-declaration ($1): $(cat "$tmp/every.txt")"
+  for want in "envelope has where_args: 7" "locked: 1" "unlocked: 1" "found 1 1" "integer 42, limit 300" \
+              "written: yes, json id 42" "binding functions: $nbinding, referenced: $((nbinding + 16))"; do
+    grep -qF "$want" "$tmp/every.txt" || fail "every-declaration ($1) did not print '$want': $(cat "$tmp/every.txt")"
+  done
+  "$2/model-walk" org.example.outside "$examples/previews/small.json" > "$tmp/walk.txt" 2>&1 \
+    || fail "model-walk ($1): $(cat "$tmp/walk.txt")"
+  for want in "section 0: Continue watching key " "  tile 0: The Lighthouse Keeper | app_launch key " \
+              "1 section(s), 1 tile(s)" "built: By hand / Built"; do
+    grep -qF "$want" "$tmp/walk.txt" || fail "model-walk ($1) did not print '$want': $(cat "$tmp/walk.txt")"
+  done
+  ! grep -q "key 0000000000000000" "$tmp/walk.txt" || fail "model-walk ($1) found no content key: $(cat "$tmp/walk.txt")"
+  # The reader's refusal reaches an outside program as a result, not a crash.
+  echo '{"sections":[{"section_title":["no"]}]}' > "$tmp/refused.json"
+  "$2/model-walk" org.example.outside "$tmp/refused.json" > "$tmp/walk.txt" 2>&1 && fail "model-walk ($1) read a refused document"
+  grep -q "^refused$" "$tmp/walk.txt" || fail "model-walk ($1) on a refused document: $(cat "$tmp/walk.txt")"
+}
+
+"$cmake" -S "$outside" -B "$tmp/outside-build" -DCMAKE_PREFIX_PATH="$prefix" -DCMAKE_CXX_COMPILER="$cxx" \
+  -DCMAKE_C_COMPILER="$cc" -DPELMO_BINDING_REFS="$tmp/binding-refs.c" > "$tmp/configure.log" 2>&1 \
+  || fail "configure outside/: $(cat "$tmp/configure.log")"
+"$cmake" --build "$tmp/outside-build" -j 2 > "$tmp/build.log" 2>&1 || fail "build outside/ (find_package): $(cat "$tmp/build.log")"
+check_outside find_package "$tmp/outside-build"
+
+mkdir -p "$tmp/outside-pc"
+# shellcheck disable=SC2086
+"$cc" -std=c11 -c "$tmp/binding-refs.c" $cflags -o "$tmp/outside-pc/binding-refs.o" 2> "$tmp/cc.txt" \
+  || fail "pkg-config build of the binding references: $(cat "$tmp/cc.txt")"
+for program in every-declaration:EveryDeclaration.cpp:"$tmp/outside-pc/binding-refs.o" model-walk:ModelWalk.cpp:; do
+  IFS=: read -r name source extra <<< "$program"
+  # shellcheck disable=SC2086
+  "$cxx" -std=c++17 "$outside/$source" $extra $cflags $libs -Wl,-rpath,"$pc_libdir" -o "$tmp/outside-pc/$name" \
+    2> "$tmp/cc.txt" || fail "pkg-config build of $name: $(cat "$tmp/cc.txt")"
+done
+check_outside pkg-config "$tmp/outside-pc"
 
 # A program that is not registered with a store is told so and fails, with no store at all.
 DBUS_SYSTEM_BUS_ADDRESS=unix:path=$tmp/no-bus "$tmp/pkgconfig-example" org.example.pc > /dev/null 2> "$tmp/nobus.txt" \

@@ -1,5 +1,6 @@
 // Creating a module's section and tile rows under its accelerator row, finding that row, and
 // clearing the module's sections and tiles.
+#include "LogPrefix.h"
 #include "SyncFixture.h"
 
 using namespace sync_test;
@@ -121,10 +122,18 @@ TEST_F(SyncTest, TilesOfASectionGoUnderTheGivenSectionRow)
     Json::Value second = ParseJson(calls[1].sInput)["arrayitem"];
     ASSERT_EQ(second.size(), 1u);
     EXPECT_EQ(second[0]["tile_section_raw_id"].asString(), "43");
-    // The two section forms only lead to the list form; they log nothing of their own.
+    // The two section forms only lead to the list form; they log nothing of their own: every
+    // line of a CreateTiles is the list form's entry line, once per call.
+    size_t iCreateTilesLines = 0;
     for (const CLogLine& line : m_log.Lines()) {
-        EXPECT_EQ(line.sMessage.find("[PreviewDataUtilRows.cpp]"), std::string::npos) << line.sMessage;
+        if (line.sMessage.find("[CreateTiles:") == std::string::npos) continue;
+        ++iCreateTilesLines;
+        EXPECT_EQ(CLogCapture::Body(line.sMessage), "IN") << line.sMessage;
+        EXPECT_EQ(CheckLogPrefix(line.sMessage, "src/common/PreviewDataUtil.cpp", "CreateTiles",
+                                 "src/common/PreviewDataUtilTiles.cpp", "IN"),
+                  "");
     }
+    EXPECT_EQ(iCreateTilesLines, 2u) << m_log.Dump();
 }
 
 TEST_F(SyncTest, AWholePreviewIsStoredSectionBySectionEachFollowedByItsTiles)

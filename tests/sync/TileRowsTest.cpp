@@ -89,17 +89,27 @@ TEST_F(SyncTest, InsertedTileRowsFollowTheListOrder)
     EXPECT_EQ(rows[1][TILE_TITLE].asString(), "second");
 }
 
-TEST_F(SyncTest, ForTheWebAppModuleEveryInsertedRowLaunchesAsWebAppUnlessTheTileSaysOtherwise)
+TEST_F(SyncTest, ForTheWebAppModuleParsedTilesAreInsertedWithTheirOwnActionTypeAndOnlyRewrittenAsWebApp)
 {
-    auto pWithout = EmptyTile(1);
-    auto pOwn = EmptyTile(2);
-    Set(*pOwn, TILE_ACTION_TYPE, "app_launch");
-    m_util.CreateTiles("5", {pWithout, pOwn}, kWebAppModule);
+    // The reader gives every tile an action type (app_launch unless the document names one), and
+    // an inserted row takes the tile's own columns after the module's value: the insert keeps
+    // the tile's type. Only the rewrite of a common tile writes the module's web_app_launch.
+    CPreviewAccelerator parsed = ParseDocument(R"({"sections":[{"section_title":"S","tiles":[
+        {"tile_title":"default"},{"tile_title":"own","tile_action_type":"web_app_launch"}]}]})",
+                                               kWebAppModule);
+    const std::shared_ptr<CPreviewSection> pSection = parsed.m_vecSection.at(0);
+    ASSERT_EQ(pSection->m_vecTile.size(), 2u);
+    EXPECT_EQ(pSection->m_vecTile[0]->m_mapProperty[TILE_ACTION_TYPE].second, "app_launch");
+    m_util.CreateTiles("5", pSection->m_vecTile, kWebAppModule);
     ASSERT_EQ(m_service.CallCount(), 1u);
     Json::Value rows = ParseJson(Calls()[0].sInput)["arrayitem"];
     ASSERT_EQ(rows.size(), 2u);
-    EXPECT_EQ(rows[0][TILE_ACTION_TYPE].asString(), "web_app_launch");
-    EXPECT_EQ(rows[1][TILE_ACTION_TYPE].asString(), "app_launch");
+    EXPECT_EQ(rows[0][TILE_ACTION_TYPE].asString(), "app_launch");
+    EXPECT_EQ(rows[1][TILE_ACTION_TYPE].asString(), "web_app_launch");
+
+    Json::Value rewritten;
+    m_util.MakeUpdatedTileJson(kWebAppModule, rewritten, pSection->m_vecTile[0]);
+    EXPECT_EQ(rewritten[TILE_ACTION_TYPE].asString(), "web_app_launch");
 }
 
 TEST_F(SyncTest, OtherModulesGetNoActionTypeTheTileDoesNotCarry)

@@ -1,3 +1,4 @@
+#include "PelmoAPIInternal.h"
 #include "TransportFixture.h"
 
 TEST_F(TransportTest, CompleteEventSendsABlankUnderTheModule)

@@ -177,8 +177,8 @@ TEST_F(TransportTest, SelectMemorySizeIsReadWithLeadingBlanksAndTrailingTextIgno
     table.vecColumns = {"tile_title"};
     table.vecRows.push_back({CResultCell::Text("title 0")});
     const size_t size = CSharedResultWriter::Serialize(table).size();
-    m_service.AnswerAlways(true, "{\"key\":\"" + sKey + "\",\"memory_size\":\"  " + std::to_string(size) +
-                                     "bytes\",\"req_id\":\"r\"}");
+    m_service.AnswerAlways(
+        true, "{\"key\":\"" + sKey + "\",\"memory_size\":\"  " + std::to_string(size) + "bytes\",\"req_id\":\"r\"}");
     PT_CONSUMER_SELECT_IN_PARAM in = MakeSelect("", {});
     PT_CONSUMER_SELECT_OUT_PARAM out;
     ASSERT_TRUE(select_request(in, out, "m")) << m_log.Dump();
@@ -239,4 +239,30 @@ TEST_F(TransportTest, SelectWithEmptyModuleSendsUnderTheCallersAppId)
     Json::Value root;
     ASSERT_TRUE(Json::Reader().parse(m_service.Calls()[0].sInput, root));
     EXPECT_EQ(root["module_name"].asString(), "org.example.caller");
+}
+
+TEST_F(TransportTest, SelectWithAModuleDoesNotAskForTheAppId)
+{
+    m_service.AnswerAlways(true, PublishRows(0, "r"));
+    PT_CONSUMER_SELECT_IN_PARAM in = MakeSelect("", {});
+    PT_CONSUMER_SELECT_OUT_PARAM out;
+    ASSERT_TRUE(select_request(in, out, "org.example.module"));
+    // A caller without an app id (a system service) gets no error line either.
+    unsetenv("PELMO_APP_ID");
+    m_service.AnswerAlways(true, PublishRows(0, "r2"));  // a result is opened once
+    PT_CONSUMER_SELECT_OUT_PARAM second;
+    ASSERT_TRUE(select_request(in, second, "org.example.module"));
+    ASSERT_EQ(m_service.CallCount(), 2u);
+    EXPECT_EQ(m_service.Calls()[1].sPackage, "org.example.module");
+    for (const CLogLine& line : m_log.Lines()) {
+        EXPECT_EQ(line.sMessage.find("[GetAppID:"), std::string::npos) << line.sMessage;
+    }
+    EXPECT_EQ(m_log.Count(DLOG_INFO, std::string("TableName: ") + kTiles +
+                                         ", ModuleName: org.example.module,  AppID: org.example.module"),
+              2u);
+    // Without a module the app id is asked for, and its absence is logged.
+    m_service.AnswerAlways(true, PublishRows(0, "r3"));
+    PT_CONSUMER_SELECT_OUT_PARAM third;
+    ASSERT_TRUE(select_request(in, third, ""));
+    EXPECT_TRUE(m_log.Has(DLOG_ERROR, "Issue in getting AppID")) << m_log.Dump();
 }

@@ -29,14 +29,19 @@ std::set<std::string> ExportedSymbols()
 bool Allowed(const std::string& s)
 {
     static const std::set<std::string> setCNames = {
-        "insert_request", "insert_request_for_bulk_data", "update_request_for_bulk_data", "delete_request",
-        "finalize_json_bytes", "select_request", "start_preview_scheduler", "stop_preview_scheduler",
-        "terminate_service_app", "set_preview_metadata", "update_json_str_to_preview_db", "get_preview_metadata"};
+        "insert_request",          "insert_request_for_bulk_data",  "update_request_for_bulk_data",
+        "delete_request",          "finalize_json_bytes",           "select_request",
+        "start_preview_scheduler", "stop_preview_scheduler",        "terminate_service_app",
+        "set_preview_metadata",    "update_json_str_to_preview_db", "get_preview_metadata"};
     if (setCNames.count(s) != 0) return true;
     if (s.rfind("org_orvik_pelmo_service_", 0) == 0) return true;
     // C++ names of the exported classes (constructors, members, vtable, typeinfo) and helpers.
     for (const char* sClass : {"15CPelmoGDBusUtil", "16CPelmoScopedLock", "16CPreviewDataUtil"}) {
         if (s.find(sClass) != std::string::npos) return true;
+    }
+    // Members of the preview model, which the exported preview operations take and fill.
+    for (const char* sMember : {"_ZN12CPreviewTile", "_ZN15CPreviewSection", "_ZN19CPreviewAccelerator"}) {
+        if (s.rfind(sMember, 0) == 0) return true;
     }
     if (s.rfind("_Z8GetAppID", 0) == 0) return true;
     if (s.rfind("_Z18CreateInputJsonStr", 0) == 0) return true;
@@ -58,8 +63,26 @@ TEST(Symbols, OnlyTheDocumentedInterfaceIsExported)
           "finalize_json_bytes", "start_preview_scheduler", "stop_preview_scheduler", "terminate_service_app",
           "org_orvik_pelmo_service_call_call_sync", "org_orvik_pelmo_service_skeleton_new",
           "_ZN15CPelmoGDBusUtil11GetInstanceEv", "_ZN15CPelmoGDBusUtil15ReleaseInstanceEv",
-          "_ZN16CPelmoScopedLockC1EP15pthread_mutex_t"}) {
+          "_ZN16CPelmoScopedLockC1EP15pthread_mutex_t", "_ZN12CPreviewTileC1Ev", "_ZN12CPreviewTileD1Ev",
+          "_ZN15CPreviewSectionC1Ev", "_ZN15CPreviewSectionD1Ev", "_ZN19CPreviewAcceleratorC1Ev",
+          "_ZN19CPreviewAcceleratorD1Ev"}) {
         EXPECT_EQ(setNames.count(sRequired), 1u) << sRequired;
+    }
+    // AddProperty's mangled name spells out the standard string type; its prefix is enough.
+    const auto itAddProperty = setNames.lower_bound("_ZN19CPreviewAccelerator11AddProperty");
+    ASSERT_NE(itAddProperty, setNames.end());
+    EXPECT_EQ(itAddProperty->rfind("_ZN19CPreviewAccelerator11AddProperty", 0), 0u) << "AddProperty is not exported";
+}
+
+TEST(Symbols, DeclarationsKeptInsideTheLibraryAreNotExported)
+{
+    // The internal completion event and the transport's mutex: declared in headers that are
+    // not installed, and hidden.
+    const std::set<std::string> setNames = ExportedSymbols();
+    ASSERT_FALSE(setNames.empty());
+    for (const std::string& s : setNames) {
+        EXPECT_EQ(s.find("sendCompleteEvent"), std::string::npos) << s;
+        EXPECT_NE(s, "gMutex");
     }
 }
 

@@ -8,6 +8,7 @@
 #include "ContentKeyCheck.h"
 #include "DocumentChecks.h"
 #include "DocumentPositions.h"
+#include "IntegerColumnCheck.h"
 #include "LibraryReader.h"
 
 int PT_VALIDATE_RESULT::ErrorCount() const
@@ -80,6 +81,7 @@ PT_VALIDATE_RESULT ValidateDocumentText(const std::string& sText, const PT_VALID
     CLibraryReader libraryReader(options.sModuleName);
     CDocumentChecker checker(positions, libraryReader, options, result.vecFinding);
     checker.Check(root);
+    CheckIntegerColumns(root, sText, positions, libraryReader, result.vecFinding);
 
     CPreviewAccelerator accelerator;
     std::string sReason;

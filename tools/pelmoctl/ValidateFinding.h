@@ -15,8 +15,11 @@ inline constexpr const char* UNKNOWN_MEMBER = "unknown-member";
 inline constexpr const char* SHARED_KEY = "shared-key";  // same content key as an earlier item
 inline constexpr const char* WINDOW_REVERSED = "window-reversed";
 inline constexpr const char* WINDOW_OVER = "window-over";
-inline constexpr const char* NOT_A_TIME = "not-a-time";  // a display time that is not whole seconds
-inline constexpr const char* REFUSED = "refused";        // the reader refuses it for a reason not named above
+inline constexpr const char* NOT_A_TIME = "not-a-time";            // a display time that is not whole seconds
+inline constexpr const char* INTEGER_CHANGED = "integer-changed";  // a number an integer column changes
+inline constexpr const char* TILE_RECREATED = "tile-recreated";    // a display period the tile key cannot find again
+inline constexpr const char* READ_BACK_EMPTY = "read-back-empty";  // an integer the read-back cannot write
+inline constexpr const char* REFUSED = "refused";                  // the reader refuses it for a reason not named above
 }  // namespace ValidateKind
 
 struct PT_VALIDATE_FINDING {

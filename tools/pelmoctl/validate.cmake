@@ -5,6 +5,7 @@ add_library(pelmoctl-validate STATIC
   ${CMAKE_CURRENT_LIST_DIR}/ValidateReport.cpp
   ${CMAKE_CURRENT_LIST_DIR}/DocumentChecks.cpp
   ${CMAKE_CURRENT_LIST_DIR}/ContentKeyCheck.cpp
+  ${CMAKE_CURRENT_LIST_DIR}/IntegerColumnCheck.cpp
   ${CMAKE_CURRENT_LIST_DIR}/LibraryReader.cpp
   ${CMAKE_CURRENT_LIST_DIR}/DocumentPositions.cpp
   ${CMAKE_CURRENT_LIST_DIR}/NameSuggestion.cpp)
