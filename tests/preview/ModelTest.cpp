@@ -189,9 +189,8 @@ TEST(IntegerValidator, CanonicalisesTheLeadingInteger)
 TEST(IntegerValidator, KeepsValuesPastThirtyTwoBitsOnEveryWordSize)
 {
     CPreviewDataUtil util;
-    EXPECT_EQ(util.IntegerValidator("2147483647"), "2147483647");
-    EXPECT_EQ(util.IntegerValidator("2147483648"), "2147483648");
-    EXPECT_EQ(util.IntegerValidator("4102444800"), "4102444800");
-    EXPECT_EQ(util.IntegerValidator("-2147483649"), "-2147483649");
-    EXPECT_EQ(util.IntegerValidator("9223372036854775807"), "9223372036854775807");
+    for (const char* sText : {"2147483647", "2147483648", "4102444800", "-2147483649", "9223372036854775807"}) {
+        EXPECT_EQ(util.IntegerValidator(sText), sText);
+    }
+    EXPECT_EQ(util.IntegerValidator(" 4102444800 UTC"), "4102444800");
 }
