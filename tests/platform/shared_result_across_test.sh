@@ -7,6 +7,7 @@ set -euo pipefail
 host=$1
 target=$2
 shift 2
+[ -x "$host" ] || { echo "FAIL: no probe of the machine's own build at $host" >&2; exit 1; }
 run_host() { "$host" "$@"; }
 target_cmd=("$@" "$target")
 trap 'rm -f /dev/shm/pelmo-across-$$-*' EXIT
