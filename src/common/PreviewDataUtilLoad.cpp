@@ -3,6 +3,7 @@
 #include <pelmo/ISQLiteCursor.h>
 #include <pelmo/TilesModel.h>
 
+#include <cinttypes>
 #include <vector>
 
 #include "PelmoAPI.h"
@@ -120,8 +121,8 @@ bool CPreviewDataUtil::GetTileItems(const std::string& sModuleName, const std::s
             }
             const uint64_t hash = CalcTileHash(sTitle, sSubtitle, sImageUrl, sActionPlay);
             tile->m_hash = hash;
-            PELMO_LOGD("Hash:[%zu]\ntitle:[%s]\nsubtitle:[%s]\nimageUrl:[%s]\nactionPlayUrl:[%s]",
-                       static_cast<size_t>(hash), sTitle.c_str(), sSubtitle.c_str(), sImageUrl.c_str(),
+            PELMO_LOGD("Hash:[%" PRIu64 "]\ntitle:[%s]\nsubtitle:[%s]\nimageUrl:[%s]\nactionPlayUrl:[%s]",
+                       hash, sTitle.c_str(), sSubtitle.c_str(), sImageUrl.c_str(),
                        sActionPlay.c_str());
             section->m_vecTileHash.push_back(hash);
         } catch (...) {

@@ -1,6 +1,7 @@
 // Reading a preview document into the model.
 #include <pelmo/TilesModel.h>
 
+#include <cinttypes>
 #include <cstdlib>
 #include <exception>
 #include <sstream>
@@ -158,7 +159,7 @@ void CPreviewDataUtil::GetTilesByJson(CPreviewAccelerator& accelerator, const Js
 
     if (DisplayPeriodIsPartOfTheKey(sModule)) sAction += sDisplayFrom + sDisplayUntil;
     const uint64_t hash = CalcTileHash(sTitle, sSubtitle, sImageUrl, sAction);
-    PELMO_LOGD("Hash:[%zu]\ntitle:[%s]\nsubtitle:[%s]\nimageUrl:[%s]\nactionPlayUrl:[%s]", static_cast<size_t>(hash),
+    PELMO_LOGD("Hash:[%" PRIu64 "]\ntitle:[%s]\nsubtitle:[%s]\nimageUrl:[%s]\nactionPlayUrl:[%s]", hash,
                sTitle.c_str(), sSubtitle.c_str(), sImageUrl.c_str(), sAction.c_str());
     pSection->m_vecTile.back()->m_hash = hash;
     pSection->m_vecTileHash.push_back(hash);
@@ -197,8 +198,10 @@ void CPreviewDataUtil::GetPropertyByJson(CPreviewAccelerator& accelerator, const
 
 std::string CPreviewDataUtil::IntegerValidator(std::string sValue)
 {
-    const long lValue = std::strtol(sValue.c_str(), nullptr, 10);
-    std::string sResult = std::to_string(lValue);
+    // The 64-bit conversion on every target: where long has 32 bits, strtol would clamp a
+    // display time after 2038 (or any id past 2147483647) to 2147483647.
+    const long long llValue = std::strtoll(sValue.c_str(), nullptr, 10);
+    std::string sResult = std::to_string(llValue);
     if (sResult.empty()) sResult = "0";
     return sResult;
 }

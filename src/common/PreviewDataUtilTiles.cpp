@@ -4,6 +4,7 @@
 #include <pelmo/TilesModel.h>
 
 #include <algorithm>
+#include <cinttypes>
 #include <iterator>
 
 #include "PelmoAPI.h"
@@ -92,7 +93,7 @@ void CPreviewDataUtil::DeleteExpiredTileItem(std::string sModuleName,
             continue;
         }
         const std::string& sId = pTile->m_mapProperty[Tiles::_ID].second;
-        PELMO_LOGI("[%2d][%zu][_ID:%s][%s]", iNumber++, static_cast<size_t>(key), sId.c_str(),
+        PELMO_LOGI("[%2d][%" PRIu64 "][_ID:%s][%s]", iNumber++, key, sId.c_str(),
                    pTile->m_mapProperty[Tiles::TILE_TITLE].second.c_str());
         vecIds.push_back(sId);
     }
@@ -127,7 +128,7 @@ void CPreviewDataUtil::CreateNewTileItem(std::string sModuleName, const std::sha
     for (uint64_t key : vecNew) {
         std::shared_ptr<CPreviewTile> pTile = FindTile(pNewSection, key, vecTaken);
         if (!pTile) continue;
-        PELMO_LOGI("[%2d][%zu][_ID:%s][%s]", iNumber++, static_cast<size_t>(key),
+        PELMO_LOGI("[%2d][%" PRIu64 "][_ID:%s][%s]", iNumber++, key,
                    pTile->m_mapProperty[Tiles::_ID].second.c_str(),
                    pTile->m_mapProperty[Tiles::TILE_TITLE].second.c_str());
         vecInsert.push_back(pTile);
@@ -202,7 +203,7 @@ void CPreviewDataUtil::UpdateCommonTileItem(std::string sModuleName,
             continue;
         }
         const std::string& sId = pOldTile->m_mapProperty[Tiles::_ID].second;
-        PELMO_LOGI("[%2d][%zu][_ID:%s][%s]", iNumber++, static_cast<size_t>(key), sId.c_str(),
+        PELMO_LOGI("[%2d][%" PRIu64 "][_ID:%s][%s]", iNumber++, key, sId.c_str(),
                    pOldTile->m_mapProperty[Tiles::TILE_TITLE].second.c_str());
         Json::Value row;
         row["bulk_update_row_id_key"] = sId;

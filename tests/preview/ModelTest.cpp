@@ -111,8 +111,39 @@ TEST(PreviewModel, BooleanTablesHoldBothValuesAtLoad)
 TEST(ContentKeys, FourEmptyTextsGiveTheHashOfEmptyCombined)
 {
     CPreviewDataUtil util;
-    const std::hash<std::string> h;
-    EXPECT_EQ(util.CalcTileHash("", "", "", ""), static_cast<uint64_t>(h("")) ^ (static_cast<uint64_t>(h("")) << 1));
+    EXPECT_EQ(util.CalcTileHash("", "", "", ""), CPreviewDataUtil::CalcSectionHash("", ""));
+    if constexpr (sizeof(size_t) == 8) {
+        const std::hash<std::string> h;
+        EXPECT_EQ(util.CalcTileHash("", "", "", ""), static_cast<uint64_t>(h("")) ^ (static_cast<uint64_t>(h("")) << 1));
+    }
+}
+
+// Keys are 64 bits wide on every target, 32-bit ones included, and equal to what the 64-bit
+// standard library's string hash gives: a publish sends the same requests in the same order
+// whatever the word size of the process that makes it.
+TEST(ContentKeys, AreTheSame64BitValuesOnEveryWordSize)
+{
+    const struct {
+        const char* sText;
+        uint64_t uKey;  // CalcSectionHash(sText, "") of a 64-bit process
+    } aKnown[] = {
+        {"", 0xff43b4b022ca7eb2ull},
+        {"a", 0xef30f9c4b44db9b7ull},
+        {"ab", 0xe63081ed141027a7ull},
+        {"abcdefg", 0x74934f109f23d673ull},
+        {"abcdefgh", 0xd24094c3b134cc67ull},
+        {"abcdefghi", 0x1e91b577b990de73ull},
+        {"Top", 0x97b23e9e2b4087e3ull},
+        {"s-top", 0xf7806bad234937f5ull},
+        {"0123456789abcdef", 0x39362a563aceb95aull},
+        {"0123456789abcdefX", 0x2c9d76733a8b5283ull},
+        {"\xc3\xa9t\xc3\xa9 \xff\x80", 0x537f427c857b3f12ull},
+    };
+    for (const auto& known : aKnown) {
+        EXPECT_EQ(CPreviewDataUtil::CalcSectionHash(known.sText, ""), known.uKey) << "text \"" << known.sText << "\"";
+    }
+    CPreviewDataUtil util;
+    EXPECT_EQ(util.CalcTileHash("Title", "Sub", "http://img/1.png", "play://1"), 0xda3c3ac13a66d41full);
 }
 
 TEST(ContentKeys, BoundaryBetweenConcatenatedTextsDoesNotMatter)
@@ -130,9 +161,13 @@ TEST(ContentKeys, ExchangingTitleAndSubtitleChangesTheHash)
 
 TEST(ContentKeys, SectionKeyCombinesTitleAndShiftedId)
 {
-    const std::hash<std::string> h;
-    EXPECT_EQ(CPreviewDataUtil::CalcSectionHash("T", "7"),
-              static_cast<uint64_t>(h("T")) ^ (static_cast<uint64_t>(h("7")) << 1));
+    if constexpr (sizeof(size_t) == 8) {
+        const std::hash<std::string> h;
+        EXPECT_EQ(CPreviewDataUtil::CalcSectionHash("T", "7"),
+                  static_cast<uint64_t>(h("T")) ^ (static_cast<uint64_t>(h("7")) << 1));
+    }
+    // The same combination, as a 64-bit process computes it, on every word size.
+    EXPECT_EQ(CPreviewDataUtil::CalcSectionHash("T", "7"), 0xee887acf05ea947aull);
     EXPECT_NE(CPreviewDataUtil::CalcSectionHash("T", "7"), CPreviewDataUtil::CalcSectionHash("7", "T"));
 }
 
@@ -147,4 +182,15 @@ TEST(IntegerValidator, CanonicalisesTheLeadingInteger)
     EXPECT_EQ(util.IntegerValidator(""), "0");
     EXPECT_EQ(util.IntegerValidator("99999999999999999999"), "9223372036854775807");
     EXPECT_EQ(util.IntegerValidator("-99999999999999999999"), "-9223372036854775808");
+}
+
+// Integer columns carry 64-bit values on every word size: a display window after 2038 (a time
+// past 2147483647) is stored as given by a 32-bit process too, not clamped to 2038-01-19.
+TEST(IntegerValidator, KeepsValuesPastThirtyTwoBitsOnEveryWordSize)
+{
+    CPreviewDataUtil util;
+    for (const char* sText : {"2147483647", "2147483648", "4102444800", "-2147483649", "9223372036854775807"}) {
+        EXPECT_EQ(util.IntegerValidator(sText), sText);
+    }
+    EXPECT_EQ(util.IntegerValidator(" 4102444800 UTC"), "4102444800");
 }

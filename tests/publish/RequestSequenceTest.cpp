@@ -81,11 +81,15 @@ protected:
 
     void ExpectSameAsRecording(const std::string& sName, const std::vector<CSentRequest>& vecSent)
     {
-        const std::string sActual = Describe(vecSent);
+        ExpectSameTextAsRecording(sName, Describe(vecSent));
+    }
+
+    void ExpectSameTextAsRecording(const std::string& sName, const std::string& sActual)
+    {
         const char* sRecordDir = std::getenv("PELMO_RECORD_REQUESTS_DIR");
         if (sRecordDir != nullptr && *sRecordDir != '\0') {
             std::ofstream(std::string(sRecordDir) + "/" + sName, std::ios::binary) << sActual;
-            FAIL() << "recorded " << vecSent.size() << " requests into " << sRecordDir << "/" << sName;
+            FAIL() << "recorded " << sActual.size() << " bytes into " << sRecordDir << "/" << sName;
         }
         std::ifstream in(std::string(PELMO_REQUESTS_DIR) + "/" + sName, std::ios::binary);
         ASSERT_TRUE(in.good()) << "no recording " << sName;
@@ -142,4 +146,18 @@ TEST_F(RequestSequenceTest, ReadBackSendsExactlyTheRecordedRequests)
     ASSERT_NE(pText, nullptr);
     finalize_json_bytes(pText);
     ExpectSameAsRecording("read_back.txt", vecSent);
+}
+
+// The stored preview as it reads back, byte for byte: a process of any architecture (and
+// against a store service of any architecture) reads back the same text.
+TEST_F(RequestSequenceTest, ReadBackGivesTheRecordedDocuments)
+{
+    for (const char* sName : {"first", "changed"}) {
+        ASSERT_EQ(set_preview_metadata(Example(std::string(sName) + ".json").c_str(), kModule), 1);
+        char* pText = get_preview_metadata(kModule);
+        ASSERT_NE(pText, nullptr);
+        const std::string sText = pText;
+        finalize_json_bytes(pText);
+        ExpectSameTextAsRecording(std::string("read_back_") + sName + ".json", sText);
+    }
 }

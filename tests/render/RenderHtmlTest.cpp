@@ -192,6 +192,22 @@ TEST(RenderPage, DisplayWindowIsShownAsDates)
     EXPECT_EQ(OnlyTile(Tile("T")).find("tile-window"), std::string::npos);
 }
 
+// Times past 2147483647 are dates after 2038-01-19, also where a process's long has 32 bits.
+TEST(RenderPage, DisplayWindowAfter2038IsShownAsItsDate)
+{
+    Json::Value tile = Tile("T");
+    tile["tile_display_from"] = Json::Int64(2147483648LL);   // 2038-01-19 03:14:08 UTC
+    tile["tile_display_until"] = Json::Int64(4102444800LL);  // 2100-01-01 00:00 UTC
+    const std::string sTile = OnlyTile(tile);
+    EXPECT_NE(
+        sTile.find("<time class=\"tile-window-from\" datetime=\"2038-01-19T03:14Z\">19 Jan 2038 03:14 UTC</time>"),
+        std::string::npos)
+        << sTile;
+    EXPECT_NE(sTile.find("<time class=\"tile-window-until\" datetime=\"2100-01-01\">1 Jan 2100</time>"),
+              std::string::npos)
+        << sTile;
+}
+
 TEST(RenderPage, TileWithoutTitleIsDrawnAsUntitled)
 {
     Json::Value tile = Tile("");

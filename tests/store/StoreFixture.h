@@ -26,7 +26,9 @@ protected:
         char sTemplate[] = "/tmp/pelmo-store-test.XXXXXX";
         ASSERT_NE(mkdtemp(sTemplate), nullptr);
         m_sDir = sTemplate;
-        m_options.sServicePath = PELMO_SERVICE_PATH;
+        // A build for another architecture runs its tests against this one's service as well.
+        const char* sService = getenv("PELMO_TEST_SERVICE_PATH");
+        m_options.sServicePath = (sService != nullptr && *sService != '\0') ? sService : PELMO_SERVICE_PATH;
         m_options.sDatabase = m_sDir + "/store.db";
         m_options.sLogFile = m_sDir + "/requests.log";
         std::string sError;
