@@ -14,6 +14,7 @@
 #include "HostStoreMode.h"
 #include "RenderCommand.h"
 #include "StoreCommands.h"
+#include "StudioCommand.h"
 #include "ValidateCommand.h"
 
 namespace {
@@ -33,6 +34,8 @@ const CCommand kCommands[] = {
     {"validate", RunValidateCommand, false, "validate FILE [--module M]     check a document without publishing it"},
     {"status", RunStatusCommand, true, "status MODULE                  why a preview is or is not shown"},
     {"render", RunRenderCommand, true, "render MODULE -o FILE.html     draw the stored preview as a page"},
+    {"studio", RunStudioCommand, true,
+     "studio [--port N]              the store as a live home screen in a local web page"},
 };
 
 void PrintUsage(FILE* pOut)
@@ -82,7 +85,8 @@ int main(int argc, char** argv)
     for (const CCommand& command : kCommands) {
         if (std::strcmp(argv[i], command.sName) != 0) continue;
         bool bHelp = false;
-        for (int j = i + 1; j < argc; ++j) bHelp = bHelp || !std::strcmp(argv[j], "--help") || !std::strcmp(argv[j], "-h");
+        for (int j = i + 1; j < argc; ++j)
+            bHelp = bHelp || !std::strcmp(argv[j], "--help") || !std::strcmp(argv[j], "-h");
         // The store is set up here, before any command that talks to it; asking for help
         // needs none.
         if (bHost && command.bNeedsStore && !bHelp) {
