@@ -305,4 +305,7 @@ TEST_F(StudioBrowserTest, AnswersOnlyGetOnItsOwnPathsForItsOwnHost)
               "HTTP/1.1 405 Method Not Allowed");
     EXPECT_EQ(StatusOf(RawHttp(m_studio.Port(), "GET /store.db HTTP/1.1\r\n" + sHost + "Connection: close\r\n\r\n")),
               "HTTP/1.1 404 Not Found");
+    EXPECT_EQ(StatusOf(RawHttp(m_studio.Port(), "GET /tile?module=org.example.none&id=1 HTTP/1.1\r\n" + sHost +
+                                                    "Connection: close\r\n\r\n")),
+              "HTTP/1.1 404 Not Found");
 }

@@ -92,6 +92,8 @@ int RunStudioCommand(int argc, char** argv)
     CStudioStoreWatch watch(log);
     CStudioServer server;
     server.SetSnapshot([&watch] { return watch.Snapshot(); });
+    server.SetTileDetails(
+        [&watch](const std::string& sModule, const std::string& sId) { return watch.TileDetails(sModule, sId); });
     std::string sAddress;
     if (!server.Listen(uPort, sAddress, sError)) return Fail("studio", sError);
     // The first look before the address is printed: a page opened at once shows the store.

@@ -84,7 +84,7 @@ const char kStudioScript[] = R"JS(
     header.appendChild(make("span", "studio-row-change", ""));
     row.appendChild(header);
     row.appendChild(make("div", "preview studio-row-sections"));
-    modules[name] = { row: row, details: {}, seen: {} };
+    modules[name] = { row: row, seen: {} };
     rows.appendChild(row);
     return row;
   }
@@ -106,11 +106,13 @@ const char kStudioScript[] = R"JS(
   function tilesOf(section) { return section.querySelectorAll(".tile:not(.is-ghost)"); }
   function setFocus(tile) {
     var all = document.querySelectorAll(".tile.is-focused");
-    for (var i = 0; i < all.length; ++i) all[i].classList.remove("is-focused");
+    for (var i = 0; i < all.length; ++i) if (all[i] !== tile) all[i].classList.remove("is-focused");
     if (!tile) { focus = null; return; }
+    var next = { module: tile.closest(".studio-row").getAttribute("data-module"), rowId: tile.getAttribute("data-row-id") };
+    var moved = !focus || focus.module !== next.module || focus.rowId !== next.rowId;
     tile.classList.add("is-focused");
-    focus = { module: tile.closest(".studio-row").getAttribute("data-module"), rowId: tile.getAttribute("data-row-id") };
-    if (tile.scrollIntoView) tile.scrollIntoView({ block: "nearest", inline: "nearest" });
+    focus = next;
+    if (moved && tile.scrollIntoView) tile.scrollIntoView({ block: "nearest", inline: "nearest" });
   }
   function restoreFocus() {
     var tile = null;
@@ -159,10 +161,7 @@ const char kStudioScript[] = R"JS(
     return "request #" + request.seq + ": " + request.method + " on " + (request.table || "-") + ", " +
       plural(request.rows || 0, "row") + (when ? ", at " + when : "");
   }
-  function fillDetails() {
-    if (!opened) return;
-    var info = modules[opened.module] && modules[opened.module].details[opened.rowId];
-    if (!info) { closeDetails(); return; }
+  function fillDetails(info) {
     var columns = info.columns || {};
     panel.textContent = "";
     panel.setAttribute("data-module", opened.module);
@@ -184,13 +183,25 @@ const char kStudioScript[] = R"JS(
     Object.keys(columns).sort().forEach(function (name) { row(table, name, columns[name]); });
     panel.appendChild(table);
     panel.appendChild(make("p", "details-close", "Escape closes"));
+    panel.hidden = false;
+  }
+  // The details of the opened tile as the studio knows them now; the panel closes when the
+  // tile is gone.
+  function loadDetails() {
+    if (!opened) return;
+    var asked = opened;
+    fetch("/tile?module=" + encodeURIComponent(asked.module) + "&id=" + encodeURIComponent(asked.rowId))
+      .then(function (answer) { return answer.ok ? answer.json() : null; })
+      .then(function (info) {
+        if (opened !== asked) return;
+        if (info) fillDetails(info); else closeDetails();
+      }, function () {});
   }
   function openDetails() {
     var current = document.querySelector(".tile.is-focused");
     if (!current) return;
     opened = { module: current.closest(".studio-row").getAttribute("data-module"), rowId: current.getAttribute("data-row-id") };
-    fillDetails();
-    panel.hidden = false;
+    loadDetails();
   }
   function closeDetails() {
     opened = null;
@@ -262,24 +273,39 @@ const char kStudioScript[] = R"JS(
     row.setAttribute("data-publishes", String(data.sync_count || 0));
     row.setAttribute("data-change-seq", String(data.change_seq || 0));
     row.setAttribute("data-tile-count", String(data.tiles || 0));
-    modules[data.module].details = data.details || {};
     // Only tiles still drawn, or deleted since the last completed publish, need remembering.
     var keep = {};
-    Object.keys(data.details || {}).forEach(function (id) { keep[id] = true; });
+    (data.tile_ids || []).forEach(function (id) { keep[id] = true; });
     (data.deleted || []).forEach(function (id) { keep[id] = true; });
     Object.keys(seen).forEach(function (id) { if (!keep[id]) delete seen[id]; });
     restoreFocus();
-    if (opened && opened.module === data.module) fillDetails();
+    if (opened && opened.module === data.module) loadDetails();
   }
   function applyGone(data) {
     if (modules[data.module]) { modules[data.module].row.remove(); delete modules[data.module]; }
     if (opened && opened.module === data.module) closeDetails();
     restoreFocus();
   }
+  // Events that arrive faster than the page draws are drawn together: of several states of
+  // one module only the last is drawn, and its marks say what changed since the last publish.
+  var queue = [];
+  var drawing = false;
+  function drain() {
+    drawing = false;
+    var batch = queue;
+    queue = [];
+    var last = {};
+    batch.forEach(function (item, i) { if (item.kind === "module") last[item.data.module] = i; });
+    batch.forEach(function (item, i) {
+      if (item.kind === "module" && last[item.data.module] !== i) return;
+      item.apply(item.data);
+    });
+  }
   function handle(kind, apply) {
     source.addEventListener(kind, function (e) {
-      apply(JSON.parse(e.data));
+      queue.push({ kind: kind, apply: apply, data: JSON.parse(e.data) });
       document.body.setAttribute("data-events", String(++received));
+      if (!drawing) { drawing = true; setTimeout(drain, 0); }
     });
   }
   document.addEventListener("keydown", function (e) {

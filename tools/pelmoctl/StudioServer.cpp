@@ -5,9 +5,9 @@
 #include "StudioPage.h"
 
 namespace {
-// A page that stops reading is dropped once this many chunks wait for it; its browser opens
-// the stream again and gets a fresh snapshot, so nothing piles up in the studio.
-constexpr unsigned kMaxPendingChunks = 256;
+// A page that stops reading is dropped once this much waits for it; its browser opens the
+// stream again and gets a fresh snapshot, so nothing piles up in the studio.
+constexpr size_t kMaxPendingBytes = 4u * 1024u * 1024u;
 
 void Reply(SoupServerMessage* pMessage, unsigned uStatus, const char* sText)
 {
@@ -68,7 +68,8 @@ bool CStudioServer::HostAllowed(SoupServerMessage* pMessage) const
     return sHost == "127.0.0.1" + sPort || sHost == "localhost" + sPort;
 }
 
-void CStudioServer::OnRequest(SoupServer*, SoupServerMessage* pMessage, const char* sPath, GHashTable*, gpointer pUser)
+void CStudioServer::OnRequest(SoupServer*, SoupServerMessage* pMessage, const char* sPath, GHashTable* pQuery,
+                              gpointer pUser)
 {
     auto* pSelf = static_cast<CStudioServer*>(pUser);
     SoupMessageHeaders* pHeaders = soup_server_message_get_response_headers(pMessage);
@@ -98,6 +99,23 @@ void CStudioServer::OnRequest(SoupServer*, SoupServerMessage* pMessage, const ch
         pSelf->StartStream(pMessage);
         return;
     }
+    if (sWhere == "/tile" && pSelf->m_details) {
+        const char* sModule =
+            pQuery != nullptr ? static_cast<const char*>(g_hash_table_lookup(pQuery, "module")) : nullptr;
+        const char* sId = pQuery != nullptr ? static_cast<const char*>(g_hash_table_lookup(pQuery, "id")) : nullptr;
+        const Json::Value details =
+            sModule != nullptr && sId != nullptr ? pSelf->m_details(sModule, sId) : Json::Value();
+        if (details.isNull()) {
+            Reply(pMessage, SOUP_STATUS_NOT_FOUND, "No such tile.\n");
+            return;
+        }
+        Json::StreamWriterBuilder builder;
+        builder["indentation"] = "";
+        const std::string sJson = Json::writeString(builder, details);
+        soup_server_message_set_status(pMessage, SOUP_STATUS_OK, nullptr);
+        soup_server_message_set_response(pMessage, "application/json", SOUP_MEMORY_COPY, sJson.data(), sJson.size());
+        return;
+    }
     Reply(pMessage, SOUP_STATUS_NOT_FOUND, "Not found.\n");
 }
 
@@ -110,7 +128,7 @@ void CStudioServer::StartStream(SoupServerMessage* pMessage)
     // Written chunks are let go at once instead of kept for the whole stream.
     soup_message_body_set_accumulate(soup_server_message_get_response_body(pMessage), FALSE);
     g_object_ref(pMessage);
-    m_mapClient[pMessage] = 0;
+    m_mapClient[pMessage] = CPending();
     g_signal_connect(pMessage, "finished", G_CALLBACK(&CStudioServer::OnClientFinished), this);
     g_signal_connect(pMessage, "wrote-chunk", G_CALLBACK(&CStudioServer::OnChunkWritten), this);
     std::string sFirst = "retry: 500\n\n";
@@ -124,12 +142,14 @@ void CStudioServer::Send(SoupServerMessage* pMessage, const std::string& sText)
 {
     auto it = m_mapClient.find(pMessage);
     if (it == m_mapClient.end()) return;
-    if (++it->second > kMaxPendingChunks) {
+    if (it->second.uBytes + sText.size() > kMaxPendingBytes) {
         soup_message_body_complete(soup_server_message_get_response_body(pMessage));
         soup_server_message_unpause(pMessage);
         Drop(pMessage);
         return;
     }
+    it->second.dequeChunk.push_back(sText.size());
+    it->second.uBytes += sText.size();
     soup_message_body_append(soup_server_message_get_response_body(pMessage), SOUP_MEMORY_COPY, sText.data(),
                              sText.size());
     soup_server_message_unpause(pMessage);
@@ -139,7 +159,9 @@ void CStudioServer::OnChunkWritten(SoupServerMessage* pMessage, gpointer pUser)
 {
     auto* pSelf = static_cast<CStudioServer*>(pUser);
     auto it = pSelf->m_mapClient.find(pMessage);
-    if (it != pSelf->m_mapClient.end() && it->second > 0) --it->second;
+    if (it == pSelf->m_mapClient.end() || it->second.dequeChunk.empty()) return;
+    it->second.uBytes -= it->second.dequeChunk.front();
+    it->second.dequeChunk.pop_front();
 }
 
 void CStudioServer::OnClientFinished(SoupServerMessage* pMessage, gpointer pUser)

@@ -108,6 +108,13 @@ Json::Value RequestSummary(const Json::Value& entry)
 
 }  // namespace
 
+Json::Value CStudioStoreWatch::TileDetails(const std::string& sModule, const std::string& sRowId) const
+{
+    auto it = m_mapModule.find(sModule);
+    if (it == m_mapModule.end() || !it->second.details.isMember(sRowId)) return Json::Value();
+    return it->second.details[sRowId];
+}
+
 Json::Value CStudioStoreWatch::StoreState() const
 {
     Json::Value state(Json::objectValue);
@@ -261,7 +268,10 @@ bool CStudioStoreWatch::Refresh(const Json::Value& listing, CModule& module, boo
     event["last_change"] = bFirstSight ? Json::Value() : change;
     event["marks"] = marks;
     event["deleted"] = deleted;
-    event["details"] = details;
+    // Details travel only when the page asks for one tile: a row's event stays small.
+    module.details = details;
+    event["tile_ids"] = Json::Value(Json::arrayValue);
+    for (const std::string& sId : details.getMemberNames()) event["tile_ids"].append(sId);
     return true;
 }
 

@@ -28,11 +28,15 @@ public:
     std::vector<PT_STUDIO_EVENT> Snapshot() const;
     // The store's availability as last seen, for the "store" event.
     Json::Value StoreState() const;
+    // What the details panel shows of one tile, as of the last look; null when the module has
+    // no tile of that row id.
+    Json::Value TileDetails(const std::string& sModule, const std::string& sRowId) const;
 
 private:
     struct CModule {
         Json::Value listing;  // the module's entry of the "modules" answer at the last read
         Json::Value event;    // the last "module" event sent for it
+        Json::Value details;  // tile row id -> what the details panel shows of it
         // As at the end of the last completed publish: marks say what changed since then, also
         // when the page was sent a state in the middle of the publish.
         Json::Value baseListing;
