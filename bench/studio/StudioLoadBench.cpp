@@ -16,6 +16,7 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <chrono>
 #include <cstdio>
 #include <cstdlib>
@@ -83,7 +84,7 @@ std::string PageCounts()
     return "Array.from(document.querySelectorAll('.studio-row')).map(function (r) { return "
            "r.getAttribute('data-module') "
            "+ ' ' + r.getAttribute('data-publishes') + ' ' + r.getAttribute('data-tile-count') + ' ' + "
-           "r.querySelectorAll('.tile:not(.is-ghost)').length; }).join(';')";
+           "r.querySelectorAll('.tile:not(.is-ghost)').length; }).sort().join(';')";
 }
 
 }  // namespace
@@ -148,7 +149,7 @@ int main(int argc, char** argv)
         std::fflush(stdout);
     }
 
-    std::string sExpected;
+    std::vector<std::string> vecExpected;
     int iTotal = 0, iFailed = 0;
     for (size_t i = 0; i < vecClients.size(); ++i) {
         std::string sOut;
@@ -163,11 +164,13 @@ int main(int argc, char** argv)
         if (std::sscanf(sOut.c_str(), "p %d %d", &iPublishes, &iFailures) != 2) iFailures = 1;
         iTotal += iPublishes;
         iFailed += iFailures;
-        if (!sExpected.empty()) sExpected += ";";
         const int iTiles = kSections * kTilesPerSection;
-        sExpected += "org.example.studio" + std::to_string(i) + " " + std::to_string(iPublishes) + " " +
-                     std::to_string(iTiles) + " " + std::to_string(iTiles);
+        vecExpected.push_back("org.example.studio" + std::to_string(i) + " " + std::to_string(iPublishes) + " " +
+                              std::to_string(iTiles) + " " + std::to_string(iTiles));
     }
+    std::sort(vecExpected.begin(), vecExpected.end());
+    std::string sExpected;
+    for (const std::string& sModule : vecExpected) sExpected += (sExpected.empty() ? "" : ";") + sModule;
     const auto ended = std::chrono::steady_clock::now();
     // The page must come to count every publish of every module and show the last documents.
     const std::string sWait =

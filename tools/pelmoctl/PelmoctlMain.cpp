@@ -32,6 +32,7 @@ const CCommand kCommands[] = {
     {"get", RunGetCommand, true, "get MODULE                     print the stored preview"},
     {"withdraw", RunWithdrawCommand, true, "withdraw MODULE                remove the module's preview"},
     {"validate", RunValidateCommand, false, "validate FILE [--module M]     check a document without publishing it"},
+    {"schema", RunSchemaCommand, false, "schema                         print the JSON Schema of a preview document"},
     {"status", RunStatusCommand, true, "status MODULE                  why a preview is or is not shown"},
     {"render", RunRenderCommand, true, "render MODULE -o FILE.html     draw the stored preview as a page"},
     {"studio", RunStudioCommand, true,

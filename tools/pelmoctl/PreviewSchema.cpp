@@ -87,7 +87,10 @@ Json::Value MemberSchema(const PT_SCHEMA_MEMBER& member)
             schema["type"] = Types({"string", "null"});
             break;
         case EKind::kInteger:
-            schema["type"] = Types({"integer", "null"});
+            // Documents written by hand give whole numbers as decimal text too; the library takes both.
+            schema["anyOf"][0]["type"] = Types({"integer", "null"});
+            schema["anyOf"][1]["type"] = "string";
+            schema["anyOf"][1]["pattern"] = "^-?[0-9]+$";
             break;
         case EKind::kBoolean:
             schema["type"] = Types({"boolean", "null"});
