@@ -3,6 +3,7 @@ add_library(pelmoctl-validate STATIC
   ${CMAKE_CURRENT_LIST_DIR}/ValidateCommand.cpp
   ${CMAKE_CURRENT_LIST_DIR}/ValidateDocument.cpp
   ${CMAKE_CURRENT_LIST_DIR}/ValidateReport.cpp
+  ${CMAKE_CURRENT_LIST_DIR}/ValidateJsonReport.cpp
   ${CMAKE_CURRENT_LIST_DIR}/DocumentChecks.cpp
   ${CMAKE_CURRENT_LIST_DIR}/ContentKeyCheck.cpp
   ${CMAKE_CURRENT_LIST_DIR}/LibraryReader.cpp
