@@ -14,7 +14,18 @@
 #include "HostStoreMode.h"
 #include "RenderCommand.h"
 #include "StoreCommands.h"
+#ifdef PELMO_HAVE_STUDIO
 #include "StudioCommand.h"
+#else
+// Built without libsoup 3: the command is there to say so.
+static int RunStudioCommand(int, char**)
+{
+    std::fprintf(stderr,
+                 "pelmoctl: studio: this pelmoctl was built without libsoup 3; install libsoup-3.0-dev (bash "
+                 "scripts/setup-deps.sh does) and build it again\n");
+    return 1;
+}
+#endif
 #include "ValidateCommand.h"
 
 namespace {
