@@ -26,6 +26,7 @@
 #include <thread>
 #include <vector>
 
+#include "BenchClients.h"
 #include "BenchPreview.h"
 #include "BenchStore.h"
 #include "DevToolsPipe.h"
@@ -121,23 +122,12 @@ int main(int argc, char** argv)
                 iClients, iSeconds, kSections * kTilesPerSection);
     const long lRssStart = RssKb(studio.Pid());
 
-    char sSelf[PATH_MAX] = {};
-    if (readlink("/proc/self/exe", sSelf, sizeof sSelf - 1) <= 0) return 1;
     std::vector<std::pair<pid_t, int>> vecClients;
     for (int i = 0; i < iClients; ++i) {
-        int aPipe[2];
-        if (pipe(aPipe) != 0) return 1;
-        const pid_t pid = fork();
-        if (pid == 0) {
-            dup2(aPipe[1], STDOUT_FILENO);
-            close(aPipe[0]);
-            close(aPipe[1]);
-            const std::string sClient = std::to_string(i), sTime = std::to_string(iSeconds);
-            execl(sSelf, sSelf, "--client", sClient.c_str(), sTime.c_str(), static_cast<char*>(nullptr));
-            _exit(127);
-        }
-        close(aPipe[1]);
-        vecClients.emplace_back(pid, aPipe[0]);
+        pid_t pid = -1;
+        int iOut = -1;
+        if (!BenchClients::Start(i, std::to_string(iSeconds), pid, iOut)) return 1;
+        vecClients.emplace_back(pid, iOut);
     }
     std::printf("%8s %14s %14s\n", "seconds", "studio RSS kB", "page events");
     std::printf("%8d %14ld %14s\n", 0, lRssStart, "-");
