@@ -52,9 +52,9 @@ step "publish examples/previews/changed.json: one section gone, one new, tiles c
 step "publish changed.json again: nothing changed, yet every kept item is rewritten and counted as updated"
 "$pelmoctl" --host "$store" publish "$module" examples/previews/changed.json --summary
 step "read back: what the store holds for $module (sections and tiles as the home screen gets them)"
-"$pelmoctl" --host "$store" get "$module" | awk '
-  /"section_title"/ { sub(/^ */, ""); print "  section " $0 }
-  /"tile_title"/ { sub(/^ */, ""); print "    tile " $0 }'
+"$pelmoctl" --host "$store" get "$module" | awk -F'"' '
+  $2 == "section_title" { print "  section: " $4 }
+  $2 == "tile_title" { print "    tile: " $4 }'
 echo "  (all of it: $pelmoctl --host $store get $module)"
 echo
 echo "done in $(( $(date +%s) - start )) s. Try next:"
