@@ -41,6 +41,12 @@ fi
 echo "setup: installing ${#missing[@]} packages: ${missing[*]}"
 export DEBIAN_FRONTEND=noninteractive
 apt_opts=(-o DPkg::Lock::Timeout=600)
+# A line every few seconds while apt works, so that a slow mirror or a large package never
+# looks like a hang.
+( while sleep 8; do echo "setup: still working..."; done ) &
+heartbeat=$!
+trap 'kill $heartbeat 2>/dev/null || true' EXIT
+echo "setup: reading the package lists (apt-get update)"
 $sudo_cmd apt-get "${apt_opts[@]}" update -qq >/dev/null
 # A line every few packages fetched and set up, so that a long install shows it is moving.
 set +e
@@ -55,6 +61,7 @@ $sudo_cmd apt-get "${apt_opts[@]}" install -y --no-install-recommends "${missing
   done
 status=${PIPESTATUS[0]}
 set -e
+kill $heartbeat 2>/dev/null || true
 if [ "$status" -ne 0 ]; then
   echo "setup: apt-get failed (exit $status)" >&2
   exit "$status"
