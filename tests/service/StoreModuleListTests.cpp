@@ -4,25 +4,13 @@
 
 #include "StoreTestSupport.h"
 
-namespace {
-Json::Value Parse(const std::string& sText)
-{
-    Json::Value value;
-    Json::CharReaderBuilder builder;
-    std::string sErrors;
-    std::unique_ptr<Json::CharReader> pReader(builder.newCharReader());
-    EXPECT_TRUE(pReader->parse(sText.data(), sText.data() + sText.size(), &value, &sErrors)) << sText;
-    return value;
-}
-}  // namespace
-
 class StoreModuleList : public CStoreFixture {
 protected:
     Json::Value Modules(const std::string& sCaller = "org.example.tool")
     {
         const CStoreReply reply = CallText("modules", sCaller, "");
         EXPECT_TRUE(reply.bResult) << reply.sOutput;
-        return Parse(reply.sOutput);
+        return ParseAnswer(reply.sOutput);
     }
     long long AddPositionedAccelerator(const std::string& sModule, const std::string& sTitle, const char* sPosition)
     {

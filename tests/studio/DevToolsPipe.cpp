@@ -12,6 +12,8 @@
 #include <memory>
 #include <thread>
 
+#include "ChildProcess.h"
+
 namespace {
 std::string Compact(const Json::Value& value)
 {
@@ -39,25 +41,12 @@ bool CDevToolsPipe::Start(const std::string& sChromium, const std::string& sProf
         sError = std::string("pipe: ") + std::strerror(errno);
         return false;
     }
-    const std::vector<std::string> vecArgv = {sChromium,
-                                              "--headless",
-                                              "--no-sandbox",
-                                              "--disable-gpu",
-                                              "--disable-dev-shm-usage",
-                                              "--no-first-run",
-                                              "--no-default-browser-check",
-                                              "--disable-extensions",
-                                              "--disable-background-networking",
-                                              "--disable-component-update",
-                                              "--disable-sync",
-                                              "--disable-background-timer-throttling",
-                                              "--disable-renderer-backgrounding",
-                                              "--user-data-dir=" + sProfileDir,
-                                              "--disk-cache-dir=" + sProfileDir + "/cache",
-                                              "--host-resolver-rules=MAP * ~NOTFOUND , EXCLUDE 127.0.0.1",
-                                              "--window-size=1280,900",
-                                              "--remote-debugging-pipe",
-                                              "about:blank"};
+    std::vector<std::string> vecArgv = HeadlessChromiumArgs(sChromium, sProfileDir);
+    for (const char* sArg : {"--disable-background-timer-throttling", "--disable-renderer-backgrounding",
+                             "--host-resolver-rules=MAP * ~NOTFOUND , EXCLUDE 127.0.0.1", "--window-size=1280,900",
+                             "--remote-debugging-pipe", "about:blank"}) {
+        vecArgv.push_back(sArg);
+    }
     const std::string sLog = sProfileDir + ".log";
     m_pid = fork();
     if (m_pid < 0) {
