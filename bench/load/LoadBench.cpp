@@ -32,6 +32,7 @@
 #include <string>
 #include <vector>
 
+#include "BenchClients.h"
 #include "BenchPreview.h"
 #include "BenchServiceMemory.h"
 #include "BenchStore.h"
@@ -47,10 +48,14 @@ std::string DocumentFor(int iClient, int iPublish)
 {
     const int iRound = iPublish / 4;
     switch (iPublish % 4) {
-    case 0: return BenchPreview::MakeDocument(iClient * 1000 + iRound, 0);
-    case 1: return BenchPreview::MakeDocument(iClient * 1000 + iRound, 0);
-    case 2: return BenchPreview::MakeDocument(iClient * 1000 + iRound, 2);
-    default: return BenchPreview::MakeDocument(iClient * 1000 + iRound, 5);
+        case 0:
+            return BenchPreview::MakeDocument(iClient * 1000 + iRound, 0);
+        case 1:
+            return BenchPreview::MakeDocument(iClient * 1000 + iRound, 0);
+        case 2:
+            return BenchPreview::MakeDocument(iClient * 1000 + iRound, 2);
+        default:
+            return BenchPreview::MakeDocument(iClient * 1000 + iRound, 5);
     }
 }
 
@@ -70,7 +75,8 @@ int RunClient(int iClient, int iPublishes)
         const std::string sDocument = DocumentFor(iClient, k);
         const auto start = std::chrono::steady_clock::now();
         const int iResult = set_preview_metadata(sDocument.c_str(), sModule.c_str());
-        const double dMicros = std::chrono::duration<double, std::micro>(std::chrono::steady_clock::now() - start).count();
+        const double dMicros =
+            std::chrono::duration<double, std::micro>(std::chrono::steady_clock::now() - start).count();
         std::printf("t %.0f\n", dMicros);
         std::string sDifference;
         if (iResult != 1) {
@@ -172,8 +178,6 @@ int main(int argc, char** argv)
     const double dCpuBefore = CpuSeconds(servicePid);
     const long lRssAtStart = ProcField(servicePid, "VmRSS:");
 
-    char sSelf[PATH_MAX] = {};
-    if (readlink("/proc/self/exe", sSelf, sizeof sSelf - 1) <= 0) return 1;
     struct CClient {
         pid_t pid;
         int iOut;
@@ -182,20 +186,11 @@ int main(int argc, char** argv)
     std::vector<CClient> vecClients;
     const auto start = std::chrono::steady_clock::now();
     for (int i = 0; i < iClients; ++i) {
-        int aPipe[2];
-        if (pipe(aPipe) != 0) return 1;
-        const pid_t pid = fork();
-        if (pid == 0) {
-            dup2(aPipe[1], STDOUT_FILENO);
-            close(aPipe[0]);
-            close(aPipe[1]);
-            const std::string sClient = std::to_string(i), sPublishes = std::to_string(iPublishes);
-            execl(sSelf, sSelf, "--client", sClient.c_str(), sPublishes.c_str(), static_cast<char*>(nullptr));
-            _exit(127);
-        }
-        close(aPipe[1]);
-        fcntl(aPipe[0], F_SETFL, O_NONBLOCK);
-        vecClients.push_back({pid, aPipe[0], ""});
+        pid_t pid = -1;
+        int iOut = -1;
+        if (!BenchClients::Start(i, std::to_string(iPublishes), pid, iOut)) return 1;
+        fcntl(iOut, F_SETFL, O_NONBLOCK);
+        vecClients.push_back({pid, iOut, ""});
     }
 
     // While the clients run: read their output and watch the service's memory per request.
@@ -216,7 +211,8 @@ int main(int argc, char** argv)
             if (client.iOut < 0) continue;
             char aBuffer[4096];
             ssize_t n;
-            while ((n = read(client.iOut, aBuffer, sizeof aBuffer)) > 0) client.sText.append(aBuffer, static_cast<size_t>(n));
+            while ((n = read(client.iOut, aBuffer, sizeof aBuffer)) > 0)
+                client.sText.append(aBuffer, static_cast<size_t>(n));
             if (n == 0) {
                 close(client.iOut);
                 client.iOut = -1;
@@ -228,7 +224,8 @@ int main(int argc, char** argv)
             lRssAt1000 = ProcField(servicePid, "VmRSS:");
             memoryAt1000 = BenchServiceMemory::Ask();
         }
-        if (uSoFar >= (vecRssSeries.size() + 1) * 2500) vecRssSeries.emplace_back(uSoFar, ProcField(servicePid, "VmRSS:"));
+        if (uSoFar >= (vecRssSeries.size() + 1) * 2500)
+            vecRssSeries.emplace_back(uSoFar, ProcField(servicePid, "VmRSS:"));
     }
     int iFailedClients = 0;
     for (const CClient& client : vecClients) {

@@ -88,6 +88,7 @@ CStoreReply CStoreRequestHandler::Dispatch(const std::string& sMethod, const std
         kTerminate,
         kJournal,
         kStats,
+        kModules,
         kUnknown
     };
     Method eMethod = Method::kUnknown;
@@ -102,6 +103,7 @@ CStoreReply CStoreRequestHandler::Dispatch(const std::string& sMethod, const std
     else if (sMethod == "terminate_service") eMethod = Method::kTerminate;
     else if (sMethod == "journal") eMethod = Method::kJournal;
     else if (sMethod == "stats") eMethod = Method::kStats;
+    else if (sMethod == "modules") eMethod = Method::kModules;
     if (eMethod == Method::kUnknown) return Refuse("unknown method: " + CQueryGrammar::Excerpt(sMethod, 64));
 
     if (sModule.empty()) return Refuse("empty module name");
@@ -131,6 +133,8 @@ CStoreReply CStoreRequestHandler::Dispatch(const std::string& sMethod, const std
         return JournalRequest(sModule, sInput);
     case Method::kStats:
         return StatsRequest(sModule);
+    case Method::kModules:
+        return ModulesRequest(sModule);
     default:
         break;
     }

@@ -42,6 +42,11 @@ public:
     // their own.
     void SetClock(std::function<std::time_t()> clock) { m_clock = std::move(clock); }
 
+    // Which registered modules a caller may see in the "modules" answer. Without one set,
+    // every caller sees every module: any peer may name any package in a call.
+    using ModuleVisibility = std::function<bool(const std::string& sCaller, const std::string& sModule)>;
+    void SetModuleVisibility(ModuleVisibility visible) { m_moduleVisible = std::move(visible); }
+
 private:
     CStoreReply Dispatch(const std::string& sMethod, const std::string& sModule, const std::string& sInput);
 
@@ -56,6 +61,8 @@ private:
     // StoreToolingRequests.cpp: methods that pelmoctl and people use, never the library.
     CStoreReply JournalRequest(const std::string& sModule, const std::string& sInput);
     CStoreReply StatsRequest(const std::string& sModule);
+    // StoreModuleList.cpp: the registered modules, for a tool that shows them all.
+    CStoreReply ModulesRequest(const std::string& sCaller);
 
     // StoreReadRequests.cpp
     CStoreReply Select(const std::string& sModule, const Json::Value& root);
@@ -69,6 +76,7 @@ private:
     CModuleActivity m_activity;
     CRequestJournal m_journal;
     std::function<std::time_t()> m_clock = [] { return std::time(nullptr); };
+    ModuleVisibility m_moduleVisible;
     long long m_llRequestId = 0;
 };
 

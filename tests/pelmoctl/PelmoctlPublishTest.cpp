@@ -129,8 +129,28 @@ TEST_F(PelmoctlPublish, DocumentTheLibraryRefusesFailsInOneLineAndChangesNothing
     RegisterAndPublish("org.example.player", Example("first.json"));
     const std::string sBefore = DumpStore();
     const std::string sPath = WriteFile("array.json", "[1, 2, 3]\n");
-    ExpectOneLineFailure(Host({"publish", "org.example.player", sPath}), "publish", "the library refused the document");
+    // The reason in the document's terms, as the offline check words it.
+    ExpectOneLineFailure(Host({"publish", "org.example.player", sPath}), "publish",
+                         "the document was refused, nothing was changed: $ (line 1): the document is an array");
+    const std::string sTitles =
+        WriteFile("titles.json", "{\"sections\": [{\"section_id\": 1,\n  \"section_title\": [\"A\"]}]}");
+    ExpectOneLineFailure(Host({"publish", "org.example.player", sTitles}), "publish",
+                         "nothing was changed: sections[0].section_title (line 2): an array");
     EXPECT_EQ(DumpStore(), sBefore);
+}
+
+TEST_F(PelmoctlPublish, SummaryIsOneLineWithWhatIsStoredAndTheRequestsSent)
+{
+    ASSERT_EQ(Host({"register", "org.example.player"}).iExit, 0);
+    const CToolResult first = Host({"publish", "org.example.player", Example("first.json"), "--summary"});
+    EXPECT_EQ(first.iExit, 0) << first.sErr;
+    EXPECT_EQ(first.sOut.rfind("sections +3 -0 ~0 =3, tiles +7 -0 ~0 =7: ", 0), 0u) << first.sOut;
+    const CToolResult changed = Host({"publish", "org.example.player", Example("changed.json"), "--summary"});
+    EXPECT_EQ(changed.sOut.rfind("sections +1 -1 ~2 =3, tiles +4 -4 ~3 =7: ", 0), 0u) << changed.sOut;
+    // An unchanged republish rewrites every kept item: all counted as updated.
+    const CToolResult again = Host({"publish", "org.example.player", Example("changed.json"), "--summary"});
+    EXPECT_EQ(again.sOut.rfind("sections +0 -0 ~3 =3, tiles +0 -0 ~7 =7: ", 0), 0u) << again.sOut;
+    EXPECT_NE(again.sOut.find(" requests\n"), std::string::npos) << again.sOut;
 }
 
 TEST_F(PelmoctlPublish, UnregisteredModuleFailsInOneLineAndChangesNothing)

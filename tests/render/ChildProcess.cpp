@@ -100,3 +100,20 @@ std::vector<std::string> SplitLines(const std::string& sText)
     while (std::getline(lines, sLine)) vecLines.push_back(sLine);
     return vecLines;
 }
+
+std::vector<std::string> HeadlessChromiumArgs(const std::string& sChromium, const std::string& sProfile)
+{
+    return {sChromium,
+            "--headless",
+            "--no-sandbox",
+            "--disable-gpu",
+            "--disable-dev-shm-usage",
+            "--no-first-run",
+            "--no-default-browser-check",
+            "--disable-extensions",
+            "--disable-background-networking",
+            "--disable-component-update",
+            "--disable-sync",
+            "--user-data-dir=" + sProfile,
+            "--disk-cache-dir=" + sProfile + "/cache"};
+}

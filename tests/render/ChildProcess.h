@@ -27,3 +27,7 @@ std::string FindInPath(const std::string& sProgram);
 
 // Lines of a text, without their line feeds; a last line without one counts too.
 std::vector<std::string> SplitLines(const std::string& sText);
+
+// The arguments every headless Chromium of the tests starts with: no sandbox, GPU, first-run
+// pages, extensions or background traffic, its profile and cache in sProfile.
+std::vector<std::string> HeadlessChromiumArgs(const std::string& sChromium, const std::string& sProfile);

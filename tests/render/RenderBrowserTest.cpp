@@ -143,21 +143,9 @@ protected:
     // host name, so that tile images on the network fail at once, as they do offline.
     PT_CHILD_RESULT Chromium(const std::string& sPage, const std::vector<std::string>& vecExtra)
     {
-        std::vector<std::string> vecArgv = {m_sChromium,
-                                            "--headless",
-                                            "--no-sandbox",
-                                            "--disable-gpu",
-                                            "--disable-dev-shm-usage",
-                                            "--no-first-run",
-                                            "--no-default-browser-check",
-                                            "--disable-extensions",
-                                            "--disable-background-networking",
-                                            "--disable-component-update",
-                                            "--disable-sync",
-                                            "--user-data-dir=" + m_sProfile,
-                                            "--disk-cache-dir=" + m_sProfile + "/cache",
-                                            "--host-resolver-rules=MAP * ~NOTFOUND",
-                                            "--virtual-time-budget=5000"};
+        std::vector<std::string> vecArgv = HeadlessChromiumArgs(m_sChromium, m_sProfile);
+        vecArgv.push_back("--host-resolver-rules=MAP * ~NOTFOUND");
+        vecArgv.push_back("--virtual-time-budget=5000");
         vecArgv.insert(vecArgv.end(), vecExtra.begin(), vecExtra.end());
         vecArgv.push_back("file://" + sPage);
         // Its crash-report and settings folders go into the profile folder too, not into HOME.

@@ -79,8 +79,7 @@ Json::Value CStoreFixture::Envelope(const std::string& sUri, const std::string& 
     return envelope;
 }
 
-const CResultTable* CStoreFixture::Select(const std::string& sModule, const Json::Value& envelope,
-                                          std::string* pReason)
+const CResultTable* CStoreFixture::Select(const std::string& sModule, const Json::Value& envelope, std::string* pReason)
 {
     const CStoreReply reply = Call("select", sModule, envelope);
     if (!reply.bResult) {
@@ -105,4 +104,14 @@ CRowCounts CStoreFixture::Counts()
     counts.llSections = m_pDatabase->CountRows("sections");
     counts.llTiles = m_pDatabase->CountRows("tiles");
     return counts;
+}
+
+Json::Value ParseAnswer(const std::string& sText)
+{
+    Json::Value value;
+    Json::CharReaderBuilder builder;
+    std::string sErrors;
+    std::unique_ptr<Json::CharReader> pReader(builder.newCharReader());
+    EXPECT_TRUE(pReader->parse(sText.data(), sText.data() + sText.size(), &value, &sErrors)) << sText;
+    return value;
 }

@@ -4,7 +4,6 @@
 
 #include <gtest/gtest.h>
 #include <json/json.h>
-
 #include <stdlib.h>
 
 #include <cstdlib>
@@ -53,6 +52,9 @@ struct CRowCounts {
     }
 };
 std::ostream& operator<<(std::ostream& stream, const CRowCounts& counts);
+
+// A tooling method's answer parsed as JSON; a failure of the test when it is not JSON.
+Json::Value ParseAnswer(const std::string& sText);
 
 class CStoreFixture : public ::testing::Test {
 protected:

@@ -6,19 +6,82 @@
 // on the database PATH (default: an in-memory one). With a command, runs it with
 // DBUS_SYSTEM_BUS_ADDRESS pointing at the private bus and exits with its status; without one,
 // prints the address and serves until interrupted. Whatever happens, both are stopped on exit.
+#include <fcntl.h>
 #include <limits.h>
 #include <signal.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include <cerrno>
 #include <cstdio>
 #include <cstring>
 #include <string>
+#include <thread>
 #include <vector>
 
 #include "HostStore.h"
 
 namespace {
+
+// What the bus daemon and the service write to standard error, passed on line by line except
+// the daemon's note that it could not raise its file limit: a system-bus daemon asks for more
+// open files than an ordinary user (or a container) may have, and works without them.
+class CStderrFilter {
+public:
+    // From here on, processes started inherit the filter as their standard error.
+    bool Begin()
+    {
+        int aPipe[2];
+        if (pipe2(aPipe, O_CLOEXEC) != 0) return false;
+        std::fflush(stderr);
+        m_iSaved = fcntl(STDERR_FILENO, F_DUPFD_CLOEXEC, 3);
+        if (m_iSaved < 0 || dup2(aPipe[1], STDERR_FILENO) < 0) {
+            close(aPipe[0]);
+            close(aPipe[1]);
+            return false;
+        }
+        close(aPipe[1]);
+        const int iRead = aPipe[0];
+        const int iOut = m_iSaved;
+        m_thread = std::thread([iRead, iOut] {
+            std::string sPending;
+            char aBuffer[4096];
+            ssize_t n;
+            while ((n = read(iRead, aBuffer, sizeof aBuffer)) > 0 || (n < 0 && errno == EINTR)) {
+                if (n < 0) continue;
+                sPending.append(aBuffer, static_cast<size_t>(n));
+                size_t uEnd;
+                while ((uEnd = sPending.find('\n')) != std::string::npos) {
+                    const std::string sLine = sPending.substr(0, uEnd + 1);
+                    sPending.erase(0, uEnd + 1);
+                    if (sLine.find("Failed to set fd limit") == std::string::npos) {
+                        if (write(iOut, sLine.data(), sLine.size()) < 0) break;
+                    }
+                }
+            }
+            if (!sPending.empty() && write(iOut, sPending.data(), sPending.size()) < 0) sPending.clear();
+            close(iRead);
+        });
+        return true;
+    }
+    // Processes started from here on get the real standard error again.
+    void Pause()
+    {
+        if (m_iSaved >= 0) dup2(m_iSaved, STDERR_FILENO);
+    }
+    // Once everything started under the filter has ended: the last lines, then done.
+    void End()
+    {
+        Pause();
+        if (m_thread.joinable()) m_thread.join();
+        if (m_iSaved >= 0) close(m_iSaved);
+        m_iSaved = -1;
+    }
+
+private:
+    int m_iSaved = -1;
+    std::thread m_thread;
+};
 
 void PrintUsage(FILE* pOut)
 {
@@ -84,8 +147,9 @@ int main(int argc, char** argv)
             return 0;
         }
         if ((sArg == "--db" || sArg == "--log" || sArg == "--service") && i + 1 < argc) {
-            std::string& sTarget =
-                sArg == "--db" ? options.sDatabase : sArg == "--log" ? options.sLogFile : options.sServicePath;
+            std::string& sTarget = sArg == "--db"    ? options.sDatabase
+                                   : sArg == "--log" ? options.sLogFile
+                                                     : options.sServicePath;
             sTarget = argv[++i];
             continue;
         }
@@ -104,7 +168,12 @@ int main(int argc, char** argv)
 
     CHostStore store;
     std::string sError;
-    if (!store.Start(options, sError)) {
+    CStderrFilter filter;
+    const bool bFiltered = filter.Begin();
+    const bool bStarted = store.Start(options, sError);
+    filter.Pause();
+    if (!bStarted) {
+        if (bFiltered) filter.End();
         std::fprintf(stderr, "pelmo-host-store: %s\n", sError.c_str());
         return 1;
     }
@@ -118,5 +187,6 @@ int main(int argc, char** argv)
         iExit = RunCommand(store, vecCommand, signals);
     }
     store.Stop();
+    if (bFiltered) filter.End();
     return iExit;
 }

@@ -14,6 +14,18 @@
 #include "HostStoreMode.h"
 #include "RenderCommand.h"
 #include "StoreCommands.h"
+#ifdef PELMO_HAVE_STUDIO
+#include "StudioCommand.h"
+#else
+// Built without libsoup 3: the command is there to say so.
+static int RunStudioCommand(int, char**)
+{
+    std::fprintf(stderr,
+                 "pelmoctl: studio: this pelmoctl was built without libsoup 3; install libsoup-3.0-dev (bash "
+                 "scripts/setup-deps.sh does) and build it again\n");
+    return 1;
+}
+#endif
 #include "ValidateCommand.h"
 
 namespace {
@@ -31,8 +43,11 @@ const CCommand kCommands[] = {
     {"get", RunGetCommand, true, "get MODULE                     print the stored preview"},
     {"withdraw", RunWithdrawCommand, true, "withdraw MODULE                remove the module's preview"},
     {"validate", RunValidateCommand, false, "validate FILE [--module M]     check a document without publishing it"},
+    {"schema", RunSchemaCommand, false, "schema                         print the JSON Schema of a preview document"},
     {"status", RunStatusCommand, true, "status MODULE                  why a preview is or is not shown"},
     {"render", RunRenderCommand, true, "render MODULE -o FILE.html     draw the stored preview as a page"},
+    {"studio", RunStudioCommand, true,
+     "studio [--port N]              the store as a live home screen in a local web page"},
 };
 
 void PrintUsage(FILE* pOut)
@@ -82,7 +97,8 @@ int main(int argc, char** argv)
     for (const CCommand& command : kCommands) {
         if (std::strcmp(argv[i], command.sName) != 0) continue;
         bool bHelp = false;
-        for (int j = i + 1; j < argc; ++j) bHelp = bHelp || !std::strcmp(argv[j], "--help") || !std::strcmp(argv[j], "-h");
+        for (int j = i + 1; j < argc; ++j)
+            bHelp = bHelp || !std::strcmp(argv[j], "--help") || !std::strcmp(argv[j], "-h");
         // The store is set up here, before any command that talks to it; asking for help
         // needs none.
         if (bHost && command.bNeedsStore && !bHelp) {

@@ -1,10 +1,37 @@
 #include "PreviewPublish.h"
 
 #include <cstdio>
+#include <ctime>
 
 #include "PelmoAPI.h"
+#include "ValidateDocument.h"
 
 using namespace StoreCommand;
+
+namespace {
+// Why the library refused a document, in the document's terms: the first error the offline
+// check finds (the library's own log says no more than that it gave up).
+std::string RefusalReason(const std::string& sModule, const std::string& sDocument)
+{
+    PT_VALIDATE_OPTIONS options;
+    options.sModuleName = sModule;
+    options.llNow = static_cast<long long>(std::time(nullptr));
+    const PT_VALIDATE_RESULT result = ValidateDocumentText(sDocument, options);
+    if (!result.bUsable) return "the document is " + result.sUnusable;
+    for (const PT_VALIDATE_FINDING& finding : result.vecFinding) {
+        if (!finding.bError) continue;
+        return finding.sPath + (finding.iLine > 0 ? " (line " + std::to_string(finding.iLine) + ")" : "") + ": " +
+               finding.sMessage;
+    }
+    return std::string();
+}
+
+std::string Delta(const CTableDelta& delta, long long llStored)
+{
+    return "+" + std::to_string(delta.llInserted) + " -" + std::to_string(delta.llDeleted) + " ~" +
+           std::to_string(delta.llUpdated) + " =" + std::to_string(llStored);
+}
+}  // namespace
 
 bool RequireRegistered(const std::string& sCommand, const std::string& sModule, Json::Value& stats, CLibraryLog& log,
                        int& iExit)
@@ -23,7 +50,7 @@ bool RequireRegistered(const std::string& sCommand, const std::string& sModule, 
 }
 
 int PublishAndReport(const std::string& sCommand, const std::string& sModule, const std::string& sDocument,
-                     const Json::Value& stats, bool bShowRequests, CLibraryLog& log)
+                     const Json::Value& stats, bool bShowRequests, CLibraryLog& log, bool bSummary)
 {
     std::string sError;
     const long long llBefore = stats["journal_seq"].asInt64();
@@ -57,8 +84,15 @@ int PublishAndReport(const std::string& sCommand, const std::string& sModule, co
                           tiles.llUpdated || tiles.llDeleted;
     // A refused document changed nothing and gets no counts; a publish that failed after it
     // changed rows (a store that could not be read back is cleared) shows what it did.
-    if (iResult == 1 || bChanged) {
+    if ((iResult == 1 || bChanged) && !bSummary) {
         std::fputs(FormatCounts(sections, tiles).c_str(), stdout);
+        std::fflush(stdout);
+    } else if (iResult == 1 || bChanged) {
+        Json::Value now;
+        if (!FetchStats(sModule, now, sError, log)) return Fail(sCommand, sError);
+        const long long llRequests = after["last_seq"].asInt64() - llBefore;
+        std::printf("sections %s, tiles %s: %lld request%s\n", Delta(sections, now["sections"].asInt64()).c_str(),
+                    Delta(tiles, now["tiles"].asInt64()).c_str(), llRequests, llRequests == 1 ? "" : "s");
         std::fflush(stdout);
     }
 
@@ -67,6 +101,8 @@ int PublishAndReport(const std::string& sCommand, const std::string& sModule, co
             return Fail(sCommand, "the publish failed after changing the store" +
                                       (sLibraryError.empty() ? std::string() : ": " + sLibraryError));
         }
+        const std::string sReason = RefusalReason(sModule, sDocument);
+        if (!sReason.empty()) return Fail(sCommand, "the document was refused, nothing was changed: " + sReason);
         return Fail(sCommand, "the library refused the document" +
                                   (sLibraryError.empty() ? std::string() : " (" + sLibraryError + ")") +
                                   "; nothing was changed ('pelmoctl validate' explains documents)");

@@ -10,8 +10,11 @@
 // sections and tiles the publish inserted, updated and deleted, as the store counted them
 // (with bShowRequests, one line per request before that). The module must be registered (its
 // statistics in `stats`). Returns the exit status; a failure is one line on standard error.
+// With bSummary the counts are one line a newcomer reads: "sections +1 -1 ~2 =3, tiles +4 -4 ~3
+// =7: 18 requests" (inserted, deleted, updated, stored after the publish; requests sent).
 int PublishAndReport(const std::string& sCommand, const std::string& sModule, const std::string& sDocument,
-                     const Json::Value& stats, bool bShowRequests, StoreCommand::CLibraryLog& log);
+                     const Json::Value& stats, bool bShowRequests, StoreCommand::CLibraryLog& log,
+                     bool bSummary = false);
 
 // The statistics of a registered module, or the failure told in one line (returns false,
 // with iExit set).

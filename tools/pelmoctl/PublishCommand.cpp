@@ -10,9 +10,9 @@
 using namespace StoreCommand;
 
 namespace {
-constexpr const char* kUsage = "pelmoctl publish MODULE FILE|- [--requests]";
+constexpr const char* kUsage = "pelmoctl publish MODULE FILE|- [--requests] [--summary]";
 constexpr const char* kHelp =
-    "usage: pelmoctl publish MODULE FILE|- [--requests]\n"
+    "usage: pelmoctl publish MODULE FILE|- [--requests] [--summary]\n"
     "\n"
     "Publishes the preview document in FILE (\"-\": standard input) for MODULE, as the\n"
     "application would with set_preview_metadata: the store ends up holding exactly the\n"
@@ -23,6 +23,10 @@ constexpr const char* kHelp =
     "  sections: I inserted, U updated, D deleted\n"
     "  tiles: I inserted, U updated, D deleted\n"
     "--requests first prints one line per request the publish sent.\n"
+    "--summary prints the counts as one line, with what the store holds afterwards and the\n"
+    "requests sent: sections +INSERTED -DELETED ~UPDATED =STORED, tiles ...: N requests.\n"
+    "A republished document that did not change still counts its kept sections and tiles as\n"
+    "updated: the library rewrites every item it keeps, changed or not.\n"
     "\n"
     "Exit status: 0 published, 1 failure (one line on standard error; also when the store\n"
     "refused a request of the publish, which the library itself does not report), 2 bad usage.\n";
@@ -45,7 +49,8 @@ int RunPublishCommand(int argc, char** argv)
 {
     const std::string sCommand = "publish";
     CParsedArgs args;
-    const int iStart = StartModuleCommand(sCommand, argc, argv, {kHelp, kUsage, {}, {"--requests"}, 2, "MODULE and FILE"}, args);
+    const int iStart = StartModuleCommand(sCommand, argc, argv,
+                                          {kHelp, kUsage, {}, {"--requests", "--summary"}, 2, "MODULE and FILE"}, args);
     if (iStart >= 0) return iStart;
     const std::string sModule = args.vecPositional[0];
     const std::string sPath = args.vecPositional[1];
@@ -73,7 +78,7 @@ int RunPublishCommand(int argc, char** argv)
         ReleaseTransport();
         return iExit;
     }
-    iExit = PublishAndReport(sCommand, sModule, sDocument, stats, args.Has("--requests"), log);
+    iExit = PublishAndReport(sCommand, sModule, sDocument, stats, args.Has("--requests"), log, args.Has("--summary"));
     ReleaseTransport();
     return iExit;
 }

@@ -28,6 +28,8 @@ const char kUsage[] =
     "  -o, --output FILE   write the page to FILE ('-': standard output)\n"
     "  -h, --help          show this help\n"
     "\n"
+    "Says on standard output which file it wrote, unless the page itself goes there.\n"
+    "\n"
     "Exit status: 0 page written; 1 failure (an empty or unregistered module, nothing stored,\n"
     "the store unreachable, the file not writable), said in one line on standard error;\n"
     "2 bad usage. The library's own log lines are shown when PELMO_LOG_LEVEL asks for them.\n";
@@ -143,16 +145,27 @@ int RunRenderCommand(int argc, char** argv)
     // The bus is not needed any more; the page is written without it.
     CPelmoGDBusUtil::ReleaseInstance();
     switch (eRead) {
-    case EStoredPreview::kFound: break;
-    case EStoredPreview::kStoreUnreachable:
-        return Failure("cannot reach the store on the system bus (is DBUS_SYSTEM_BUS_ADDRESS set and the store running?)");
-    case EStoredPreview::kNotRegistered: return Failure("module " + Quoted(sModule) + " is not registered in the store");
-    case EStoredPreview::kNothingStored: return Failure("module " + Quoted(sModule) + " has no preview stored");
-    case EStoredPreview::kUnreadable:
-        return Failure("the stored preview of module " + Quoted(sModule) + " could not be read back");
+        case EStoredPreview::kFound:
+            break;
+        case EStoredPreview::kStoreUnreachable:
+            return Failure(
+                "cannot reach the store on the system bus (is DBUS_SYSTEM_BUS_ADDRESS set and the store running?)");
+        case EStoredPreview::kNotRegistered:
+            return Failure("module " + Quoted(sModule) + " is not registered in the store");
+        case EStoredPreview::kNothingStored:
+            return Failure("module " + Quoted(sModule) + " has no preview stored");
+        case EStoredPreview::kUnreadable:
+            return Failure("the stored preview of module " + Quoted(sModule) + " could not be read back");
     }
 
     std::string sError;
     if (!WritePage(sOutput, RenderPreviewHtml(preview, sModule), sError)) return Failure(sError);
+    if (sOutput != "-") {
+        size_t uTiles = 0;
+        for (const Json::Value& section : preview["sections"]) uTiles += section["tiles"].size();
+        const size_t uSections = preview["sections"].size();
+        std::printf("wrote %s: %zu section%s, %zu tile%s of %s\n", sOutput.c_str(), uSections,
+                    uSections == 1 ? "" : "s", uTiles, uTiles == 1 ? "" : "s", sModule.c_str());
+    }
     return 0;
 }

@@ -188,7 +188,27 @@ std::string Placeholder(const char* sReason, const std::string& sRatioLabel)
            EscapeHtml(sRatioLabel) + "</span></div>";
 }
 
-std::string RenderTile(const Json::Value& tile, Json::ArrayIndex uSection, Json::ArrayIndex uTile)
+// Whether the service would show the tile at llNow, judged as its statistics judge it: an end
+// before now or a start after now hides it; 0 is no bound. Empty when it is shown.
+std::string OutsideWindowReason(const Json::Value& tile, long long llNow, std::string& sState)
+{
+    long long llUntil = 0, llFrom = 0;
+    std::string sIso, sHuman;
+    if (AsInteger(tile["tile_display_until"], llUntil) && llUntil > 0 && llUntil < llNow) {
+        sState = "over";
+        return FormatDate(llUntil, sIso, sHuman) ? "not shown: its display window ended " + sHuman
+                                                 : std::string("not shown: its display window is over");
+    }
+    if (AsInteger(tile["tile_display_from"], llFrom) && llFrom > llNow) {
+        sState = "not-yet";
+        return FormatDate(llFrom, sIso, sHuman) ? "not shown yet: its display window begins " + sHuman
+                                                : std::string("not shown yet: its display window has not begun");
+    }
+    return std::string();
+}
+
+std::string RenderTile(const Json::Value& tile, Json::ArrayIndex uSection, Json::ArrayIndex uTile,
+                       const PT_RENDER_OPTIONS& options)
 {
     const PT_IMAGE_RATIO ratio = TileImageRatio(tile);
     const int iWidthPx = static_cast<int>(std::lround(kImageHeightPx * ratio.dWidth / ratio.dHeight));
@@ -200,9 +220,16 @@ std::string RenderTile(const Json::Value& tile, Json::ArrayIndex uSection, Json:
 
     char sStyle[160];
     std::snprintf(sStyle, sizeof(sStyle), "width:%dpx;--hue:%d", iWidthPx, iHue);
+    std::string sWindowState;
+    const std::string sOutside = options.llNow > 0 ? OutsideWindowReason(tile, options.llNow, sWindowState) : "";
     std::string sHtml = "<li class=\"tile";
     if (uSection == 0 && uTile == 0) sHtml += " is-focused";  // where the home screen's focus starts
+    if (!sOutside.empty()) sHtml += " is-outside-window";
     sHtml += "\" data-tile-index=\"" + std::to_string(uTile) + "\"";
+    // The store's own row id, by which a live page follows a tile from one publish to the next.
+    const std::string sRowId = MemberText(tile["_id"]);
+    if (!sRowId.empty()) sHtml += " data-row-id=\"" + EscapeHtml(sRowId) + "\"";
+    if (!sWindowState.empty()) sHtml += " data-window=\"" + sWindowState + "\"";
     const std::string sId = MemberText(tile["tile_id"]);
     if (!sId.empty()) sHtml += " data-tile-id=\"" + EscapeHtml(sId) + "\"";
     sHtml += std::string(" data-playable=\"") + (bPlayable ? "true" : "false") + "\"";
@@ -211,14 +238,15 @@ std::string RenderTile(const Json::Value& tile, Json::ArrayIndex uSection, Json:
 
     char sRatioStyle[96];
     std::snprintf(sRatioStyle, sizeof(sRatioStyle), "aspect-ratio:%.4g / %.4g", ratio.dWidth, ratio.dHeight);
-    sHtml += "<div class=\"tile-image\" data-image-ratio=\"" + EscapeHtml(ratio.sLabel) + "\" style=\"" +
-             sRatioStyle + "\">";
+    sHtml += "<div class=\"tile-image\" data-image-ratio=\"" + EscapeHtml(ratio.sLabel) + "\" style=\"" + sRatioStyle +
+             "\">";
     if (sImage.empty()) {
         sHtml += Placeholder("no-image", ratio.sLabel);
     } else {
         sHtml += "<img class=\"tile-img\" src=\"" + EscapeHtml(sImage) + "\" alt=\"\" decoding=\"async\">";
     }
-    if (bPlayable) sHtml += "<span class=\"tile-playable\" title=\"Playable\" aria-label=\"playable\">\xE2\x96\xB6</span>";
+    if (bPlayable)
+        sHtml += "<span class=\"tile-playable\" title=\"Playable\" aria-label=\"playable\">\xE2\x96\xB6</span>";
     long long llProgress = 0;
     if (AsInteger(tile["tile_progress"], llProgress) && llProgress > 0) {
         if (llProgress > 100) llProgress = 100;
@@ -235,17 +263,20 @@ std::string RenderTile(const Json::Value& tile, Json::ArrayIndex uSection, Json:
     }
     if (!sSubtitle.empty()) sHtml += "<p class=\"tile-subtitle\">" + EscapeHtml(sSubtitle) + "</p>";
     sHtml += DisplayWindow(tile);
+    if (!sOutside.empty()) sHtml += "<p class=\"tile-window-state\">" + EscapeHtml(sOutside) + "</p>";
     sHtml += "</div></li>\n";
     return sHtml;
 }
 
-std::string RenderSection(const Json::Value& section, Json::ArrayIndex uSection)
+std::string RenderSection(const Json::Value& section, Json::ArrayIndex uSection, const PT_RENDER_OPTIONS& options)
 {
     const std::string sMode = MemberText(section["section_title_display_mode"]);
     std::string sHtml = "<section class=\"preview-section\" data-section-index=\"" + std::to_string(uSection) + "\"";
     const std::string sId = MemberText(section["section_id"]);
     if (!sId.empty()) sHtml += " data-section-id=\"" + EscapeHtml(sId) + "\"";
     if (!sMode.empty()) sHtml += " data-title-display-mode=\"" + EscapeHtml(sMode) + "\"";
+    const std::string sRowId = MemberText(section["_id"]);
+    if (!sRowId.empty()) sHtml += " data-row-id=\"" + EscapeHtml(sRowId) + "\"";
     sHtml += ">\n";
 
     // The title is always drawn; a row whose title the home screen hides or shows only when
@@ -270,18 +301,19 @@ std::string RenderSection(const Json::Value& section, Json::ArrayIndex uSection)
     } else {
         sHtml += "<ol class=\"tile-row\">\n";
         for (Json::ArrayIndex uTile = 0; uTile < tiles.size(); ++uTile) {
-            if (tiles[uTile].isObject()) sHtml += RenderTile(tiles[uTile], uSection, uTile);
+            if (tiles[uTile].isObject()) sHtml += RenderTile(tiles[uTile], uSection, uTile, options);
         }
         sHtml += "</ol>\n";
     }
     return sHtml + "</section>\n";
 }
 
-// The page allows exactly its own script, by hash: nothing from the store can run.
-std::string ScriptHash(const char* sScript)
+}  // namespace
+
+std::string PageScriptHash(const std::string& sScript)
 {
     GChecksum* pChecksum = g_checksum_new(G_CHECKSUM_SHA256);
-    g_checksum_update(pChecksum, reinterpret_cast<const guchar*>(sScript), -1);
+    g_checksum_update(pChecksum, reinterpret_cast<const guchar*>(sScript.data()), static_cast<gssize>(sScript.size()));
     guint8 aDigest[32];
     gsize uLen = sizeof(aDigest);
     g_checksum_get_digest(pChecksum, aDigest, &uLen);
@@ -292,7 +324,25 @@ std::string ScriptHash(const char* sScript)
     return sHash;
 }
 
-}  // namespace
+std::string TileOutsideWindowReason(const Json::Value& tile, long long llNow)
+{
+    std::string sState;
+    return OutsideWindowReason(tile, llNow, sState);
+}
+
+std::string RenderSectionsHtml(const Json::Value& stored, const PT_RENDER_OPTIONS& options)
+{
+    std::string sHtml;
+    const Json::Value empty;
+    const Json::Value& sections = stored.isObject() ? stored["sections"] : empty;
+    Json::ArrayIndex uIndex = 0;
+    if (sections.isArray()) {
+        for (const Json::Value& section : sections) {
+            if (section.isObject()) sHtml += RenderSection(section, uIndex++, options);
+        }
+    }
+    return sHtml;
+}
 
 std::string RenderPreviewHtml(const Json::Value& stored, const std::string& sModule)
 {
@@ -315,7 +365,7 @@ std::string RenderPreviewHtml(const Json::Value& stored, const std::string& sMod
         "<!DOCTYPE html>\n<html lang=\"en\">\n<head>\n<meta charset=\"utf-8\">\n"
         "<meta http-equiv=\"Content-Security-Policy\" content=\"default-src 'none'; img-src http: https: file:; "
         "style-src 'unsafe-inline'; script-src '" +
-        ScriptHash(sScript) +
+        PageScriptHash(sScript) +
         "'\">\n"
         "<meta name=\"viewport\" content=\"width=device-width, initial-scale=1\">\n"
         "<title>Preview of " +
@@ -327,12 +377,7 @@ std::string RenderPreviewHtml(const Json::Value& stored, const std::string& sMod
     sHtml += "<main class=\"preview\" data-module=\"" + EscapeHtml(sModule) + "\" data-section-count=\"" +
              std::to_string(uSections) + "\" data-tile-count=\"" + std::to_string(uTiles) + "\">\n";
     if (uSections == 0) sHtml += "<p class=\"preview-empty\">Nothing stored for this module.</p>\n";
-    Json::ArrayIndex uIndex = 0;
-    if (sections.isArray()) {
-        for (const Json::Value& section : sections) {
-            if (section.isObject()) sHtml += RenderSection(section, uIndex++);
-        }
-    }
+    sHtml += RenderSectionsHtml(stored, PT_RENDER_OPTIONS());
     sHtml += "</main>\n<script>" + std::string(sScript) + "</script>\n</body>\n</html>\n";
     return sHtml;
 }

@@ -27,16 +27,21 @@ const char* PreviewPageScript()
     var tile = img.closest(".tile");
     if (tile) tile.setAttribute("data-image-state", "loaded");
   }
-  var images = document.querySelectorAll("img.tile-img");
-  for (var i = 0; i < images.length; ++i) {
-    var img = images[i];
-    if (img.complete) {
-      if (img.naturalWidth > 0) showLoaded(img); else showPlaceholder(img);
-    } else {
-      img.addEventListener("load", function (e) { showLoaded(e.target); }, { once: true });
-      img.addEventListener("error", function (e) { showPlaceholder(e.target); }, { once: true });
+  function watchImages(root) {
+    var images = root.querySelectorAll("img.tile-img");
+    for (var i = 0; i < images.length; ++i) {
+      var img = images[i];
+      if (img.complete) {
+        if (img.naturalWidth > 0) showLoaded(img); else showPlaceholder(img);
+      } else {
+        img.addEventListener("load", function (e) { showLoaded(e.target); }, { once: true });
+        img.addEventListener("error", function (e) { showPlaceholder(e.target); }, { once: true });
+      }
     }
   }
+  // A live page draws rows again later and watches their images itself.
+  window.pelmoWatchImages = watchImages;
+  watchImages(document);
 })();
 )JS";
 }

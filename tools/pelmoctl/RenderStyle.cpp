@@ -83,6 +83,8 @@ body {
   font-size: 13px; margin: 0; color: #a7b0bf;
   white-space: nowrap; overflow: hidden; text-overflow: ellipsis;
 }
+.tile.is-outside-window .tile-image { opacity: 0.45; filter: grayscale(0.7); }
+.tile-window-state { font-size: 11px; margin: 2px 0 0 0; color: #f0b45a; white-space: normal; }
 .tile-window { font-size: 11px; margin: 2px 0 0 0; color: #77818f; white-space: nowrap; overflow: hidden; text-overflow: ellipsis; }
 )CSS";
 }

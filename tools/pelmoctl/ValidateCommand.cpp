@@ -13,6 +13,7 @@
 
 #include "PreviewDataUtil.h"
 #include "ValidateDocument.h"
+#include "ValidateJsonReport.h"
 #include "ValidateReport.h"
 
 namespace {
@@ -23,7 +24,7 @@ constexpr int kExitUsage = 2;
 void PrintHelp()
 {
     std::printf(
-        "usage: pelmoctl validate FILE [--module MODULE] [--now SECONDS]\n"
+        "usage: pelmoctl validate FILE [--module MODULE] [--now SECONDS] [--format text|json]\n"
         "\n"
         "Checks a preview document without publishing it: reads it with the library's own reader\n"
         "and explains each problem with its JSON path and line. FILE - reads standard input.\n"
@@ -40,6 +41,9 @@ void PrintHelp()
         "  --module MODULE  judge by this module's rules (tile limit, content keys); default: an\n"
         "                   ordinary module\n"
         "  --now SECONDS    judge display windows at this time (seconds since 1970), not now\n"
+        "  --format json    print the findings as one JSON object (file, usable, errors, warnings,\n"
+        "                   findings: path, line, column, kind, level, message, suggestion), also\n"
+        "                   for text that is not JSON\n"
         "\n"
         "Prints one line per finding (error: PATH (line N): what [kind]) and a summary line.\n"
         "exit status: 0 no errors (warnings allowed), 1 errors or unreadable input, 2 bad usage\n",
@@ -104,12 +108,19 @@ int RunValidateCommand(int argc, char** argv)
     std::string sFile;
     bool bHaveFile = false;
     PT_VALIDATE_OPTIONS options;
+    bool bJson = false;
     options.llNow = static_cast<long long>(std::time(nullptr));
     for (int i = 1; i < argc; ++i) {
         const std::string sArg = argv[i];
         if (sArg == "--help" || sArg == "-h") {
             PrintHelp();
             return kExitClean;
+        } else if (sArg == "--format") {
+            if (i + 1 >= argc) return UsageError("--format needs text or json");
+            const std::string sFormat = argv[++i];
+            if (sFormat != "text" && sFormat != "json")
+                return UsageError("--format takes text or json, not " + sFormat);
+            bJson = sFormat == "json";
         } else if (sArg == "--module" || sArg == "--now") {
             if (i + 1 >= argc) return UsageError(sArg + " needs a value");
             const char* sValue = argv[++i];
@@ -137,6 +148,10 @@ int RunValidateCommand(int argc, char** argv)
     }
     const std::string sName = sFile == "-" ? std::string("<stdin>") : sFile;
     const PT_VALIDATE_RESULT result = ValidateDocumentText(sText, options);
+    if (bJson) {
+        std::fputs(FormatFindingsJson(sName, sText, result).c_str(), stdout);
+        return !result.bUsable || result.ErrorCount() > 0 ? kExitProblems : kExitClean;
+    }
     if (!result.bUsable) {
         std::fprintf(stderr, "pelmoctl validate: %s is %s\n", sName.c_str(), result.sUnusable.c_str());
         return kExitProblems;

@@ -6,3 +6,6 @@
 // output, one per line, and returns the exit status: 0 no errors (warnings allowed), 1 errors
 // or unusable input, 2 bad usage.
 int RunValidateCommand(int argc, char** argv);
+
+// `pelmoctl schema`: the JSON Schema of a preview document on standard output.
+int RunSchemaCommand(int argc, char** argv);

@@ -3,11 +3,14 @@ add_library(pelmoctl-validate STATIC
   ${CMAKE_CURRENT_LIST_DIR}/ValidateCommand.cpp
   ${CMAKE_CURRENT_LIST_DIR}/ValidateDocument.cpp
   ${CMAKE_CURRENT_LIST_DIR}/ValidateReport.cpp
+  ${CMAKE_CURRENT_LIST_DIR}/ValidateJsonReport.cpp
   ${CMAKE_CURRENT_LIST_DIR}/DocumentChecks.cpp
   ${CMAKE_CURRENT_LIST_DIR}/ContentKeyCheck.cpp
   ${CMAKE_CURRENT_LIST_DIR}/IntegerColumnCheck.cpp
   ${CMAKE_CURRENT_LIST_DIR}/LibraryReader.cpp
   ${CMAKE_CURRENT_LIST_DIR}/DocumentPositions.cpp
-  ${CMAKE_CURRENT_LIST_DIR}/NameSuggestion.cpp)
+  ${CMAKE_CURRENT_LIST_DIR}/NameSuggestion.cpp
+  ${CMAKE_CURRENT_LIST_DIR}/PreviewSchema.cpp
+  ${CMAKE_CURRENT_LIST_DIR}/SchemaCommand.cpp)
 target_include_directories(pelmoctl-validate PUBLIC ${CMAKE_CURRENT_LIST_DIR})
 target_link_libraries(pelmoctl-validate PUBLIC PkgConfig::JSONCPP PRIVATE pelmo-api-internal pelmo_warnings)

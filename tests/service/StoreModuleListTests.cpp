@@ -1,0 +1,99 @@
+// "modules": the registered modules a caller may see, in accelerator order, with the numbers a
+// tool uses to tell that a module changed.
+#include <memory>
+
+#include "StoreTestSupport.h"
+
+class StoreModuleList : public CStoreFixture {
+protected:
+    Json::Value Modules(const std::string& sCaller = "org.example.tool")
+    {
+        const CStoreReply reply = CallText("modules", sCaller, "");
+        EXPECT_TRUE(reply.bResult) << reply.sOutput;
+        return ParseAnswer(reply.sOutput);
+    }
+    long long AddPositionedAccelerator(const std::string& sModule, const std::string& sTitle, const char* sPosition)
+    {
+        Json::Value row;
+        row["table_name"] = StoreUris::kAccelerators;
+        row["accelerator_title"] = sTitle;
+        if (sPosition != nullptr) row["accelerator_position"] = sPosition;
+        const CStoreReply reply = Call("insert", sModule, row);
+        EXPECT_TRUE(reply.bResult) << reply.sOutput;
+        return reply.llRows;
+    }
+    static std::vector<std::string> Names(const Json::Value& answer)
+    {
+        std::vector<std::string> vecNames;
+        for (const Json::Value& module : answer["modules"]) vecNames.push_back(module["module"].asString());
+        return vecNames;
+    }
+};
+
+TEST_F(StoreModuleList, ListsRegisteredModulesByPositionThenRegistrationWithTheirRowCounts)
+{
+    AddPositionedAccelerator("org.example.c", "C", nullptr);
+    AddPositionedAccelerator("org.example.b", "B", "2");
+    const long long llA = AddAccelerator("org.example.a", "A");
+    AddPositionedAccelerator("org.example.d", "D", "1");
+    const long long llSection = AddSection("org.example.a", llA);
+    AddTile("org.example.a", llSection, "one");
+    AddTile("org.example.a", llSection, "two");
+    // A second accelerator row of a module does not list it twice.
+    AddPositionedAccelerator("org.example.d", "D again", "0");
+
+    const Json::Value answer = Modules();
+    EXPECT_EQ(answer["caller"].asString(), "org.example.tool");
+    EXPECT_FALSE(answer["truncated"].asBool());
+    EXPECT_EQ(Names(answer),
+              (std::vector<std::string>{"org.example.d", "org.example.b", "org.example.c", "org.example.a"}));
+    const Json::Value& a = answer["modules"][3];
+    EXPECT_EQ(a["title"].asString(), "A");
+    EXPECT_TRUE(a["position"].isNull());
+    EXPECT_EQ(a["sections"].asInt64(), 1);
+    EXPECT_EQ(a["tiles"].asInt64(), 2);
+    EXPECT_EQ(answer["modules"][0]["title"].asString(), "D");
+    EXPECT_EQ(answer["modules"][0]["position"].asInt64(), 1);
+    EXPECT_EQ(answer["modules"][1]["tiles"].asInt64(), 0);
+}
+
+TEST_F(StoreModuleList, ChangeSeqFollowsWritesAndSyncsButNotReads)
+{
+    const long long llA = AddAccelerator("org.example.a");
+    const Json::Value before = Modules()["modules"][0];
+    EXPECT_EQ(before["change_seq"].asInt64(), 1);
+    EXPECT_EQ(before["sync_count"].asInt64(), 0);
+
+    std::string sReason;
+    ASSERT_NE(Select("org.example.a", Envelope(StoreUris::kSections)), nullptr);
+    const Json::Value afterRead = Modules()["modules"][0];
+    EXPECT_EQ(afterRead["journal_seq"].asInt64(), 2);
+    EXPECT_EQ(afterRead["change_seq"].asInt64(), 1);
+
+    AddSection("org.example.a", llA);
+    ASSERT_TRUE(CallText("send_sync", "org.example.a", " ").bResult);
+    const Json::Value afterWrite = Modules()["modules"][0];
+    EXPECT_EQ(afterWrite["change_seq"].asInt64(), 4);
+    EXPECT_EQ(afterWrite["sync_count"].asInt64(), 1);
+    // Asking changes nothing that the next answer shows.
+    EXPECT_EQ(Modules()["modules"][0], afterWrite);
+}
+
+TEST_F(StoreModuleList, AnswersOnlyForModulesTheCallerMaySee)
+{
+    AddAccelerator("org.example.a");
+    AddAccelerator("org.example.b");
+    m_pHandler->SetModuleVisibility(
+        [](const std::string& sCaller, const std::string& sModule) { return sCaller == sModule; });
+    EXPECT_EQ(Names(Modules("org.example.b")), (std::vector<std::string>{"org.example.b"}));
+    EXPECT_TRUE(Modules("org.example.z")["modules"].empty());
+}
+
+TEST_F(StoreModuleList, RefusesAnEmptyCallerAndChangesNoRows)
+{
+    AddAccelerator("org.example.a");
+    const CRowCounts before = Counts();
+    EXPECT_FALSE(CallText("modules", "", "").bResult);
+    EXPECT_TRUE(CallText("modules", "org.example.tool", "ignored").bResult);
+    EXPECT_EQ(Counts(), before);
+}
