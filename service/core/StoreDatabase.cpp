@@ -2,6 +2,7 @@
 
 #include <utility>
 
+#include "StoreMigration.h"
 #include "StoreSchema.h"
 
 namespace {
@@ -96,14 +97,11 @@ bool CStoreDatabase::Open(const std::string& sPath, std::string& sError)
             return false;
         }
     }
-    for (const std::string& sSql : StoreSchema::CreateStatements()) {
-        if (!Execute(sSql, sError)) {
-            sError = "cannot create the store tables: " + sError;
-            FinalizeCache();
-            sqlite3_close_v2(m_pDb);
-            m_pDb = nullptr;
-            return false;
-        }
+    if (!StoreMigration::Apply(*this, sError)) {
+        FinalizeCache();
+        sqlite3_close_v2(m_pDb);
+        m_pDb = nullptr;
+        return false;
     }
     return true;
 }

@@ -127,7 +127,8 @@ CStoreReply CStoreRequestHandler::Delete(const std::string& sModule, const Json:
     return reply;
 }
 
-CStoreReply CStoreRequestHandler::Select(const std::string& sModule, const Json::Value& root)
+CStoreReply CStoreRequestHandler::Select(const std::string& sModule, const Json::Value& root,
+                                         const PT_CALLER_IDENTITY& caller)
 {
     std::string sError;
     const CStoreTable* pTable = RequestEnvelope::TargetTable(root, sError);
@@ -200,7 +201,7 @@ CStoreReply CStoreRequestHandler::Select(const std::string& sModule, const Json:
 
     std::string sKey;
     long long llSize = 0;
-    if (!m_publisher.Publish(table, sKey, llSize, sError)) return Refuse("cannot publish the result: " + sError);
+    if (!m_publisher.Publish(table, caller, sKey, llSize, sError)) return Refuse("cannot publish the result: " + sError);
     Json::Value reply(Json::objectValue);
     reply["key"] = sKey;
     reply["memory_size"] = std::to_string(llSize);

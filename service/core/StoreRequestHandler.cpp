@@ -41,13 +41,13 @@ bool IsJournalled(const std::string& sMethod)
 }  // namespace
 
 CStoreReply CStoreRequestHandler::Handle(const std::string& sMethod, const std::string& sModule,
-                                         const std::string& sInput)
+                                         const std::string& sInput, const PT_CALLER_IDENTITY& caller)
 {
     const auto start = std::chrono::steady_clock::now();
     CStoreReply reply;
     try {
         ++m_llRequestId;
-        reply = Dispatch(sMethod, sModule, sInput);
+        reply = Dispatch(sMethod, sModule, sInput, caller);
     } catch (const std::bad_alloc&) {
         reply = Refuse("internal error: out of memory");
     } catch (const std::exception& e) {
@@ -63,7 +63,7 @@ CStoreReply CStoreRequestHandler::Handle(const std::string& sMethod, const std::
     // What the library sent, for the module's journal. Reading the journal or the statistics
     // is not recorded, so that looking does not change what is seen; a request without a
     // usable module has no journal to go to.
-    if (IsJournalled(sMethod) && !sModule.empty() && sModule.size() <= kMaxModuleLength) {
+    if (IsJournalled(sMethod) && !sModule.empty() && sModule.size() <= kMaxModuleLength && !reply.bForeignModule) {
         try {
             m_journal.Record(sModule, sMethod, reply, m_clock());
         } catch (...) {
@@ -74,7 +74,7 @@ CStoreReply CStoreRequestHandler::Handle(const std::string& sMethod, const std::
 }
 
 CStoreReply CStoreRequestHandler::Dispatch(const std::string& sMethod, const std::string& sModule,
-                                           const std::string& sInput)
+                                           const std::string& sInput, const PT_CALLER_IDENTITY& caller)
 {
     enum class Method {
         kInsert,
@@ -113,6 +113,16 @@ CStoreReply CStoreRequestHandler::Dispatch(const std::string& sMethod, const std
         return Refuse("request too large: " + std::to_string(sInput.size()) + " bytes (limit " +
                       std::to_string(kMaxInputSize) + ")");
     }
+    // Every method, the tooling ones included, acts for the named module only if the caller
+    // may: the package name says which module, never who is asking.
+    {
+        std::string sError;
+        if (!m_ownership.Admit(sModule, caller, sError)) {
+            CStoreReply reply = Refuse(sError);
+            reply.bForeignModule = true;
+            return reply;
+        }
+    }
 
     switch (eMethod) {
     case Method::kSync:
@@ -142,10 +152,10 @@ CStoreReply CStoreRequestHandler::Dispatch(const std::string& sMethod, const std
     CStoreReply reply;
     switch (eMethod) {
     case Method::kInsert:
-        reply = Insert(sModule, root);
+        reply = Insert(sModule, root, caller);
         break;
     case Method::kInsertBulk:
-        reply = InsertBulk(sModule, root);
+        reply = InsertBulk(sModule, root, caller);
         break;
     case Method::kUpdate:
         reply = Update(sModule, root);
@@ -154,7 +164,7 @@ CStoreReply CStoreRequestHandler::Dispatch(const std::string& sMethod, const std
         reply = Delete(sModule, root);
         break;
     case Method::kSelect:
-        reply = Select(sModule, root);
+        reply = Select(sModule, root, caller);
         break;
     default:
         return Refuse("internal error: method not dispatched");

@@ -10,9 +10,12 @@
 #include <ctime>
 #include <functional>
 #include <map>
+#include <set>
 #include <string>
 
+#include "CallerIdentity.h"
 #include "ModuleActivity.h"
+#include "ModuleOwnership.h"
 #include "RequestJournal.h"
 #include "ResultPublisher.h"
 #include "StoreDatabase.h"
@@ -27,13 +30,18 @@ public:
     static constexpr std::size_t kMaxModuleLength = 256;
 
     CStoreRequestHandler(CStoreDatabase& database, IResultPublisher& publisher)
-        : m_database(database), m_publisher(publisher)
+        : m_database(database), m_publisher(publisher), m_ownership(database)
     {
     }
 
     // Never throws: every refusal or failure is a false result with a one-line reason, and
-    // leaves the rows as they were.
-    CStoreReply Handle(const std::string& sMethod, const std::string& sModule, const std::string& sInput);
+    // leaves the rows as they were. `caller` is who sent the request as the bus says; the
+    // module must be the caller's unless the caller is privileged.
+    CStoreReply Handle(const std::string& sMethod, const std::string& sModule, const std::string& sInput,
+                       const PT_CALLER_IDENTITY& caller);
+
+    // Users besides root that may act for every module (the platform's own services).
+    void SetPlatformServices(std::set<uid_t> setUid) { m_ownership.SetPlatformServices(std::move(setUid)); }
 
     const CModuleActivity& Activity() const { return m_activity; }
     const CRequestJournal& Journal() const { return m_journal; }
@@ -43,14 +51,18 @@ public:
     void SetClock(std::function<std::time_t()> clock) { m_clock = std::move(clock); }
 
 private:
-    CStoreReply Dispatch(const std::string& sMethod, const std::string& sModule, const std::string& sInput);
+    CStoreReply Dispatch(const std::string& sMethod, const std::string& sModule, const std::string& sInput,
+                         const PT_CALLER_IDENTITY& caller);
 
     // StoreWriteRequests.cpp
-    CStoreReply Insert(const std::string& sModule, const Json::Value& root);
-    CStoreReply InsertBulk(const std::string& sModule, const Json::Value& root);
+    CStoreReply Insert(const std::string& sModule, const Json::Value& root, const PT_CALLER_IDENTITY& caller);
+    CStoreReply InsertBulk(const std::string& sModule, const Json::Value& root, const PT_CALLER_IDENTITY& caller);
     CStoreReply Update(const std::string& sModule, const Json::Value& root);
     bool InsertRow(const CStoreTable& table, const std::string& sModule, const Json::Value& row, long long& llRowId,
                    std::string& sError);
+    // An accelerator row registers its module: the caller becomes its owner, unless it has one.
+    bool RecordRegistration(const CStoreTable& table, const std::string& sModule, const PT_CALLER_IDENTITY& caller,
+                            std::string& sError);
     bool UpdateRow(const CStoreTable& table, const std::string& sModule, const Json::Value& row, std::string& sError);
 
     // StoreToolingRequests.cpp: methods that pelmoctl and people use, never the library.
@@ -58,7 +70,7 @@ private:
     CStoreReply StatsRequest(const std::string& sModule);
 
     // StoreReadRequests.cpp
-    CStoreReply Select(const std::string& sModule, const Json::Value& root);
+    CStoreReply Select(const std::string& sModule, const Json::Value& root, const PT_CALLER_IDENTITY& caller);
     CStoreReply Delete(const std::string& sModule, const Json::Value& root);
     // Deletes the row and, first, every row that names it as parent; counts them per table.
     bool DeleteRowAndChildren(const CStoreTable& table, const std::string& sModule, long long llRowId,
@@ -66,6 +78,7 @@ private:
 
     CStoreDatabase& m_database;
     IResultPublisher& m_publisher;
+    CModuleOwnership m_ownership;
     CModuleActivity m_activity;
     CRequestJournal m_journal;
     std::function<std::time_t()> m_clock = [] { return std::time(nullptr); };

@@ -137,6 +137,9 @@ CStoreReply CStoreRequestHandler::StatsRequest(const std::string& sModule)
     Json::Value root(Json::objectValue);
     root["module"] = sModule;
     root["registered"] = llAccelerators > 0;
+    // The Unix user the module belongs to; null while nobody owns it.
+    const long long llOwner = m_ownership.OwnerOf(sModule);
+    root["owner_uid"] = llOwner >= 0 ? Json::Value(static_cast<Json::Int64>(llOwner)) : Json::Value();
     root["accelerator_rows"] = static_cast<Json::Int64>(llAccelerators);
     if (llAccelerators > 0) {
         CStatement statement = m_database.Prepare(

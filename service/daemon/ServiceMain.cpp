@@ -98,10 +98,11 @@ int main(int argc, char** argv)
     }
     CSharedMemoryPublisher publisher;
     CStoreRequestHandler handler(database, publisher);
+    handler.SetPlatformServices(options.setPlatformService);
 
     GMainLoop* pLoop = g_main_loop_new(nullptr, FALSE);
     CStoreBusService bus([&](const std::string& sBusName, const std::string& sMethod, const std::string& sPackage,
-                             const std::string& sInput) {
+                             const std::string& sInput, const PT_CALLER_IDENTITY& caller) {
         CBusAnswer answer;
         CStoreReply reply;
         // The provider only ends service applications; the store manager does everything else.
@@ -110,7 +111,7 @@ int main(int argc, char** argv)
             reply = StoreReplies::Refuse(bProvider ? "the provider serves only terminate_service"
                                                    : "terminate_service is served at org.orvik.pelmo_provider.dbus");
         } else {
-            reply = handler.Handle(sMethod, sPackage, sInput);
+            reply = handler.Handle(sMethod, sPackage, sInput, caller);
         }
         log.Write(FormatRequestLog(sMethod, sPackage, reply));
         answer.bResult = reply.bResult;

@@ -40,7 +40,13 @@ bool CStoreBusService::Start(std::function<void()> onClosed, std::string& sError
 {
     m_onClosed = std::move(onClosed);
     GError* pError = nullptr;
-    gchar* sAddress = g_dbus_address_get_for_bus_sync(G_BUS_TYPE_SYSTEM, nullptr, &pError);
+    // Started by the bus itself (D-Bus activation without systemd), the service serves the bus
+    // that started it, which says so in the environment; otherwise the system bus.
+    const char* sStarterType = g_getenv("DBUS_STARTER_BUS_TYPE");
+    const bool bStartedBySystemBus = sStarterType != nullptr && g_strcmp0(sStarterType, "system") == 0 &&
+                                     g_getenv("DBUS_STARTER_ADDRESS") != nullptr;
+    gchar* sAddress = bStartedBySystemBus ? g_strdup(g_getenv("DBUS_STARTER_ADDRESS"))
+                                          : g_dbus_address_get_for_bus_sync(G_BUS_TYPE_SYSTEM, nullptr, &pError);
     if (sAddress == nullptr) {
         sError = std::string("no system bus: ") + (pError ? pError->message : "unknown error");
         g_clear_error(&pError);
@@ -70,6 +76,7 @@ bool CStoreBusService::StartEndpoint(CEndpoint& endpoint, const std::string& sAd
     // The service decides itself what to do when the bus goes away: stop in order.
     g_dbus_connection_set_exit_on_close(endpoint.pConn, FALSE);
     g_signal_connect(endpoint.pConn, "closed", G_CALLBACK(&CStoreBusService::OnClosed), this);
+    endpoint.credentials.Attach(endpoint.pConn);
 
     auto* pSkeleton = org_orvik_pelmo_service_skeleton_new();
     endpoint.pSkeleton = pSkeleton;
@@ -87,8 +94,16 @@ gboolean CStoreBusService::OnHandleCall(GObject* pObject, GDBusMethodInvocation*
                                         const gchar* sPackage, const gchar* sInput, gpointer pUser)
 {
     auto* pEndpoint = static_cast<CEndpoint*>(pUser);
-    const CBusAnswer answer = pEndpoint->pOwner->m_handler(pEndpoint->sName, sMethod ? sMethod : "",
-                                                           sPackage ? sPackage : "", sInput ? sInput : "");
+    // The caller is who the bus says, never what the request says.
+    PT_CALLER_IDENTITY caller;
+    CBusAnswer answer;
+    const gchar* sSender = g_dbus_method_invocation_get_sender(pInvocation);
+    if (!pEndpoint->credentials.Lookup(sSender ? sSender : "", caller, answer.sOutput)) {
+        answer.bResult = false;
+    } else {
+        answer = pEndpoint->pOwner->m_handler(pEndpoint->sName, sMethod ? sMethod : "", sPackage ? sPackage : "",
+                                              sInput ? sInput : "", caller);
+    }
     // A D-Bus string must be valid UTF-8; a reason that quotes a cut piece of the request might
     // not be, and an invalid string would abort the reply.
     if (g_utf8_validate(answer.sOutput.data(), static_cast<gssize>(answer.sOutput.size()), nullptr)) {
@@ -115,6 +130,7 @@ void CStoreBusService::StopEndpoint(CEndpoint& endpoint)
         g_object_unref(endpoint.pSkeleton);
         endpoint.pSkeleton = nullptr;
     }
+    endpoint.credentials.Detach();
     if (endpoint.pConn != nullptr) {
         g_signal_handlers_disconnect_by_data(endpoint.pConn, endpoint.pOwner);
         g_dbus_connection_flush_sync(endpoint.pConn, nullptr, nullptr);

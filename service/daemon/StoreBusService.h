@@ -9,6 +9,8 @@
 #include <functional>
 #include <string>
 
+#include "CallerCredentials.h"
+
 struct CBusAnswer {
     bool bResult = false;
     std::string sOutput;
@@ -16,9 +18,11 @@ struct CBusAnswer {
 
 class CStoreBusService {
 public:
-    // Called for every "Call", with the well-known name it was addressed to.
+    // Called for every "Call", with the well-known name it was addressed to and the caller as
+    // the bus identifies it. A call whose sender the bus cannot identify is refused before.
     using Handler = std::function<CBusAnswer(const std::string& sBusName, const std::string& sMethod,
-                                             const std::string& sPackage, const std::string& sInput)>;
+                                             const std::string& sPackage, const std::string& sInput,
+                                             const PT_CALLER_IDENTITY& caller)>;
 
     explicit CStoreBusService(Handler handler) : m_handler(std::move(handler)) {}
     ~CStoreBusService();
@@ -44,6 +48,7 @@ private:
         std::string sName;
         GDBusConnection* pConn = nullptr;
         gpointer pSkeleton = nullptr;
+        CCallerCredentials credentials;
     };
     bool StartEndpoint(CEndpoint& endpoint, const std::string& sAddress, std::string& sError);
     static void StopEndpoint(CEndpoint& endpoint);

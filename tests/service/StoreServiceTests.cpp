@@ -159,7 +159,8 @@ TEST_F(StoreService, CommittedRowsSurviveAKilledService)
         CMemoryResultPublisher publisher;
         CStoreRequestHandler handler(database, publisher);
         const CStoreReply reply = handler.Handle(
-            "insert", "org.example.app", "{\"table_name\":\"content://org.orvik.pelmo/accelerators\"}");
+            "insert", "org.example.app", "{\"table_name\":\"content://org.orvik.pelmo/accelerators\"}",
+            AppCaller());
         if (!reply.bResult) _exit(3);
         kill(getpid(), SIGKILL);
         _exit(4);
@@ -195,7 +196,7 @@ TEST(StoreDatabaseOpen, MemoryDatabaseHasTheThreeTables)
 namespace {
 class CRefusingPublisher : public IResultPublisher {
 public:
-    bool Publish(const CResultTable&, std::string&, long long&, std::string& sError) override
+    bool Publish(const CResultTable&, const PT_CALLER_IDENTITY&, std::string&, long long&, std::string& sError) override
     {
         sError = "no shared memory left";
         return false;
@@ -211,7 +212,7 @@ TEST(StorePublish, SelectWhoseResultCannotBePublishedAnswersFalse)
     CRefusingPublisher publisher;
     CStoreRequestHandler handler(database, publisher);
     const CStoreReply reply =
-        handler.Handle("select", "org.example.app", "{\"table_name\":\"content://org.orvik.pelmo/tiles\"}");
+        handler.Handle("select", "org.example.app", "{\"table_name\":\"content://org.orvik.pelmo/tiles\"}", AppCaller());
     EXPECT_FALSE(reply.bResult);
     EXPECT_EQ(reply.sOutput, "cannot publish the result: no shared memory left");
 }

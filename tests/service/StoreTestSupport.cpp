@@ -24,12 +24,12 @@ void CStoreFixture::Open(const std::string& sPath)
 
 CStoreReply CStoreFixture::Call(const std::string& sMethod, const std::string& sModule, const Json::Value& input)
 {
-    return m_pHandler->Handle(sMethod, sModule, ToText(input));
+    return m_pHandler->Handle(sMethod, sModule, ToText(input), m_caller);
 }
 
 CStoreReply CStoreFixture::CallText(const std::string& sMethod, const std::string& sModule, const std::string& sInput)
 {
-    return m_pHandler->Handle(sMethod, sModule, sInput);
+    return m_pHandler->Handle(sMethod, sModule, sInput, m_caller);
 }
 
 namespace {
