@@ -1,14 +1,13 @@
 #include "HostBus.h"
 
 #include <fcntl.h>
+#include <gio/gio.h>
 #include <poll.h>
 #include <signal.h>
 #include <sys/prctl.h>
 #include <sys/stat.h>
 #include <sys/wait.h>
 #include <unistd.h>
-
-#include <gio/gio.h>
 
 #include <cerrno>
 #include <chrono>
@@ -38,7 +37,9 @@ std::string BusConfig(const std::string& sDir, const std::string& sPolicy, const
            " \"http://www.freedesktop.org/standards/dbus/1.0/busconfig.dtd\">\n"
            "<busconfig>\n"
            "  <type>system</type>\n"
-           "  <listen>unix:path=" + sDir + "/system_bus_socket</listen>\n"
+           "  <listen>unix:path=" +
+           sDir +
+           "/system_bus_socket</listen>\n"
            "  <auth>EXTERNAL</auth>\n" +
            (sServiceDir.empty() ? std::string() : "  <servicedir>" + sServiceDir + "</servicedir>\n") +
            (sPolicy.empty() ? std::string("  <policy context=\"default\">\n"
@@ -133,7 +134,8 @@ bool CHostBus::Start(std::string& sError)
     std::string sAddress;
     const auto deadline = std::chrono::steady_clock::now() + std::chrono::seconds(10);
     while (sAddress.find('\n') == std::string::npos) {
-        const auto left = std::chrono::duration_cast<std::chrono::milliseconds>(deadline - std::chrono::steady_clock::now());
+        const auto left =
+            std::chrono::duration_cast<std::chrono::milliseconds>(deadline - std::chrono::steady_clock::now());
         if (left.count() <= 0) break;
         pollfd pfd{fds[0], POLLIN, 0};
         const int iReady = poll(&pfd, 1, static_cast<int>(left.count()));

@@ -15,8 +15,8 @@ bool CModuleOwnership::IsPrivileged(const PT_CALLER_IDENTITY& caller) const
 long long CModuleOwnership::OwnerOf(const std::string& sModule)
 {
     std::string sError;
-    CStatement statement = m_database.Prepare("SELECT \"owner_uid\" FROM \"module_owners\" WHERE \"module_name\" = ?1",
-                                              sError);
+    CStatement statement =
+        m_database.Prepare("SELECT \"owner_uid\" FROM \"module_owners\" WHERE \"module_name\" = ?1", sError);
     if (!statement) return -1;
     BindText(statement.Get(), 1, sModule);
     if (sqlite3_step(statement.Get()) != SQLITE_ROW) return -1;

@@ -37,7 +37,8 @@ public:
     CStoreDatabase& operator=(const CStoreDatabase&) = delete;
 
     // Opens (creating if needed) the database at sPath, or an in-memory one for ":memory:",
-    // and creates the preview tables or brings an older database up to the current schema. False with a one-line reason when it cannot.
+    // and creates the preview tables or brings an older database up to the current schema. False with a one-line reason
+    // when it cannot.
     bool Open(const std::string& sPath, std::string& sError);
     bool IsOpen() const { return m_pDb != nullptr; }
     sqlite3* Handle() const { return m_pDb; }

@@ -8,13 +8,15 @@ namespace {
 // accelerator row, in the same statement that deletes it.
 bool AddModuleOwners(CStoreDatabase& database, std::string& sError)
 {
-    return database.Execute("CREATE TABLE IF NOT EXISTS \"module_owners\" ("
-                            "\"module_name\" TEXT PRIMARY KEY NOT NULL, \"owner_uid\" INTEGER NOT NULL)",
-                            sError) &&
-           database.Execute("CREATE TRIGGER IF NOT EXISTS \"module_owner_released\" AFTER DELETE ON \"accelerators\" "
-                            "WHEN NOT EXISTS (SELECT 1 FROM \"accelerators\" WHERE \"module_name\" = OLD.\"module_name\") "
-                            "BEGIN DELETE FROM \"module_owners\" WHERE \"module_name\" = OLD.\"module_name\"; END",
-                            sError);
+    return database.Execute(
+               "CREATE TABLE IF NOT EXISTS \"module_owners\" ("
+               "\"module_name\" TEXT PRIMARY KEY NOT NULL, \"owner_uid\" INTEGER NOT NULL)",
+               sError) &&
+           database.Execute(
+               "CREATE TRIGGER IF NOT EXISTS \"module_owner_released\" AFTER DELETE ON \"accelerators\" "
+               "WHEN NOT EXISTS (SELECT 1 FROM \"accelerators\" WHERE \"module_name\" = OLD.\"module_name\") "
+               "BEGIN DELETE FROM \"module_owners\" WHERE \"module_name\" = OLD.\"module_name\"; END",
+               sError);
 }
 
 struct CStep {

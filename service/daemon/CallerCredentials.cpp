@@ -55,10 +55,10 @@ bool CCallerCredentials::Lookup(const std::string& sSender, PT_CALLER_IDENTITY& 
         return false;
     }
     g_autoptr(GError) pError = nullptr;
-    g_autoptr(GVariant) pReply = g_dbus_connection_call_sync(
-        m_pConn, "org.freedesktop.DBus", "/org/freedesktop/DBus", "org.freedesktop.DBus", "GetConnectionCredentials",
-        g_variant_new("(s)", sSender.c_str()), G_VARIANT_TYPE("(a{sv})"), G_DBUS_CALL_FLAGS_NONE, kBusTimeoutMs,
-        nullptr, &pError);
+    g_autoptr(GVariant) pReply =
+        g_dbus_connection_call_sync(m_pConn, "org.freedesktop.DBus", "/org/freedesktop/DBus", "org.freedesktop.DBus",
+                                    "GetConnectionCredentials", g_variant_new("(s)", sSender.c_str()),
+                                    G_VARIANT_TYPE("(a{sv})"), G_DBUS_CALL_FLAGS_NONE, kBusTimeoutMs, nullptr, &pError);
     if (pReply == nullptr) {
         sError = std::string("cannot tell who the caller is: ") + (pError ? pError->message : "no answer from the bus");
         return false;

@@ -20,9 +20,9 @@ class CStoreBusService {
 public:
     // Called for every "Call", with the well-known name it was addressed to and the caller as
     // the bus identifies it. A call whose sender the bus cannot identify is refused before.
-    using Handler = std::function<CBusAnswer(const std::string& sBusName, const std::string& sMethod,
-                                             const std::string& sPackage, const std::string& sInput,
-                                             const PT_CALLER_IDENTITY& caller)>;
+    using Handler =
+        std::function<CBusAnswer(const std::string& sBusName, const std::string& sMethod, const std::string& sPackage,
+                                 const std::string& sInput, const PT_CALLER_IDENTITY& caller)>;
 
     explicit CStoreBusService(Handler handler) : m_handler(std::move(handler)) {}
     ~CStoreBusService();

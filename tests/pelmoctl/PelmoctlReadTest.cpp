@@ -111,8 +111,9 @@ TEST_F(PelmoctlStatus, TellsRegistrationCountsAndTilesPastTheirDisplayWindow)
     // The module is the user's who registered it: the one running these commands.
     const passwd* pMe = getpwuid(geteuid());
     const std::string sUid = "uid " + std::to_string(geteuid());
-    EXPECT_NE(result.sOut.find("owner: " + (pMe != nullptr ? std::string(pMe->pw_name) + " (" + sUid + ")" : sUid) + "\n"),
-              std::string::npos)
+    EXPECT_NE(
+        result.sOut.find("owner: " + (pMe != nullptr ? std::string(pMe->pw_name) + " (" + sUid + ")" : sUid) + "\n"),
+        std::string::npos)
         << result.sOut;
     EXPECT_NE(result.sOut.find("sections: 1\n"), std::string::npos) << result.sOut;
     EXPECT_NE(result.sOut.find("tiles: 2 (1 past their display window, 0 before it)\n"), std::string::npos)

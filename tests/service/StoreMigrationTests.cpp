@@ -15,8 +15,8 @@ std::string DumpRows(sqlite3* pDb)
     std::string sDump;
     for (const char* sTable : {"accelerators", "sections", "tiles"}) {
         sqlite3_stmt* pStatement = nullptr;
-        if (sqlite3_prepare_v2(pDb, (std::string("SELECT * FROM ") + sTable + " ORDER BY _id").c_str(), -1,
-                               &pStatement, nullptr) != SQLITE_OK) {
+        if (sqlite3_prepare_v2(pDb, (std::string("SELECT * FROM ") + sTable + " ORDER BY _id").c_str(), -1, &pStatement,
+                               nullptr) != SQLITE_OK) {
             ADD_FAILURE() << "cannot read " << sTable << ": " << sqlite3_errmsg(pDb);
             continue;
         }

@@ -165,13 +165,13 @@ TEST_F(StoreOwnership, OwnershipGoesAwayWithTheModulesLastAcceleratorRow)
 {
     const long long llFirst = AddAccelerator(kModule, "First");
     const long long llSecond = AddAccelerator(kModule, "Second");
-    ASSERT_TRUE(Call("delete", kModule, Envelope(StoreUris::kAccelerators, "_id = ?", {std::to_string(llFirst)})).bResult);
+    ASSERT_TRUE(
+        Call("delete", kModule, Envelope(StoreUris::kAccelerators, "_id = ?", {std::to_string(llFirst)})).bResult);
     EXPECT_EQ(As(OtherUserCaller(), "stats", " ").sOutput, kRefusal);
     ASSERT_TRUE(
         Call("delete", kModule, Envelope(StoreUris::kAccelerators, "_id = ?", {std::to_string(llSecond)})).bResult);
     // Unregistered now: another user may register it and owns it from then on.
-    const CStoreReply reply =
-        As(OtherUserCaller(), "insert", "{\"table_name\":\"" + StoreUris::kAccelerators + "\"}");
+    const CStoreReply reply = As(OtherUserCaller(), "insert", "{\"table_name\":\"" + StoreUris::kAccelerators + "\"}");
     ASSERT_TRUE(reply.bResult) << reply.sOutput;
     EXPECT_EQ(ParseJson(As(OtherUserCaller(), "stats", " ").sOutput)["owner_uid"].asInt64(), 1001);
     EXPECT_EQ(As(AppCaller(), "stats", " ").sOutput, kRefusal);

@@ -4,7 +4,6 @@
 
 #include <gtest/gtest.h>
 #include <json/json.h>
-
 #include <stdlib.h>
 
 #include <cstdlib>
@@ -51,9 +50,18 @@ inline PT_CALLER_IDENTITY MakeCaller(uid_t uUid, pid_t iPid)
     caller.iPid = iPid;
     return caller;
 }
-inline PT_CALLER_IDENTITY AppCaller() { return MakeCaller(1000, 4242); }
-inline PT_CALLER_IDENTITY OtherUserCaller() { return MakeCaller(1001, 4343); }
-inline PT_CALLER_IDENTITY RootCaller() { return MakeCaller(0, 1); }
+inline PT_CALLER_IDENTITY AppCaller()
+{
+    return MakeCaller(1000, 4242);
+}
+inline PT_CALLER_IDENTITY OtherUserCaller()
+{
+    return MakeCaller(1001, 4343);
+}
+inline PT_CALLER_IDENTITY RootCaller()
+{
+    return MakeCaller(0, 1);
+}
 
 // Row counts of the three tables, all modules together.
 struct CRowCounts {

@@ -87,8 +87,8 @@ TEST_F(StoreActivationTest, FirstRequestOfAPublishStartsTheServiceAndThePublishS
             chown((sDatabase + sSuffix).c_str(), kServiceUid, kServiceUid);
         }
         ASSERT_EQ(chown(m_sState.c_str(), kServiceUid, kServiceUid), 0);
-        sExec = "/usr/bin/setpriv --reuid=" + std::to_string(kServiceUid) + " --regid=" +
-                std::to_string(kServiceUid) + " --clear-groups ";
+        sExec = "/usr/bin/setpriv --reuid=" + std::to_string(kServiceUid) + " --regid=" + std::to_string(kServiceUid) +
+                " --clear-groups ";
     }
     sExec += std::string(PELMO_SERVICE_PATH) + " --db " + sDatabase + " --log " + m_sState + "/requests.log";
     ASSERT_TRUE(WriteActivationFile(CHostStore::kStoreName, m_sServices, sExec));

@@ -31,8 +31,11 @@ struct CRun {
 // Runs argv as `uid` (through setpriv, dying with this process) with this process's bus.
 CRun RunAs(uid_t uid, const std::vector<std::string>& vecArgv)
 {
-    std::vector<std::string> vecFull = {"/usr/bin/setpriv", "--reuid=" + std::to_string(uid),
-                                        "--regid=" + std::to_string(uid), "--clear-groups", "--pdeathsig=SIGKILL",
+    std::vector<std::string> vecFull = {"/usr/bin/setpriv",
+                                        "--reuid=" + std::to_string(uid),
+                                        "--regid=" + std::to_string(uid),
+                                        "--clear-groups",
+                                        "--pdeathsig=SIGKILL",
                                         "--"};
     vecFull.insert(vecFull.end(), vecArgv.begin(), vecArgv.end());
     std::vector<char*> argv;
@@ -68,9 +71,9 @@ CRun CallAs(uid_t uid, const std::string& sName, const std::string& sMethod, con
         sQuoted += c;
     }
     sQuoted += "\"";
-    return RunAs(uid, {"/usr/bin/gdbus", "call", "--system", "--dest", sName, "--object-path",
-                       "/org/orvik/pelmo_service", "--method", "org.orvik.pelmo_service.Call", sMethod, kModule,
-                       sQuoted});
+    return RunAs(uid,
+                 {"/usr/bin/gdbus", "call", "--system", "--dest", sName, "--object-path", "/org/orvik/pelmo_service",
+                  "--method", "org.orvik.pelmo_service.Call", sMethod, kModule, sQuoted});
 }
 
 std::string ReadFile(const std::string& sPath)
@@ -102,7 +105,8 @@ std::string PolicyForServiceUid(const std::string& sDir)
            "    <allow receive_type=\"error\"/>\n"
            "    <allow receive_type=\"signal\"/>\n"
            "    <allow send_destination=\"org.freedesktop.DBus\" send_interface=\"org.freedesktop.DBus\"/>\n"
-           "    <allow send_destination=\"org.freedesktop.DBus\" send_interface=\"org.freedesktop.DBus.Introspectable\"/>\n"
+           "    <allow send_destination=\"org.freedesktop.DBus\" "
+           "send_interface=\"org.freedesktop.DBus.Introspectable\"/>\n"
            "  </policy>\n"
            "  <include>" +
            sPath + "</include>\n";
@@ -252,8 +256,7 @@ TEST_F(StoreUsersTest, AppUserPublishesBothExamplesAndReadsBackExactlyWhatTheSto
 {
     RegisterAndPublishAsApp("first.json");
     ExpectReadBackIsTheStore(kAppUid);
-    const CRun changed =
-        Pelmoctl(kAppUid, {"publish", kModule, std::string(PELMO_EXAMPLES_DIR) + "/changed.json"});
+    const CRun changed = Pelmoctl(kAppUid, {"publish", kModule, std::string(PELMO_EXAMPLES_DIR) + "/changed.json"});
     ASSERT_EQ(changed.iExit, 0) << changed.sErr << ReadFile(m_options.sLogFile);
     ExpectReadBackIsTheStore(kAppUid);
     const CRun status = Pelmoctl(kAppUid, {"status", kModule});
@@ -365,6 +368,5 @@ TEST_F(StoreUsersTest, DatabaseWrittenBeforeOwnersKeepsEveryRowAndIsClaimedByIts
     const std::string sRowsAfter = DumpStore(m_options.sDatabase);
     EXPECT_EQ(sRowsAfter.substr(0, sRowsAfter.find("module_owners")),
               sRowsBefore.substr(0, sRowsBefore.find("module_owners")));
-    EXPECT_NE(sRowsAfter.find("org.example.player|" + std::to_string(kAppUid) + "|"), std::string::npos)
-        << sRowsAfter;
+    EXPECT_NE(sRowsAfter.find("org.example.player|" + std::to_string(kAppUid) + "|"), std::string::npos) << sRowsAfter;
 }
