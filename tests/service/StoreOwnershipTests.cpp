@@ -9,16 +9,6 @@ namespace {
 const std::string kModule = "org.example.news";
 const std::string kRefusal = "module org.example.news belongs to another user";
 
-Json::Value ParseJson(const std::string& sText)
-{
-    Json::Value value;
-    Json::CharReaderBuilder builder;
-    std::string sErrors;
-    std::unique_ptr<Json::CharReader> pReader(builder.newCharReader());
-    EXPECT_TRUE(pReader->parse(sText.data(), sText.data() + sText.size(), &value, &sErrors)) << sText;
-    return value;
-}
-
 // One request of every method the store answers, each one that would change or show the
 // module's rows if it were let through.
 struct CMethodCase {
@@ -131,7 +121,7 @@ TEST_F(StoreOwnership, RootActsForAnyModuleWithoutTakingItOver)
         const CStoreReply reply = As(RootCaller(), method.sMethod, method.sInput);
         EXPECT_TRUE(reply.bResult) << method.sMethod << ": " << reply.sOutput;
     }
-    EXPECT_EQ(ParseJson(As(AppCaller(), "stats", " ").sOutput)["owner_uid"].asInt64(), 1000);
+    EXPECT_EQ(ParseJsonText(As(AppCaller(), "stats", " ").sOutput)["owner_uid"].asInt64(), 1000);
 }
 
 TEST_F(StoreOwnership, ConfiguredPlatformServiceActsForAnyModule)
@@ -148,16 +138,16 @@ TEST_F(StoreOwnership, ConfiguredPlatformServiceActsForAnyModule)
 
 TEST_F(StoreOwnership, StatsNamesTheOwnerAndNoneBeforeRegistration)
 {
-    EXPECT_TRUE(ParseJson(As(AppCaller(), "stats", " ").sOutput)["owner_uid"].isNull());
+    EXPECT_TRUE(ParseJsonText(As(AppCaller(), "stats", " ").sOutput)["owner_uid"].isNull());
     AddAccelerator(kModule);
-    EXPECT_EQ(ParseJson(As(AppCaller(), "stats", " ").sOutput)["owner_uid"].asInt64(), 1000);
+    EXPECT_EQ(ParseJsonText(As(AppCaller(), "stats", " ").sOutput)["owner_uid"].asInt64(), 1000);
     // A module that root registered is root's.
     const CStoreReply reply = m_pHandler->Handle("insert", "org.example.rootish",
                                                  "{\"table_name\":\"" + StoreUris::kAccelerators + "\"}", RootCaller());
     ASSERT_TRUE(reply.bResult) << reply.sOutput;
-    EXPECT_EQ(
-        ParseJson(m_pHandler->Handle("stats", "org.example.rootish", " ", RootCaller()).sOutput)["owner_uid"].asInt64(),
-        0);
+    EXPECT_EQ(ParseJsonText(m_pHandler->Handle("stats", "org.example.rootish", " ", RootCaller()).sOutput)["owner_uid"]
+                  .asInt64(),
+              0);
     EXPECT_FALSE(m_pHandler->Handle("stats", "org.example.rootish", " ", AppCaller()).bResult);
 }
 
@@ -173,7 +163,7 @@ TEST_F(StoreOwnership, OwnershipGoesAwayWithTheModulesLastAcceleratorRow)
     // Unregistered now: another user may register it and owns it from then on.
     const CStoreReply reply = As(OtherUserCaller(), "insert", "{\"table_name\":\"" + StoreUris::kAccelerators + "\"}");
     ASSERT_TRUE(reply.bResult) << reply.sOutput;
-    EXPECT_EQ(ParseJson(As(OtherUserCaller(), "stats", " ").sOutput)["owner_uid"].asInt64(), 1001);
+    EXPECT_EQ(ParseJsonText(As(OtherUserCaller(), "stats", " ").sOutput)["owner_uid"].asInt64(), 1001);
     EXPECT_EQ(As(AppCaller(), "stats", " ").sOutput, kRefusal);
 }
 
@@ -184,7 +174,7 @@ TEST_F(StoreOwnership, RefusedRegistrationRecordsNoOwner)
     bulk["arrayitem"].append(Json::Value(Json::objectValue));
     bulk["arrayitem"].append(Json::Value("not a row"));
     EXPECT_FALSE(Call("insert_bulk", kModule, bulk).bResult);
-    EXPECT_TRUE(ParseJson(As(OtherUserCaller(), "stats", " ").sOutput)["owner_uid"].isNull());
+    EXPECT_TRUE(ParseJsonText(As(OtherUserCaller(), "stats", " ").sOutput)["owner_uid"].isNull());
 }
 
 TEST_F(StoreOwnership, SelectResultIsPublishedForTheCaller)
@@ -214,8 +204,8 @@ TEST_F(StoreOwnership, RegisteredModuleWithoutOwnerIsClaimedByTheFirstUnprivileg
     ASSERT_TRUE(m_pDatabase->Execute("DELETE FROM module_owners", sError)) << sError;
     // Root looking does not take it.
     EXPECT_TRUE(As(RootCaller(), "stats", " ").bResult);
-    EXPECT_TRUE(ParseJson(As(RootCaller(), "stats", " ").sOutput)["owner_uid"].isNull());
+    EXPECT_TRUE(ParseJsonText(As(RootCaller(), "stats", " ").sOutput)["owner_uid"].isNull());
     EXPECT_TRUE(As(OtherUserCaller(), "stats", " ").bResult);
-    EXPECT_EQ(ParseJson(As(RootCaller(), "stats", " ").sOutput)["owner_uid"].asInt64(), 1001);
+    EXPECT_EQ(ParseJsonText(As(RootCaller(), "stats", " ").sOutput)["owner_uid"].asInt64(), 1001);
     EXPECT_EQ(As(AppCaller(), "stats", " ").sOutput, kRefusal);
 }

@@ -7,6 +7,16 @@ std::string ToText(const Json::Value& value)
     return Json::writeString(builder, value);
 }
 
+Json::Value ParseJsonText(const std::string& sText)
+{
+    Json::Value value;
+    Json::CharReaderBuilder builder;
+    std::string sErrors;
+    std::unique_ptr<Json::CharReader> pReader(builder.newCharReader());
+    EXPECT_TRUE(pReader->parse(sText.data(), sText.data() + sText.size(), &value, &sErrors)) << sText;
+    return value;
+}
+
 std::ostream& operator<<(std::ostream& stream, const CRowCounts& counts)
 {
     return stream << "{accelerators=" << counts.llAccelerators << ", sections=" << counts.llSections

@@ -40,6 +40,8 @@ private:
 };
 
 std::string ToText(const Json::Value& value);
+// A store answer's JSON text; fails the test when it is not JSON.
+Json::Value ParseJsonText(const std::string& sText);
 
 // Callers as the bus would name them: an ordinary application's user (every module the tests
 // register is theirs unless a test says otherwise), another user, and root.

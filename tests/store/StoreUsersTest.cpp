@@ -92,24 +92,7 @@ std::string PolicyForServiceUid(const std::string& sDir)
     sPolicy.replace(iAt, sUser.size(), "user=\"" + std::to_string(kServiceUid) + "\"");
     const std::string sPath = sDir + "/org.orvik.pelmo_service.conf";
     std::ofstream(sPath) << sPolicy;
-    // What a stock system bus allows by default, and the shipped policy on top.
-    return "  <policy context=\"default\">\n"
-           "    <allow user=\"*\"/>\n"
-           "    <deny own=\"*\"/>\n"
-           "    <deny send_type=\"method_call\"/>\n"
-           "    <allow send_type=\"signal\"/>\n"
-           "    <allow send_requested_reply=\"true\" send_type=\"method_return\"/>\n"
-           "    <allow send_requested_reply=\"true\" send_type=\"error\"/>\n"
-           "    <allow receive_type=\"method_call\"/>\n"
-           "    <allow receive_type=\"method_return\"/>\n"
-           "    <allow receive_type=\"error\"/>\n"
-           "    <allow receive_type=\"signal\"/>\n"
-           "    <allow send_destination=\"org.freedesktop.DBus\" send_interface=\"org.freedesktop.DBus\"/>\n"
-           "    <allow send_destination=\"org.freedesktop.DBus\" "
-           "send_interface=\"org.freedesktop.DBus.Introspectable\"/>\n"
-           "  </policy>\n"
-           "  <include>" +
-           sPath + "</include>\n";
+    return StockSystemBusPolicyWith(sPath);
 }
 
 // Every row of the store, all modules, straight from the database file.
