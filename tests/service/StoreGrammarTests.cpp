@@ -45,20 +45,13 @@ INSTANTIATE_TEST_SUITE_P(
     Where, StoreGrammarRefusal,
     ::testing::Values(
         CRefusedWhere{"StatementAfterCondition", "1=1; DROP TABLE tiles", {}, "where: literal values are not accepted"},
-        CRefusedWhere{
-            "SemicolonAfterPredicate", "tile_title = ?; DROP TABLE tiles", {"x"}, "where: unexpected character ';'"},
-        CRefusedWhere{
-            "UnknownColumn", "tile_colour = ?", {"red"}, "where: unknown column 'tile_colour' of table tiles"},
+        CRefusedWhere{"SemicolonAfterPredicate", "tile_title = ?; DROP TABLE tiles", {"x"}, "where: unexpected character ';'"},
+        CRefusedWhere{"UnknownColumn", "tile_colour = ?", {"red"}, "where: unknown column 'tile_colour' of table tiles"},
         CRefusedWhere{"OtherTablesColumn", "section_title = ?", {"x"}, "where: unknown column 'section_title'"},
-        CRefusedWhere{
-            "UnclosedParenthesis", "(tile_title = ? or tile_id = ?", {"a", "b"}, "where: unbalanced parentheses"},
+        CRefusedWhere{"UnclosedParenthesis", "(tile_title = ? or tile_id = ?", {"a", "b"}, "where: unbalanced parentheses"},
         CRefusedWhere{"ExtraClosingParenthesis", "tile_title = ?)", {"a"}, "where: unbalanced parentheses"},
-        CRefusedWhere{"MorePlaceholdersThanArgs",
-                      "tile_title = ? and tile_id = ?",
-                      {"a"},
-                      "where: 2 placeholders but 1 where_args"},
-        CRefusedWhere{
-            "MoreArgsThanPlaceholders", "tile_title = ?", {"a", "b"}, "where: 1 placeholders but 2 where_args"},
+        CRefusedWhere{"MorePlaceholdersThanArgs", "tile_title = ? and tile_id = ?", {"a"}, "where: 2 placeholders but 1 where_args"},
+        CRefusedWhere{"MoreArgsThanPlaceholders", "tile_title = ?", {"a", "b"}, "where: 1 placeholders but 2 where_args"},
         CRefusedWhere{"ArgsWithoutCondition", "", {"a"}, "where: 0 placeholders but 1 where_args"},
         CRefusedWhere{"TextLiteral", "tile_title = 'x'", {}, "where: literal values are not accepted"},
         CRefusedWhere{"NumberLiteral", "_id = 5", {}, "where: literal values are not accepted"},
@@ -72,8 +65,7 @@ INSTANTIATE_TEST_SUITE_P(
         CRefusedWhere{"ColumnWithoutOperator", "tile_title", {}, "where: expected an operator"},
         CRefusedWhere{"EmptyInList", "_id IN ()", {}, "where: expected ?"},
         CRefusedWhere{"TooDeep", Nested(17), {"x"}, "where: nested deeper than 16 levels"},
-        CRefusedWhere{
-            "NonAscii", "tile_title = ? or tile_title \xc3\xa9 ?", {"x", "y"}, "where: unexpected character 0xc3"}),
+        CRefusedWhere{"NonAscii", "tile_title = ? or tile_title \xc3\xa9 ?", {"x", "y"}, "where: unexpected character 0xc3"}),
     [](const ::testing::TestParamInfo<CRefusedWhere>& info) { return std::string(info.param.sName); });
 
 using StoreGrammar = CStoreFixture;
@@ -90,8 +82,7 @@ TEST_F(StoreGrammar, TranslationQuotesColumnsAndKeepsPlaceholderOrder)
 {
     std::string sSql;
     std::string sError;
-    ASSERT_TRUE(CQueryGrammar::TranslateWhere(StoreSchema::Tiles(), "_id=? or _id=? or _id=?", 3, sSql, sError))
-        << sError;
+    ASSERT_TRUE(CQueryGrammar::TranslateWhere(StoreSchema::Tiles(), "_id=? or _id=? or _id=?", 3, sSql, sError)) << sError;
     EXPECT_EQ(sSql, "(\"_id\" = ?2 OR \"_id\" = ?3 OR \"_id\" = ?4)");
     ASSERT_TRUE(CQueryGrammar::TranslateWhere(StoreSchema::Tiles(),
                                               "\n NOT(tile_title\tLIKE ?)AND tile_id not in(?,?) Or tile_type IS  NULL",
@@ -99,8 +90,8 @@ TEST_F(StoreGrammar, TranslationQuotesColumnsAndKeepsPlaceholderOrder)
         << sError;
     // The nested AND goes before the plain term; the placeholders keep their numbers.
     EXPECT_EQ(sSql, "((NOT (\"tile_title\" LIKE ?2) AND \"tile_id\" NOT IN (?3, ?4)) OR \"tile_type\" IS NULL)");
-    ASSERT_TRUE(
-        CQueryGrammar::TranslateWhere(StoreSchema::Tiles(), "tile_type = ? or (_id = ? and _id = ?)", 3, sSql, sError));
+    ASSERT_TRUE(CQueryGrammar::TranslateWhere(StoreSchema::Tiles(), "tile_type = ? or (_id = ? and _id = ?)", 3, sSql,
+                                              sError));
     EXPECT_EQ(sSql, "((\"_id\" = ?3 AND \"_id\" = ?4) OR \"tile_type\" = ?2)");
     ASSERT_TRUE(CQueryGrammar::TranslateWhere(StoreSchema::Tiles(), "  ", 0, sSql, sError));
     EXPECT_EQ(sSql, "");

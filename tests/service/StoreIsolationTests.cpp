@@ -16,8 +16,8 @@ TEST_F(StoreIsolation, ModuleCannotSelectAnotherModulesRows)
     ASSERT_NE(pTable, nullptr);
     ASSERT_EQ(pTable->vecRows.size(), 1u);
     // Even a condition that would match every row stays inside the module.
-    const CResultTable* pAll = Select(
-        kMine, Envelope(StoreUris::kTiles, "tile_title = ? or tile_title != ? or tile_title is null", {"x", "x"}));
+    const CResultTable* pAll =
+        Select(kMine, Envelope(StoreUris::kTiles, "tile_title = ? or tile_title != ? or tile_title is null", {"x", "x"}));
     ASSERT_NE(pAll, nullptr);
     EXPECT_EQ(pAll->vecRows.size(), 1u);
 }

@@ -153,8 +153,8 @@ TEST_F(StoreSelect, WhereWithInLikeAndNullTestsSelectsMatchingRows)
         Select("org.example.app", Envelope(StoreUris::kTiles, "tile_title IN (?, ?,?)", {"alpha", "gamma", "zeta"}));
     ASSERT_NE(pIn, nullptr);
     EXPECT_EQ(pIn->vecRows.size(), 2u);
-    const CResultTable* pLike = Select(
-        "org.example.app", Envelope(StoreUris::kTiles, "tile_title like ? AND NOT tile_title = ?", {"%a", "beta"}));
+    const CResultTable* pLike =
+        Select("org.example.app", Envelope(StoreUris::kTiles, "tile_title like ? AND NOT tile_title = ?", {"%a", "beta"}));
     ASSERT_NE(pLike, nullptr);
     EXPECT_EQ(pLike->vecRows.size(), 3u);
     const CResultTable* pNull =
@@ -162,13 +162,11 @@ TEST_F(StoreSelect, WhereWithInLikeAndNullTestsSelectsMatchingRows)
     ASSERT_NE(pNull, nullptr);
     EXPECT_EQ(pNull->vecRows.size(), 4u);
     // Terms are reordered in the SQL; each argument must still meet its own placeholder.
-    const CResultTable* pMixed =
-        Select("org.example.app",
-               Envelope(StoreUris::kTiles, "tile_title = ? or (_id = ? and tile_title = ?)", {"beta", "1", "alpha"}));
+    const CResultTable* pMixed = Select(
+        "org.example.app", Envelope(StoreUris::kTiles, "tile_title = ? or (_id = ? and tile_title = ?)", {"beta", "1", "alpha"}));
     ASSERT_NE(pMixed, nullptr);
     EXPECT_EQ(pMixed->vecRows.size(), 2u);
-    const CResultTable* pIds =
-        Select("org.example.app", Envelope(StoreUris::kTiles, "_id=? or _id=? or _id=?", {"1", "3", "9"}));
+    const CResultTable* pIds = Select("org.example.app", Envelope(StoreUris::kTiles, "_id=? or _id=? or _id=?", {"1", "3", "9"}));
     ASSERT_NE(pIds, nullptr);
     EXPECT_EQ(pIds->vecRows.size(), 2u);
 }

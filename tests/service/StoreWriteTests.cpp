@@ -247,16 +247,15 @@ TEST_F(StoreUpdate, RepointingToAMissingParentChangesNothing)
     row["tile_section_raw_id"] = "5000";
     rows.append(row);
     EXPECT_FALSE(Call("update", "org.example.app", BulkOf(StoreUris::kTiles, rows)).bResult);
-    const CResultTable* pTable =
-        Select("org.example.app", Envelope(StoreUris::kTiles, "tile_section_raw_id = ?", {std::to_string(llSection)}));
+    const CResultTable* pTable = Select(
+        "org.example.app", Envelope(StoreUris::kTiles, "tile_section_raw_id = ?", {std::to_string(llSection)}));
     ASSERT_NE(pTable, nullptr);
     EXPECT_EQ(pTable->vecRows.size(), 1u);
 }
 
 TEST_F(StoreUpdate, EmptyArrayChangesNothingAndSucceeds)
 {
-    const CStoreReply reply =
-        Call("update", "org.example.app", BulkOf(StoreUris::kTiles, Json::Value(Json::arrayValue)));
+    const CStoreReply reply = Call("update", "org.example.app", BulkOf(StoreUris::kTiles, Json::Value(Json::arrayValue)));
     EXPECT_TRUE(reply.bResult) << reply.sOutput;
     EXPECT_EQ(reply.llRows, 0);
 }
@@ -299,8 +298,8 @@ TEST_F(StoreUpdate, RewritingARowWithItsOwnValuesWritesNothingToTheDatabaseFile)
     reply = Call("update", "org.example.app", BulkOf(StoreUris::kTiles, rows));
     ASSERT_TRUE(reply.bResult) << reply.sOutput;
     EXPECT_GT(FileSize(sPath + "-wal"), llWalBefore);
-    const CResultTable* pTable =
-        Select("org.example.app", Envelope(StoreUris::kTiles, "tile_section_raw_id = ?", {std::to_string(llSection)}));
+    const CResultTable* pTable = Select(
+        "org.example.app", Envelope(StoreUris::kTiles, "tile_section_raw_id = ?", {std::to_string(llSection)}));
     ASSERT_NE(pTable, nullptr);
     ASSERT_EQ(pTable->vecRows.size(), 1u);
     EXPECT_EQ(pTable->vecRows[0][0].llValue, llTile);
