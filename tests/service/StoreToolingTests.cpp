@@ -3,31 +3,19 @@
 
 #include "StoreTestSupport.h"
 
-namespace {
-Json::Value Parse(const std::string& sText)
-{
-    Json::Value value;
-    Json::CharReaderBuilder builder;
-    std::string sErrors;
-    std::unique_ptr<Json::CharReader> pReader(builder.newCharReader());
-    EXPECT_TRUE(pReader->parse(sText.data(), sText.data() + sText.size(), &value, &sErrors)) << sText;
-    return value;
-}
-}  // namespace
-
 class StoreTooling : public CStoreFixture {
 protected:
     Json::Value Journal(const std::string& sModule, const std::string& sInput = "")
     {
         const CStoreReply reply = CallText("journal", sModule, sInput);
         EXPECT_TRUE(reply.bResult) << reply.sOutput;
-        return Parse(reply.sOutput);
+        return ParseJsonText(reply.sOutput);
     }
     Json::Value Stats(const std::string& sModule)
     {
         const CStoreReply reply = CallText("stats", sModule, " ");
         EXPECT_TRUE(reply.bResult) << reply.sOutput;
-        return Parse(reply.sOutput);
+        return ParseJsonText(reply.sOutput);
     }
     long long Total(const Json::Value& journal, const char* sTable, const char* sWhat)
     {

@@ -5,29 +5,6 @@
 #include "StoreFixture.h"
 
 namespace {
-// The default context of a stock system bus: nobody owns names or calls methods unless a
-// policy file allows it.
-std::string SystemBusPolicy()
-{
-    return std::string(
-               "  <policy context=\"default\">\n"
-               "    <allow user=\"*\"/>\n"
-               "    <deny own=\"*\"/>\n"
-               "    <deny send_type=\"method_call\"/>\n"
-               "    <allow send_type=\"signal\"/>\n"
-               "    <allow send_requested_reply=\"true\" send_type=\"method_return\"/>\n"
-               "    <allow send_requested_reply=\"true\" send_type=\"error\"/>\n"
-               "    <allow receive_type=\"method_call\"/>\n"
-               "    <allow receive_type=\"method_return\"/>\n"
-               "    <allow receive_type=\"error\"/>\n"
-               "    <allow receive_type=\"signal\"/>\n"
-               "    <allow send_destination=\"org.freedesktop.DBus\" send_interface=\"org.freedesktop.DBus\"/>\n"
-               "    <allow send_destination=\"org.freedesktop.DBus\" send_interface=\"org.freedesktop.DBus.Introspectable\"/>\n"
-               "  </policy>\n"
-               "  <include>") +
-           PELMO_POLICY_FILE + "</include>\n";
-}
-
 GVariant* CallOn(const std::string& sName, const char* sInterface, const char* sMethod, GVariant* pArgs,
                  std::string& sError)
 {
@@ -63,7 +40,7 @@ TEST_F(StorePolicyFileTest, StoreOwnsItsNamesAndServesCallsUnderTheShippedPolicy
 {
     // The fixture started the store on a permissive bus; start it again under the policy.
     m_store.Stop();
-    m_options.sBusPolicy = SystemBusPolicy();
+    m_options.sBusPolicy = StockSystemBusPolicyWith(PELMO_POLICY_FILE);
     std::string sError;
     ASSERT_TRUE(m_store.Start(m_options, sError)) << sError;
 
