@@ -134,8 +134,7 @@ bool CHostBus::Start(std::string& sError)
     std::string sAddress;
     const auto deadline = std::chrono::steady_clock::now() + std::chrono::seconds(10);
     while (sAddress.find('\n') == std::string::npos) {
-        const auto left =
-            std::chrono::duration_cast<std::chrono::milliseconds>(deadline - std::chrono::steady_clock::now());
+        const auto left = std::chrono::duration_cast<std::chrono::milliseconds>(deadline - std::chrono::steady_clock::now());
         if (left.count() <= 0) break;
         pollfd pfd{fds[0], POLLIN, 0};
         const int iReady = poll(&pfd, 1, static_cast<int>(left.count()));

@@ -101,20 +101,14 @@ std::string CSharedResultWriter::Serialize(const CResultTable& table)
             uint64_t uValue = 0;
             uint32_t uLength = 0;
             switch (cell.eKind) {
-                case CResultCell::kInteger:
-                    uValue = static_cast<uint64_t>(cell.llValue);
-                    break;
-                case CResultCell::kDouble:
-                    uValue = BitsFromDouble(cell.dValue);
-                    break;
-                case CResultCell::kText:
-                    uValue = AppendText(cell.sText);
-                    uLength = static_cast<uint32_t>(cell.sText.size());
-                    break;
-                case CResultCell::kNull:
-                    break;
-                default:
-                    return std::string();  // a kind this layout cannot carry
+            case CResultCell::kInteger: uValue = static_cast<uint64_t>(cell.llValue); break;
+            case CResultCell::kDouble: uValue = BitsFromDouble(cell.dValue); break;
+            case CResultCell::kText:
+                uValue = AppendText(cell.sText);
+                uLength = static_cast<uint32_t>(cell.sText.size());
+                break;
+            case CResultCell::kNull: break;
+            default: return std::string();  // a kind this layout cannot carry
             }
             pCell[kCellOffKind] = static_cast<unsigned char>(cell.eKind);
             WriteU32(pCell + kCellOffLength, uLength);
@@ -166,8 +160,7 @@ bool CSharedResultWriter::Publish(const std::string& sKey, const std::string& sB
     if (ftruncate(iFd, static_cast<off_t>(sBytes.size())) != 0) return Fail("ftruncate", errno);
     size_t iWritten = 0;
     while (iWritten < sBytes.size()) {
-        const ssize_t iStep =
-            pwrite(iFd, sBytes.data() + iWritten, sBytes.size() - iWritten, static_cast<off_t>(iWritten));
+        const ssize_t iStep = pwrite(iFd, sBytes.data() + iWritten, sBytes.size() - iWritten, static_cast<off_t>(iWritten));
         if (iStep < 0) {
             if (errno == EINTR) continue;
             return Fail("write", errno);

@@ -3,8 +3,8 @@
 #pragma once
 
 #include <deque>
-#include <string>
 #include <utility>
+#include <string>
 
 #include "ResultPublisher.h"
 

@@ -8,8 +8,8 @@
 
 struct CServiceOptions {
     std::string sDatabase = ":memory:";
-    std::string sLogFile;                // empty: standard error
-    int iResultTtlSeconds = 30;          // unclaimed select results are removed after this long
+    std::string sLogFile;        // empty: standard error
+    int iResultTtlSeconds = 30;  // unclaimed select results are removed after this long
     std::set<uid_t> setPlatformService;  // users besides root that may act for every module
 };
 

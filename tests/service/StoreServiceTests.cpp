@@ -126,8 +126,7 @@ TEST_F(StoreService, LogLineStaysOneLineForHostileNames)
     const std::string sLine = FormatRequestLog("select\nforged line", "mod\r\nule", reply);
     EXPECT_EQ(sLine.find('\n'), std::string::npos);
     EXPECT_EQ(sLine.find('\r'), std::string::npos);
-    EXPECT_EQ(sLine.rfind("select?forged line module=mod??ule refused: unknown method: select?forged line rows=0 ", 0),
-              0u)
+    EXPECT_EQ(sLine.rfind("select?forged line module=mod??ule refused: unknown method: select?forged line rows=0 ", 0), 0u)
         << sLine;
 }
 

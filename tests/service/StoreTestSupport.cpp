@@ -89,7 +89,8 @@ Json::Value CStoreFixture::Envelope(const std::string& sUri, const std::string& 
     return envelope;
 }
 
-const CResultTable* CStoreFixture::Select(const std::string& sModule, const Json::Value& envelope, std::string* pReason)
+const CResultTable* CStoreFixture::Select(const std::string& sModule, const Json::Value& envelope,
+                                          std::string* pReason)
 {
     const CStoreReply reply = Call("select", sModule, envelope);
     if (!reply.bResult) {

@@ -4,6 +4,7 @@
 
 #include <gtest/gtest.h>
 #include <json/json.h>
+
 #include <stdlib.h>
 
 #include <cstdlib>

@@ -19,16 +19,8 @@
 #include "StoreRequestHandler.h"
 
 namespace {
-const char* const kMethods[] = {"insert",
-                                "insert_bulk",
-                                "update",
-                                "delete",
-                                "select",
-                                "send_sync",
-                                "start_preview_scheduler",
-                                "stop_preview_scheduler",
-                                "terminate_service",
-                                "drop_everything"};
+const char* const kMethods[] = {"insert",    "insert_bulk", "update", "delete", "select", "send_sync", "start_preview_scheduler",
+                                "stop_preview_scheduler", "terminate_service", "drop_everything"};
 const char* const kModules[] = {"org.example.app", "org.other.app", "", "org.example.app.extra"};
 // Owners as seeded: org.example.app is uid 1000's, org.other.app uid 1001's.
 constexpr uid_t kExampleOwner = 1000;
@@ -77,8 +69,9 @@ std::string Dump(CStoreDatabase& database, const std::string& sSkipModule)
     std::string sDump;
     for (const char* sTable : {"accelerators", "sections", "tiles"}) {
         std::string sError;
-        CStatement statement =
-            database.Prepare(std::string("SELECT * FROM ") + sTable + " WHERE module_name != ?1 ORDER BY _id", sError);
+        CStatement statement = database.Prepare(std::string("SELECT * FROM ") + sTable +
+                                                    " WHERE module_name != ?1 ORDER BY _id",
+                                                sError);
         Check(static_cast<bool>(statement));
         sqlite3_bind_text(statement.Get(), 1, sSkipModule.c_str(), static_cast<int>(sSkipModule.size()),
                           SQLITE_TRANSIENT);
@@ -156,14 +149,12 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size)
         Check(Dump(*pDatabase, "") == sAllBefore);
     }
     Check(Dump(*pDatabase, sModule) == sOthersBefore);
-    Check(Count(*pDatabase,
-                "SELECT count(*) FROM sections s WHERE section_accelerator_raw_id IS NOT NULL AND NOT EXISTS "
-                "(SELECT 1 FROM accelerators a WHERE a._id = s.section_accelerator_raw_id "
-                "AND a.module_name = s.module_name)") == 0);
-    Check(Count(*pDatabase,
-                "SELECT count(*) FROM tiles t WHERE tile_section_raw_id IS NOT NULL AND NOT EXISTS "
-                "(SELECT 1 FROM sections s WHERE s._id = t.tile_section_raw_id "
-                "AND s.module_name = t.module_name)") == 0);
+    Check(Count(*pDatabase, "SELECT count(*) FROM sections s WHERE section_accelerator_raw_id IS NOT NULL AND NOT EXISTS "
+                            "(SELECT 1 FROM accelerators a WHERE a._id = s.section_accelerator_raw_id "
+                            "AND a.module_name = s.module_name)") == 0);
+    Check(Count(*pDatabase, "SELECT count(*) FROM tiles t WHERE tile_section_raw_id IS NOT NULL AND NOT EXISTS "
+                            "(SELECT 1 FROM sections s WHERE s._id = t.tile_section_raw_id "
+                            "AND s.module_name = t.module_name)") == 0);
     Check(Count(*pDatabase, "SELECT count(*) FROM accelerators WHERE app_pkg_name IS NOT module_name") == 0);
     Check(Count(*pDatabase,
                 "SELECT count(*) FROM accelerators a WHERE NOT EXISTS "
