@@ -1,7 +1,7 @@
 // D-Bus activation: with the service not running, the first request of a publish makes the
 // bus start it from the shipped activation files, and the publish succeeds. The bus runs the
 // files' Exec line itself, as a system bus without a launch helper does; as root the line
-// starts the service as its own user, as the files' User= asks.
+// starts the service as the test account pelmo (TestAccounts.h), as the files' User= asks.
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -12,9 +12,9 @@
 #include "StoreDatabase.h"
 #include "StoreFixture.h"
 #include "StoreRequestHandler.h"
+#include "TestAccounts.h"
 
 namespace {
-constexpr uid_t kServiceUid = 61501;
 const std::string kModule = "org.example.activated";
 
 std::string ReadText(const std::string& sPath)
@@ -81,7 +81,9 @@ TEST_F(StoreActivationTest, FirstRequestOfAPublishStartsTheServiceAndThePublishS
         ASSERT_TRUE(reply.bResult) << reply.sOutput;
     }
     std::string sExec;
-    if (geteuid() == 0) {
+    std::string sError;
+    if (geteuid() == 0 && TestAccounts::Use(sError)) {
+        const uid_t kServiceUid = TestAccounts::kServiceUid;
         // As the files' User= would: the service runs as its own user, on its own state folder.
         for (const char* sSuffix : {"", "-wal", "-shm"}) {
             chown((sDatabase + sSuffix).c_str(), kServiceUid, kServiceUid);
@@ -95,7 +97,6 @@ TEST_F(StoreActivationTest, FirstRequestOfAPublishStartsTheServiceAndThePublishS
     ASSERT_TRUE(WriteActivationFile(CHostStore::kProviderName, m_sServices, sExec));
     m_bus.SetServiceDirectory(m_sServices);
     m_bus.SetOpenToAllUsers(true);
-    std::string sError;
     ASSERT_TRUE(m_bus.Start(sError)) << sError;
     ASSERT_FALSE(m_bus.WaitForName(CHostStore::kStoreName, 0)) << "nothing runs the store yet";
 

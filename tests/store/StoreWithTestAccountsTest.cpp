@@ -1,7 +1,8 @@
-// The store as it runs on a real system: the service as its own non-root user under the
+// The store as it runs on a real system: the service as its own non-root user "pelmo" under the
 // shipped bus policy, an application as a second user, a stranger as a third, and root, all on
-// one private system bus. The users are bare numeric uids (no accounts are created); switching
-// to them needs root, so without root every test here reports itself skipped.
+// one private system bus. The three users are test accounts that only this test process and its
+// children see (TestAccounts.h); switching to them needs root, so without root every test here
+// reports itself skipped.
 #include <glib.h>
 #include <sqlite3.h>
 #include <sys/stat.h>
@@ -14,11 +15,12 @@
 #include <vector>
 
 #include "StoreFixture.h"
+#include "TestAccounts.h"
 
 namespace {
-constexpr uid_t kServiceUid = 61501;
-constexpr uid_t kAppUid = 61502;
-constexpr uid_t kStrangerUid = 61503;
+using TestAccounts::kAppUid;
+using TestAccounts::kServiceUid;
+using TestAccounts::kStrangerUid;
 const std::string kModule = "org.example.news";
 const std::string kRefusal = "module org.example.news belongs to another user";
 
@@ -82,19 +84,6 @@ std::string ReadFile(const std::string& sPath)
     return std::string(std::istreambuf_iterator<char>(in), std::istreambuf_iterator<char>());
 }
 
-// The shipped policy with the service's user "pelmo" given as the test's numeric service uid.
-std::string PolicyForServiceUid(const std::string& sDir)
-{
-    std::string sPolicy = ReadFile(PELMO_POLICY_FILE);
-    const std::string sUser = "user=\"pelmo\"";
-    const std::size_t iAt = sPolicy.find(sUser);
-    if (iAt == std::string::npos) return std::string();
-    sPolicy.replace(iAt, sUser.size(), "user=\"" + std::to_string(kServiceUid) + "\"");
-    const std::string sPath = sDir + "/org.orvik.pelmo_service.conf";
-    std::ofstream(sPath) << sPolicy;
-    return StockSystemBusPolicyWith(sPath);
-}
-
 // Every row of the store, all modules, straight from the database file.
 std::string DumpStore(const std::string& sDatabase)
 {
@@ -142,14 +131,16 @@ long long CountRows(const std::string& sDatabase, const std::string& sTable)
 }
 }  // namespace
 
-class StoreUsersTest : public ::testing::Test {
+class StoreWithTestAccounts : public ::testing::Test {
 protected:
     void SetUp() override
     {
         if (geteuid() != 0) {
             GTEST_SKIP() << "needs root: runs the store, an application and a stranger as three Unix users "
-                            "(numeric uids, no accounts created)";
+                            "(test accounts seen by this test alone)";
         }
+        std::string sAccounts;
+        if (!TestAccounts::Use(sAccounts)) GTEST_SKIP() << sAccounts;
         setenv("PELMO_LOG_LEVEL", "none", 1);
         char sTemplate[] = "/tmp/pelmo-users.XXXXXX";
         ASSERT_NE(mkdtemp(sTemplate), nullptr);
@@ -168,8 +159,8 @@ protected:
         m_options.sServicePath = PELMO_SERVICE_PATH;
         m_options.sDatabase = m_sState + "/store.db";
         m_options.sLogFile = m_sState + "/requests.log";
-        m_options.sBusPolicy = PolicyForServiceUid(m_sDir);
-        ASSERT_FALSE(m_options.sBusPolicy.empty()) << "the shipped policy no longer names the user pelmo";
+        // The shipped policy as it is: it lets the user pelmo own the store's names.
+        m_options.sBusPolicy = StockSystemBusPolicyWith(PELMO_POLICY_FILE);
         m_options.bOpenToAllUsers = true;
         m_options.vecLauncher = {"/usr/bin/setpriv",
                                  "--reuid=" + std::to_string(kServiceUid),
@@ -226,7 +217,7 @@ protected:
     CHostStore m_store;
 };
 
-TEST_F(StoreUsersTest, ServiceRunsAsItsOwnUserUnderTheShippedPolicy)
+TEST_F(StoreWithTestAccounts, ServiceRunsAsItsOwnUserUnderTheShippedPolicy)
 {
     struct stat st {};
     ASSERT_EQ(stat(("/proc/" + std::to_string(m_store.GetServicePid())).c_str(), &st), 0);
@@ -235,7 +226,7 @@ TEST_F(StoreUsersTest, ServiceRunsAsItsOwnUserUnderTheShippedPolicy)
     EXPECT_EQ(st.st_uid, kServiceUid);
 }
 
-TEST_F(StoreUsersTest, AppUserPublishesBothExamplesAndReadsBackExactlyWhatTheStoreHolds)
+TEST_F(StoreWithTestAccounts, AppUserPublishesBothExamplesAndReadsBackExactlyWhatTheStoreHolds)
 {
     RegisterAndPublishAsApp("first.json");
     ExpectReadBackIsTheStore(kAppUid);
@@ -244,10 +235,11 @@ TEST_F(StoreUsersTest, AppUserPublishesBothExamplesAndReadsBackExactlyWhatTheSto
     ExpectReadBackIsTheStore(kAppUid);
     const CRun status = Pelmoctl(kAppUid, {"status", kModule});
     EXPECT_EQ(status.iExit, 0) << status.sErr;
-    EXPECT_NE(status.sOut.find("owner: uid " + std::to_string(kAppUid) + "\n"), std::string::npos) << status.sOut;
+    EXPECT_NE(status.sOut.find("owner: pelmo-test-app (uid " + std::to_string(kAppUid) + ")\n"), std::string::npos)
+        << status.sOut;
 }
 
-TEST_F(StoreUsersTest, StrangerIsRefusedOnEveryMethodCannotOpenTheAppsResultsAndChangesNothing)
+TEST_F(StoreWithTestAccounts, StrangerIsRefusedOnEveryMethodCannotOpenTheAppsResultsAndChangesNothing)
 {
     RegisterAndPublishAsApp("first.json");
     const std::string sBefore = DumpStore(m_options.sDatabase);
@@ -297,26 +289,28 @@ TEST_F(StoreUsersTest, StrangerIsRefusedOnEveryMethodCannotOpenTheAppsResultsAnd
     ASSERT_EQ(stat(sPath.c_str(), &st), 0);
     EXPECT_EQ(st.st_uid, kServiceUid);
     EXPECT_EQ(st.st_mode & 07, 0u) << "others may not read a result";
-    const CRun app = RunAs(kAppUid, {"/bin/cat", sPath});
+    // wc opens and reads the whole object, as a reader does.
+    const CRun app = RunAs(kAppUid, {"/usr/bin/wc", "-c", sPath});
     EXPECT_EQ(app.iExit, 0) << app.sErr;
-    EXPECT_EQ(app.sOut.size(), static_cast<std::size_t>(st.st_size));
+    EXPECT_EQ(app.sOut, std::to_string(st.st_size) + " " + sPath + "\n");
 
     EXPECT_EQ(DumpStore(m_options.sDatabase), sBefore);
     ExpectReadBackIsTheStore(kAppUid);
 }
 
-TEST_F(StoreUsersTest, RootActsForTheAppsModuleWhichStaysTheApps)
+TEST_F(StoreWithTestAccounts, RootActsForTheAppsModuleWhichStaysTheApps)
 {
     RegisterAndPublishAsApp("first.json");
     const CRun pub = Pelmoctl(0, {"publish", kModule, std::string(PELMO_EXAMPLES_DIR) + "/changed.json"});
     ASSERT_EQ(pub.iExit, 0) << pub.sErr;
     ExpectReadBackIsTheStore(0);
     const CRun status = Pelmoctl(0, {"status", kModule});
-    EXPECT_NE(status.sOut.find("owner: uid " + std::to_string(kAppUid) + "\n"), std::string::npos) << status.sOut;
+    EXPECT_NE(status.sOut.find("owner: pelmo-test-app (uid " + std::to_string(kAppUid) + ")\n"), std::string::npos)
+        << status.sOut;
     EXPECT_EQ(CallAs(kStrangerUid, CHostStore::kStoreName, "stats", " ").sOut, "(false, '" + kRefusal + "')\n");
 }
 
-TEST_F(StoreUsersTest, OwnershipSurvivesAServiceRestart)
+TEST_F(StoreWithTestAccounts, OwnershipSurvivesAServiceRestart)
 {
     RegisterAndPublishAsApp("first.json");
     const std::string sBefore = DumpStore(m_options.sDatabase);
@@ -328,7 +322,7 @@ TEST_F(StoreUsersTest, OwnershipSurvivesAServiceRestart)
     ExpectReadBackIsTheStore(kAppUid);
 }
 
-TEST_F(StoreUsersTest, DatabaseWrittenBeforeOwnersKeepsEveryRowAndIsClaimedByItsFirstUser)
+TEST_F(StoreWithTestAccounts, DatabaseWrittenBeforeOwnersKeepsEveryRowAndIsClaimedByItsFirstUser)
 {
     // The store of before, in the service's state directory.
     m_store.StopService();
