@@ -10,7 +10,8 @@
 
 class CMemoryResultPublisher : public IResultPublisher {
 public:
-    bool Publish(const CResultTable& table, std::string& sKey, long long& llSize, std::string& /*sError*/) override
+    bool Publish(const std::string& /*sModule*/, const CResultTable& table, std::string& sKey, long long& llSize,
+                 std::string& /*sError*/) override
     {
         sKey = "memory-" + std::to_string(++m_llCounter);
         llSize = static_cast<long long>(table.vecRows.size() * (table.vecColumns.size() + 1));

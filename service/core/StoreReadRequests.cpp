@@ -200,7 +200,7 @@ CStoreReply CStoreRequestHandler::Select(const std::string& sModule, const Json:
 
     std::string sKey;
     long long llSize = 0;
-    if (!m_publisher.Publish(table, sKey, llSize, sError)) return Refuse("cannot publish the result: " + sError);
+    if (!m_publisher.Publish(sModule, table, sKey, llSize, sError)) return Refuse("cannot publish the result: " + sError);
     Json::Value reply(Json::objectValue);
     reply["key"] = sKey;
     reply["memory_size"] = std::to_string(llSize);

@@ -4,10 +4,16 @@
 
 const char* ServiceUsage()
 {
-    return "usage: pelmo-service [--db PATH] [--log FILE] [--result-ttl SECONDS]\n"
+    return "usage: pelmo-service [--db PATH] [--log FILE] [--result-ttl SECONDS] [--workers N]\n"
+           "                    [--bus-config FILE] [--result-space BYTES]\n"
            "  --db PATH             SQLite database of the store (default :memory:)\n"
            "  --log FILE            append one line per request to FILE (default: standard error)\n"
            "  --result-ttl SECONDS  remove select results nobody opened after this long (default 30)\n"
+           "  --workers N           threads serving requests, 1 to 16 (default 4; 1 for :memory:)\n"
+           "  --bus-config FILE     the bus's configuration, for its largest message (default: the\n"
+           "                        system bus's configuration files)\n"
+           "  --result-space BYTES  at most this much of unopened select results in all (default and\n"
+           "                        upper bound: a quarter of /dev/shm, at most 1 GiB)\n"
            "Serves org.orvik.Feltrix.dbus and org.orvik.pelmo_provider.dbus on the system bus\n"
            "(DBUS_SYSTEM_BUS_ADDRESS); stops cleanly on SIGTERM or SIGINT.\n";
 }
@@ -37,6 +43,24 @@ bool ParseServiceOptions(int argc, char** argv, CServiceOptions& options, std::s
                 return false;
             }
             options.iResultTtlSeconds = static_cast<int>(lValue);
+        } else if (sArg == "--workers") {
+            char* pEnd = nullptr;
+            const long lValue = std::strtol(sValue.c_str(), &pEnd, 10);
+            if (pEnd == sValue.c_str() || *pEnd != '\0' || lValue < 1 || lValue > 16) {
+                sError = "--workers wants a number from 1 to 16, not '" + sValue + "'";
+                return false;
+            }
+            options.iWorkers = static_cast<int>(lValue);
+        } else if (sArg == "--bus-config") {
+            options.sBusConfig = sValue;
+        } else if (sArg == "--result-space") {
+            char* pEnd = nullptr;
+            const long long llValue = std::strtoll(sValue.c_str(), &pEnd, 10);
+            if (pEnd == sValue.c_str() || *pEnd != '\0' || llValue < 1024 * 1024) {
+                sError = "--result-space wants a number of bytes of at least 1048576, not '" + sValue + "'";
+                return false;
+            }
+            options.llResultSpace = llValue;
         } else {
             sError = "unknown argument " + sArg;
             return false;

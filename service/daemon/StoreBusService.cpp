@@ -2,6 +2,8 @@
 
 #include "pelmo_service_gdbus_generated.h"
 
+#include <memory>
+
 namespace {
 constexpr guint32 kDoNotQueue = 4;
 constexpr guint32 kPrimaryOwner = 1;
@@ -87,18 +89,9 @@ gboolean CStoreBusService::OnHandleCall(GObject* pObject, GDBusMethodInvocation*
                                         const gchar* sPackage, const gchar* sInput, gpointer pUser)
 {
     auto* pEndpoint = static_cast<CEndpoint*>(pUser);
-    const CBusAnswer answer = pEndpoint->pOwner->m_handler(pEndpoint->sName, sMethod ? sMethod : "",
-                                                           sPackage ? sPackage : "", sInput ? sInput : "");
-    // A D-Bus string must be valid UTF-8; a reason that quotes a cut piece of the request might
-    // not be, and an invalid string would abort the reply.
-    if (g_utf8_validate(answer.sOutput.data(), static_cast<gssize>(answer.sOutput.size()), nullptr)) {
-        org_orvik_pelmo_service_complete_call(ORG_ORVIK_PELMO_SERVICE(pObject), pInvocation, answer.bResult,
-                                              answer.sOutput.c_str());
-    } else {
-        gchar* sValid = g_utf8_make_valid(answer.sOutput.data(), static_cast<gssize>(answer.sOutput.size()));
-        org_orvik_pelmo_service_complete_call(ORG_ORVIK_PELMO_SERVICE(pObject), pInvocation, answer.bResult, sValid);
-        g_free(sValid);
-    }
+    pEndpoint->pOwner->m_handler(std::make_unique<CPendingCall>(pObject, pInvocation, pEndpoint->sName,
+                                                                sMethod ? sMethod : "", sPackage ? sPackage : "",
+                                                                sInput ? sInput : ""));
     return TRUE;
 }
 

@@ -7,18 +7,16 @@
 #include <gio/gio.h>
 
 #include <functional>
+#include <memory>
 #include <string>
 
-struct CBusAnswer {
-    bool bResult = false;
-    std::string sOutput;
-};
+#include "PendingCall.h"
 
 class CStoreBusService {
 public:
-    // Called for every "Call", with the well-known name it was addressed to.
-    using Handler = std::function<CBusAnswer(const std::string& sBusName, const std::string& sMethod,
-                                             const std::string& sPackage, const std::string& sInput)>;
+    // Called on the main loop for every "Call", with the well-known name it was addressed to;
+    // the handler answers it, then or later, from any thread.
+    using Handler = std::function<void(std::unique_ptr<CPendingCall> pCall)>;
 
     explicit CStoreBusService(Handler handler) : m_handler(std::move(handler)) {}
     ~CStoreBusService();

@@ -33,8 +33,8 @@ TEST(StoreSharedMemoryPublisher, PublishesUnderUniqueNamesWithTheirSize)
     CSharedMemoryPublisher publisher;
     std::string sFirst, sSecond, sError;
     long long llFirst = 0, llSecond = 0;
-    ASSERT_TRUE(publisher.Publish(OneRow(), sFirst, llFirst, sError)) << sError;
-    ASSERT_TRUE(publisher.Publish(OneRow(), sSecond, llSecond, sError)) << sError;
+    ASSERT_TRUE(publisher.Publish("org.example.app", OneRow(), sFirst, llFirst, sError)) << sError;
+    ASSERT_TRUE(publisher.Publish("org.example.app", OneRow(), sSecond, llSecond, sError)) << sError;
     EXPECT_NE(sFirst, sSecond);
     EXPECT_EQ(sFirst.rfind("/pelmo-" + std::to_string(getpid()) + "-", 0), 0u) << sFirst;
     EXPECT_GT(llFirst, 0);
@@ -48,7 +48,7 @@ TEST(StoreSharedMemoryPublisher, ExpiryRemovesOnlyOlderResults)
     CSharedMemoryPublisher publisher;
     std::string sKey, sError;
     long long llSize = 0;
-    ASSERT_TRUE(publisher.Publish(OneRow(), sKey, llSize, sError)) << sError;
+    ASSERT_TRUE(publisher.Publish("org.example.app", OneRow(), sKey, llSize, sError)) << sError;
     EXPECT_EQ(publisher.ExpireOlderThan(std::chrono::steady_clock::now() - std::chrono::seconds(60)), 0);
     EXPECT_TRUE(NameExists(sKey));
     EXPECT_EQ(publisher.ExpireOlderThan(std::chrono::steady_clock::now() + std::chrono::seconds(1)), 1);
@@ -61,7 +61,7 @@ TEST(StoreSharedMemoryPublisher, ResultTheReaderAlreadyUnlinkedExpiresQuietly)
     CSharedMemoryPublisher publisher;
     std::string sKey, sError;
     long long llSize = 0;
-    ASSERT_TRUE(publisher.Publish(OneRow(), sKey, llSize, sError)) << sError;
+    ASSERT_TRUE(publisher.Publish("org.example.app", OneRow(), sKey, llSize, sError)) << sError;
     ASSERT_EQ(shm_unlink(sKey.c_str()), 0);
     EXPECT_EQ(publisher.ExpireOlderThan(std::chrono::steady_clock::now() + std::chrono::seconds(1)), 0);
     EXPECT_EQ(publisher.Pending(), 0u);
@@ -72,8 +72,8 @@ TEST(StoreSharedMemoryPublisher, ResultsTheirReadersRemovedAreForgottenBeforeThe
     CSharedMemoryPublisher publisher;
     std::string sClaimed, sWaiting, sError;
     long long llSize = 0;
-    ASSERT_TRUE(publisher.Publish(OneRow(), sClaimed, llSize, sError)) << sError;
-    ASSERT_TRUE(publisher.Publish(OneRow(), sWaiting, llSize, sError)) << sError;
+    ASSERT_TRUE(publisher.Publish("org.example.app", OneRow(), sClaimed, llSize, sError)) << sError;
+    ASSERT_TRUE(publisher.Publish("org.example.app", OneRow(), sWaiting, llSize, sError)) << sError;
     ASSERT_EQ(shm_unlink(sClaimed.c_str()), 0);  // what a reader does once it has the bytes
     EXPECT_EQ(publisher.ForgetClaimed(), 1);
     EXPECT_EQ(publisher.Pending(), 1u);

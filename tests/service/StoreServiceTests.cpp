@@ -195,7 +195,7 @@ TEST(StoreDatabaseOpen, MemoryDatabaseHasTheThreeTables)
 namespace {
 class CRefusingPublisher : public IResultPublisher {
 public:
-    bool Publish(const CResultTable&, std::string&, long long&, std::string& sError) override
+    bool Publish(const std::string&, const CResultTable&, std::string&, long long&, std::string& sError) override
     {
         sError = "no shared memory left";
         return false;
