@@ -3,8 +3,8 @@
 #pragma once
 
 #include <deque>
-#include <utility>
 #include <string>
+#include <utility>
 
 #include "ResultPublisher.h"
 

@@ -302,7 +302,8 @@ CTransaction::CTransaction(CStoreDatabase& database) : m_database(database)
     if (std::timed_mutex* pLock = m_database.WriteLock()) {
         m_writeLock = std::unique_lock<std::timed_mutex>(*pLock, std::defer_lock);
         if (!m_writeLock.try_lock_for(kWriteWait)) {
-            m_sError = "the store is busy: another write did not end within " + std::to_string(kWriteWait.count()) + " s";
+            m_sError =
+                "the store is busy: another write did not end within " + std::to_string(kWriteWait.count()) + " s";
             return;
         }
         m_database.RestartBudget();

@@ -145,17 +145,28 @@ CStoreReply CStoreRequestHandler::Dispatch(const std::string& sMethod, const std
         kUnknown
     };
     Method eMethod = Method::kUnknown;
-    if (sMethod == "insert") eMethod = Method::kInsert;
-    else if (sMethod == "insert_bulk") eMethod = Method::kInsertBulk;
-    else if (sMethod == "update") eMethod = Method::kUpdate;
-    else if (sMethod == "delete") eMethod = Method::kDelete;
-    else if (sMethod == "select") eMethod = Method::kSelect;
-    else if (sMethod == "send_sync") eMethod = Method::kSync;
-    else if (sMethod == "start_preview_scheduler") eMethod = Method::kStart;
-    else if (sMethod == "stop_preview_scheduler") eMethod = Method::kStop;
-    else if (sMethod == "terminate_service") eMethod = Method::kTerminate;
-    else if (sMethod == "journal") eMethod = Method::kJournal;
-    else if (sMethod == "stats") eMethod = Method::kStats;
+    if (sMethod == "insert")
+        eMethod = Method::kInsert;
+    else if (sMethod == "insert_bulk")
+        eMethod = Method::kInsertBulk;
+    else if (sMethod == "update")
+        eMethod = Method::kUpdate;
+    else if (sMethod == "delete")
+        eMethod = Method::kDelete;
+    else if (sMethod == "select")
+        eMethod = Method::kSelect;
+    else if (sMethod == "send_sync")
+        eMethod = Method::kSync;
+    else if (sMethod == "start_preview_scheduler")
+        eMethod = Method::kStart;
+    else if (sMethod == "stop_preview_scheduler")
+        eMethod = Method::kStop;
+    else if (sMethod == "terminate_service")
+        eMethod = Method::kTerminate;
+    else if (sMethod == "journal")
+        eMethod = Method::kJournal;
+    else if (sMethod == "stats")
+        eMethod = Method::kStats;
     if (eMethod == Method::kUnknown) return Refuse("unknown method: " + CQueryGrammar::Excerpt(sMethod, 64));
 
     if (sModule.empty()) return Refuse("empty module name");
@@ -180,30 +191,30 @@ CStoreReply CStoreRequestHandler::Dispatch(const std::string& sMethod, const std
     if (!TextCheck::IsUtf8(sInput)) return Refuse("input is not UTF-8 text");
 
     switch (eMethod) {
-    case Method::kSync: {
-        std::lock_guard<std::mutex> lock(m_pShared->mutex);
-        m_pShared->activity.RecordSync(sModule, m_clock());
-        return StoreReplies::Accept("", 0);
-    }
-    case Method::kStart:
-    case Method::kStop: {
-        // The package is the one whose scheduler changes; the input names the app that asked.
-        std::lock_guard<std::mutex> lock(m_pShared->mutex);
-        m_pShared->activity.RecordScheduler(sModule, eMethod == Method::kStart, sInput.substr(0, kMaxModuleLength));
-        return StoreReplies::Accept("", 0);
-    }
-    case Method::kTerminate: {
-        // Only recorded: the reference store does not end other processes.
-        std::lock_guard<std::mutex> lock(m_pShared->mutex);
-        m_pShared->activity.RecordTerminate(sModule, sInput.substr(0, kMaxModuleLength));
-        return StoreReplies::Accept("", 0);
-    }
-    case Method::kJournal:
-        return JournalRequest(sModule, sInput);
-    case Method::kStats:
-        return StatsRequest(sModule);
-    default:
-        break;
+        case Method::kSync: {
+            std::lock_guard<std::mutex> lock(m_pShared->mutex);
+            m_pShared->activity.RecordSync(sModule, m_clock());
+            return StoreReplies::Accept("", 0);
+        }
+        case Method::kStart:
+        case Method::kStop: {
+            // The package is the one whose scheduler changes; the input names the app that asked.
+            std::lock_guard<std::mutex> lock(m_pShared->mutex);
+            m_pShared->activity.RecordScheduler(sModule, eMethod == Method::kStart, sInput.substr(0, kMaxModuleLength));
+            return StoreReplies::Accept("", 0);
+        }
+        case Method::kTerminate: {
+            // Only recorded: the reference store does not end other processes.
+            std::lock_guard<std::mutex> lock(m_pShared->mutex);
+            m_pShared->activity.RecordTerminate(sModule, sInput.substr(0, kMaxModuleLength));
+            return StoreReplies::Accept("", 0);
+        }
+        case Method::kJournal:
+            return JournalRequest(sModule, sInput);
+        case Method::kStats:
+            return StatsRequest(sModule);
+        default:
+            break;
     }
 
     if (!m_database.IsOpen()) return Refuse("store database is not open");
@@ -212,23 +223,23 @@ CStoreReply CStoreRequestHandler::Dispatch(const std::string& sMethod, const std
     if (!RequestEnvelope::ParseObject(sInput, root, sError)) return Refuse(sError);
     CStoreReply reply;
     switch (eMethod) {
-    case Method::kInsert:
-        reply = Insert(sModule, root);
-        break;
-    case Method::kInsertBulk:
-        reply = InsertBulk(sModule, root);
-        break;
-    case Method::kUpdate:
-        reply = Update(sModule, root);
-        break;
-    case Method::kDelete:
-        reply = Delete(sModule, root);
-        break;
-    case Method::kSelect:
-        reply = Select(sModule, root);
-        break;
-    default:
-        return Refuse("internal error: method not dispatched");
+        case Method::kInsert:
+            reply = Insert(sModule, root);
+            break;
+        case Method::kInsertBulk:
+            reply = InsertBulk(sModule, root);
+            break;
+        case Method::kUpdate:
+            reply = Update(sModule, root);
+            break;
+        case Method::kDelete:
+            reply = Delete(sModule, root);
+            break;
+        case Method::kSelect:
+            reply = Select(sModule, root);
+            break;
+        default:
+            return Refuse("internal error: method not dispatched");
     }
     // The journal names the table also for a refused request, when the request named one.
     const Json::Value& tableName = std::as_const(root)["table_name"];

@@ -13,11 +13,11 @@
 
 // Whether the database could grow the last time a request needed it to.
 struct CStorageCondition {
-    bool bFull = false;           // the last write failed for want of space or for an I/O error
-    std::string sReason;          // that failure's reason, while bFull
-    std::time_t tSince = 0;       // when the store became full (0: it is not)
+    bool bFull = false;            // the last write failed for want of space or for an I/O error
+    std::string sReason;           // that failure's reason, while bFull
+    std::time_t tSince = 0;        // when the store became full (0: it is not)
     std::time_t tLastFailure = 0;  // the last such failure since the service started (0: none)
-    long long llFailures = 0;     // requests refused so since the service started
+    long long llFailures = 0;      // requests refused so since the service started
 };
 
 struct CStoreSharedState {

@@ -63,7 +63,6 @@ struct CWorkerStore {
     std::unique_ptr<CStoreRequestHandler> pHandler;
 };
 
-
 gboolean OnStopSignal(gpointer pLoop)
 {
     g_main_loop_quit(static_cast<GMainLoop*>(pLoop));

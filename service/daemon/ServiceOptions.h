@@ -5,10 +5,10 @@
 
 struct CServiceOptions {
     std::string sDatabase = ":memory:";
-    std::string sLogFile;        // empty: standard error
-    int iResultTtlSeconds = 30;  // unclaimed select results are removed after this long
-    int iWorkers = 4;            // threads serving requests (one for an in-memory database)
-    std::string sBusConfig;      // the bus's configuration file; empty: the system bus's files
+    std::string sLogFile;         // empty: standard error
+    int iResultTtlSeconds = 30;   // unclaimed select results are removed after this long
+    int iWorkers = 4;             // threads serving requests (one for an in-memory database)
+    std::string sBusConfig;       // the bus's configuration file; empty: the system bus's files
     long long llResultSpace = 0;  // total bytes of unclaimed results; 0: from the size of /dev/shm
 };
 

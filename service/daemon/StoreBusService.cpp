@@ -1,8 +1,8 @@
 #include "StoreBusService.h"
 
-#include "pelmo_service_gdbus_generated.h"
-
 #include <memory>
+
+#include "pelmo_service_gdbus_generated.h"
 
 namespace {
 constexpr guint32 kDoNotQueue = 4;
@@ -13,10 +13,10 @@ constexpr guint32 kPrimaryOwner = 1;
 bool RequestName(GDBusConnection* pConn, const std::string& sName, std::string& sError)
 {
     GError* pError = nullptr;
-    GVariant* pReply = g_dbus_connection_call_sync(
-        pConn, "org.freedesktop.DBus", "/org/freedesktop/DBus", "org.freedesktop.DBus", "RequestName",
-        g_variant_new("(su)", sName.c_str(), kDoNotQueue), G_VARIANT_TYPE("(u)"), G_DBUS_CALL_FLAGS_NONE, 5000,
-        nullptr, &pError);
+    GVariant* pReply =
+        g_dbus_connection_call_sync(pConn, "org.freedesktop.DBus", "/org/freedesktop/DBus", "org.freedesktop.DBus",
+                                    "RequestName", g_variant_new("(su)", sName.c_str(), kDoNotQueue),
+                                    G_VARIANT_TYPE("(u)"), G_DBUS_CALL_FLAGS_NONE, 5000, nullptr, &pError);
     if (pReply == nullptr) {
         sError = "cannot own " + sName + ": " + (pError ? pError->message : "no reply");
         g_clear_error(&pError);
@@ -76,8 +76,7 @@ bool CStoreBusService::StartEndpoint(CEndpoint& endpoint, const std::string& sAd
     auto* pSkeleton = org_orvik_pelmo_service_skeleton_new();
     endpoint.pSkeleton = pSkeleton;
     g_signal_connect(pSkeleton, "handle-call", G_CALLBACK(&CStoreBusService::OnHandleCall), &endpoint);
-    if (!g_dbus_interface_skeleton_export(G_DBUS_INTERFACE_SKELETON(pSkeleton), endpoint.pConn, kObjectPath,
-                                          &pError)) {
+    if (!g_dbus_interface_skeleton_export(G_DBUS_INTERFACE_SKELETON(pSkeleton), endpoint.pConn, kObjectPath, &pError)) {
         sError = std::string("cannot export ") + kObjectPath + ": " + pError->message;
         g_clear_error(&pError);
         return false;

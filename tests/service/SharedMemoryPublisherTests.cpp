@@ -1,10 +1,9 @@
 // The service's publisher of select results in POSIX shared memory: unique names, and expiry
 // of results that no client opened. Built only when the store library has its result writer.
 #include <fcntl.h>
+#include <gtest/gtest.h>
 #include <sys/mman.h>
 #include <unistd.h>
-
-#include <gtest/gtest.h>
 
 #include <chrono>
 

@@ -126,7 +126,8 @@ TEST_F(StoreService, LogLineStaysOneLineForHostileNames)
     const std::string sLine = FormatRequestLog("select\nforged line", "mod\r\nule", reply);
     EXPECT_EQ(sLine.find('\n'), std::string::npos);
     EXPECT_EQ(sLine.find('\r'), std::string::npos);
-    EXPECT_EQ(sLine.rfind("select?forged line module=mod??ule refused: unknown method: select?forged line rows=0 ", 0), 0u)
+    EXPECT_EQ(sLine.rfind("select?forged line module=mod??ule refused: unknown method: select?forged line rows=0 ", 0),
+              0u)
         << sLine;
 }
 
@@ -158,8 +159,8 @@ TEST_F(StoreService, CommittedRowsSurviveAKilledService)
         if (!database.Open(sPath, sError)) _exit(2);
         CMemoryResultPublisher publisher;
         CStoreRequestHandler handler(database, publisher);
-        const CStoreReply reply = handler.Handle(
-            "insert", "org.example.app", "{\"table_name\":\"content://org.orvik.pelmo/accelerators\"}");
+        const CStoreReply reply =
+            handler.Handle("insert", "org.example.app", "{\"table_name\":\"content://org.orvik.pelmo/accelerators\"}");
         if (!reply.bResult) _exit(3);
         kill(getpid(), SIGKILL);
         _exit(4);
