@@ -40,11 +40,6 @@ bool IsJournalled(const std::string& sMethod)
     return false;
 }
 
-bool IsWrite(const std::string& sMethod)
-{
-    return sMethod == "insert" || sMethod == "insert_bulk" || sMethod == "update" || sMethod == "delete";
-}
-
 // A module name the journal can keep and show: what Dispatch accepts as a module.
 bool IsUsableModule(const std::string& sModule)
 {
@@ -97,8 +92,9 @@ CStoreReply CStoreRequestHandler::Handle(const std::string& sMethod, const std::
 void CStoreRequestHandler::Explain(const std::string& sMethod, CStoreReply& reply)
 {
     if (reply.bResult) {
-        // A write that went through: the database could grow again.
-        if (IsWrite(sMethod)) {
+        // Rows inserted: the database could grow again. (An update or a delete may go through on
+        // a full disk, in pages the database already has.)
+        if (sMethod == "insert" || sMethod == "insert_bulk") {
             std::lock_guard<std::mutex> lock(m_pShared->mutex);
             CStorageCondition& storage = m_pShared->storage;
             storage.bFull = false;

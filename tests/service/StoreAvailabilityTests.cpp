@@ -154,7 +154,7 @@ TEST_F(StoreAvailability, RequestLimitFollowsWhatTheDaemonSets)
     EXPECT_EQ(stats["limits"]["budget_ms"].asInt64(), CStoreRequestHandler::kDefaultBudget.count());
 }
 
-TEST_F(StoreAvailability, FullDatabaseIsNamedInReasonsAndStatsUntilAWriteGoesThrough)
+TEST_F(StoreAvailability, FullDatabaseIsNamedInReasonsAndStatsUntilAnInsertGoesThrough)
 {
     CTempDir dir;
     Open(dir.Path() + "/store.db");

@@ -234,12 +234,12 @@ TEST_F(StoreAvailabilityTest, SlowLikeOverALargeTextDelaysNoOtherModule)
 
 TEST_F(StoreAvailabilityTest, UnopenedResultsCannotFillSharedMemory)
 {
-    m_store.StopService();
+    // The same database again, with a small total, so that a few attacking modules reach it.
     CPelmoGDBusUtil::ReleaseInstance();
-    // A small total, so that a few attacking modules reach it.
+    m_store.Stop();
     m_options.vecExtraArgs = {"--result-space", std::to_string(48u << 20)};
     std::string sError;
-    ASSERT_TRUE(m_store.StartService(sError)) << sError;
+    ASSERT_TRUE(m_store.Start(m_options, sError)) << sError;
 
     CAttacker attacker;
     ASSERT_TRUE(attacker.Connected());

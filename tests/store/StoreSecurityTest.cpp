@@ -90,7 +90,8 @@ TEST_F(StoreSecurityTest, ModuleCannotAttachRowsToAnotherModulesParent)
                      "org.example.a"),
               -1);
     EXPECT_EQ(Insert("{\"table_name\":\"content://org.orvik.pelmo/sections\",\"section_title\":\"x\","
-                     "\"section_accelerator_raw_id\":\"" + std::to_string(m_llAcceleratorA) + "\"}",
+                     "\"section_accelerator_raw_id\":\"" +
+                         std::to_string(m_llAcceleratorA) + "\"}",
                      "org.example.b"),
               -1);
     EXPECT_EQ(Counts(), before);
@@ -157,7 +158,8 @@ TEST_F(StoreSecurityTest, InputThatIsNotJsonIsRefused)
 
 TEST_F(StoreSecurityTest, BulkInsertWhoseLastRowIsBadLeavesNoRow)
 {
-    const std::string sGood = "{\"tile_title\":\"ok\",\"tile_section_raw_id\":\"" + std::to_string(m_llSectionA) + "\"}";
+    const std::string sGood =
+        "{\"tile_title\":\"ok\",\"tile_section_raw_id\":\"" + std::to_string(m_llSectionA) + "\"}";
     PT_JSON_IN_PARAM param;
     param.data = "{\"table_name\":\"" + kTiles + "\",\"arrayitem\":[" + sGood + "," + sGood + "," +
                  "{\"no_such_column\":\"x\"}]}";
