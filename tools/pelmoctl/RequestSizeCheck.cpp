@@ -42,7 +42,7 @@ void CheckRequestSizes(const CPreviewAccelerator& accelerator, const std::vector
             finding.sPath = vecSections[i].place.sPath;
             finding.iLine = vecSections[i].place.iLine;
         } else {
-            finding.sPath = "$.sections[" + std::to_string(i) + "]";
+            finding.sPath = "sections[" + std::to_string(i) + "]";
         }
         finding.sKind = ValidateKind::REQUEST_SIZE;
         finding.sMessage = "the request that stores this section's tiles is about " + std::to_string(llSize) +
