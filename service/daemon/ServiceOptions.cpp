@@ -18,6 +18,18 @@ const char* ServiceUsage()
            "(DBUS_SYSTEM_BUS_ADDRESS); stops cleanly on SIGTERM or SIGINT.\n";
 }
 
+namespace {
+// A whole number from llMin to llMax, the whole text.
+bool ParseWhole(const std::string& sValue, long long llMin, long long llMax, long long& llOut)
+{
+    char* pEnd = nullptr;
+    const long long llValue = std::strtoll(sValue.c_str(), &pEnd, 10);
+    if (pEnd == sValue.c_str() || *pEnd != '\0' || llValue < llMin || llValue > llMax) return false;
+    llOut = llValue;
+    return true;
+}
+}  // namespace
+
 bool ParseServiceOptions(int argc, char** argv, CServiceOptions& options, std::string& sError)
 {
     for (int i = 1; i < argc; ++i) {
@@ -36,31 +48,26 @@ bool ParseServiceOptions(int argc, char** argv, CServiceOptions& options, std::s
         } else if (sArg == "--log") {
             options.sLogFile = sValue;
         } else if (sArg == "--result-ttl") {
-            char* pEnd = nullptr;
-            const long lValue = std::strtol(sValue.c_str(), &pEnd, 10);
-            if (pEnd == sValue.c_str() || *pEnd != '\0' || lValue < 1 || lValue > 3600) {
+            long long llValue = 0;
+            if (!ParseWhole(sValue, 1, 3600, llValue)) {
                 sError = "--result-ttl wants whole seconds from 1 to 3600, not '" + sValue + "'";
                 return false;
             }
-            options.iResultTtlSeconds = static_cast<int>(lValue);
+            options.iResultTtlSeconds = static_cast<int>(llValue);
         } else if (sArg == "--workers") {
-            char* pEnd = nullptr;
-            const long lValue = std::strtol(sValue.c_str(), &pEnd, 10);
-            if (pEnd == sValue.c_str() || *pEnd != '\0' || lValue < 1 || lValue > 16) {
+            long long llValue = 0;
+            if (!ParseWhole(sValue, 1, 16, llValue)) {
                 sError = "--workers wants a number from 1 to 16, not '" + sValue + "'";
                 return false;
             }
-            options.iWorkers = static_cast<int>(lValue);
+            options.iWorkers = static_cast<int>(llValue);
         } else if (sArg == "--bus-config") {
             options.sBusConfig = sValue;
         } else if (sArg == "--result-space") {
-            char* pEnd = nullptr;
-            const long long llValue = std::strtoll(sValue.c_str(), &pEnd, 10);
-            if (pEnd == sValue.c_str() || *pEnd != '\0' || llValue < 1024 * 1024) {
+            if (!ParseWhole(sValue, 1024 * 1024, 1LL << 50, options.llResultSpace)) {
                 sError = "--result-space wants a number of bytes of at least 1048576, not '" + sValue + "'";
                 return false;
             }
-            options.llResultSpace = llValue;
         } else {
             sError = "unknown argument " + sArg;
             return false;

@@ -11,6 +11,7 @@
 #include <thread>
 #include <vector>
 
+#include "PreviewDocument200.h"
 #include "StoreFixture.h"
 
 namespace {
@@ -92,31 +93,6 @@ private:
     GDBusConnection* m_pConn = nullptr;
 };
 
-// A preview of 10 sections of 20 tiles.
-std::string VictimDocument()
-{
-    Json::Value root;
-    for (int s = 0; s < 10; ++s) {
-        Json::Value section;
-        section["section_id"] = s + 1;
-        section["section_title"] = "Section " + std::to_string(s);
-        section["section_position"] = s;
-        for (int t = 0; t < 20; ++t) {
-            const std::string sNumber = std::to_string(s * 100 + t);
-            Json::Value tile;
-            tile["tile_id"] = s * 100 + t;
-            tile["tile_title"] = "Tile " + sNumber;
-            tile["tile_subtitle"] = "Subtitle " + std::to_string(t);
-            tile["tile_image_url"] = "https://images.example.org/" + sNumber + ".jpg";
-            tile["tile_position"] = t;
-            tile["action_data"] = "app://org.example.victim/play?id=" + sNumber;
-            section["tiles"].append(tile);
-        }
-        root["sections"].append(section);
-    }
-    return Json::FastWriter().write(root);
-}
-
 class StoreAvailabilityTest : public StoreTest {
 protected:
     void SetUp() override
@@ -185,7 +161,7 @@ protected:
         EXPECT_EQ(readBack["sections"].size(), 10u);
     }
 
-    const std::string m_sDocument = VictimDocument();
+    const std::string m_sDocument = PreviewDocument200();
     std::string m_sStoredBefore;
 };
 }  // namespace

@@ -11,30 +11,11 @@
 #include <cstdio>
 #include <cstring>
 
+#include "PreviewDocument200.h"
 #include "StoreFixture.h"
 
 namespace {
 const std::string kModule = "org.example.fulldisk";
-
-std::string Document(const std::string& sVariant)
-{
-    Json::Value root;
-    for (int s = 0; s < 10; ++s) {
-        Json::Value section;
-        section["section_id"] = s + 1;
-        section["section_title"] = "Section " + std::to_string(s);
-        section["section_position"] = s;
-        for (int t = 0; t < 20; ++t) {
-            Json::Value tile;
-            tile["tile_title"] = "Tile " + std::to_string(s * 100 + t) + sVariant;
-            tile["tile_position"] = t;
-            tile["tile_extra"] = std::string(300, 'e');
-            section["tiles"].append(tile);
-        }
-        root["sections"].append(section);
-    }
-    return Json::FastWriter().write(root);
-}
 
 Json::Value Stats()
 {
@@ -139,13 +120,13 @@ TEST_F(StoreFullDiskTest, FullDiskIsReportedAndTheNextPublishConvergesOnceThereI
     accelerator.data = "{\"table_name\":\"content://org.orvik.pelmo/accelerators\",\"accelerator_title\":\"F\"}";
     long long llRowId = -1;
     ASSERT_EQ(insert_request(accelerator, &llRowId, kModule), 0);
-    const std::string sFirst = Document("");
+    const std::string sFirst = PreviewDocument200("", 300);
     ASSERT_EQ(set_preview_metadata(sFirst.c_str(), kModule.c_str()), 1);
     EXPECT_FALSE(Stats()["storage"]["full"].asBool());
 
     m_llSeqBeforeFull = Stats()["journal_seq"].asInt64();
     FillDisk();
-    const std::string sSecond = Document(" (second)");
+    const std::string sSecond = PreviewDocument200(" (second)", 300);
     set_preview_metadata(sSecond.c_str(), kModule.c_str());  // its writes are refused
     const Json::Value stats = Stats();
     ASSERT_TRUE(stats["storage"]["full"].asBool()) << stats.toStyledString();
