@@ -139,8 +139,9 @@ int main(int argc, char** argv)
         } else {
             reply = vecStores[iWorker]->pHandler->Handle(call.Method(), call.Package(), call.Input());
         }
-        call.Answer(reply.bResult, reply.sOutput);
+        // Logged before the answer goes out, so that whoever has the answer finds the line.
         log.Write(FormatRequestLog(call.Method(), call.Package(), reply));
+        call.Answer(reply.bResult, reply.sOutput);
     });
 
     GMainLoop* pLoop = g_main_loop_new(nullptr, FALSE);
