@@ -28,7 +28,9 @@ bool CHostStore::Start(const CHostStoreOptions& options, std::string& sError)
 bool CHostStore::StartService(std::string& sError)
 {
     std::vector<std::string> vecArgv = m_options.vecLauncher;
-    vecArgv.insert(vecArgv.end(), {m_options.sServicePath, "--db", m_options.sDatabase});
+    // The service sizes its request limit from what this bus carries in one message.
+    vecArgv.insert(vecArgv.end(), {m_options.sServicePath, "--db", m_options.sDatabase, "--bus-config",
+                                   m_bus.GetDirectory() + "/system.conf"});
     if (!m_options.sLogFile.empty()) {
         vecArgv.push_back("--log");
         vecArgv.push_back(m_options.sLogFile);

@@ -3,15 +3,15 @@
 #pragma once
 
 #include <deque>
-#include <utility>
 #include <string>
+#include <utility>
 
 #include "ResultPublisher.h"
 
 class CMemoryResultPublisher : public IResultPublisher {
 public:
-    bool Publish(const CResultTable& table, const PT_CALLER_IDENTITY& reader, std::string& sKey, long long& llSize,
-                 std::string& /*sError*/) override
+    bool Publish(const std::string& /*sModule*/, const CResultTable& table, const PT_CALLER_IDENTITY& reader,
+                 std::string& sKey, long long& llSize, std::string& /*sError*/) override
     {
         m_lastReader = reader;
         sKey = "memory-" + std::to_string(++m_llCounter);

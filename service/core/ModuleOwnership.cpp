@@ -52,7 +52,18 @@ bool CModuleOwnership::Admit(const std::string& sModule, const PT_CALLER_IDENTIT
     if (!HasAccelerator(sModule, bRegistered, sError)) return false;
     // Not registered: the request may register it, and nothing of it is stored to protect.
     if (!bRegistered) return true;
-    return RecordRegistration(sModule, caller, sError);
+    // A write like any other, in turn with the writes of the other connections.
+    CTransaction transaction(m_database);
+    if (!transaction.Started()) {
+        sError = "cannot record the module's owner: " + transaction.Error();
+        return false;
+    }
+    if (!RecordRegistration(sModule, caller, sError)) return false;
+    if (!transaction.Commit(sError)) {
+        sError = "cannot record the module's owner: " + sError;
+        return false;
+    }
+    return true;
 }
 
 bool CModuleOwnership::RecordRegistration(const std::string& sModule, const PT_CALLER_IDENTITY& caller,

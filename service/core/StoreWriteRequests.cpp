@@ -12,8 +12,8 @@ using StoreReplies::Refuse;
 namespace {
 bool BindModule(sqlite3_stmt* pStatement, int iIndex, const std::string& sModule)
 {
-    return sqlite3_bind_text(pStatement, iIndex, sModule.c_str(), static_cast<int>(sModule.size()),
-                             SQLITE_TRANSIENT) == SQLITE_OK;
+    return sqlite3_bind_text(pStatement, iIndex, sModule.c_str(), static_cast<int>(sModule.size()), SQLITE_TRANSIENT) ==
+           SQLITE_OK;
 }
 
 // The request's rows: the "arrayitem" array. Other envelope members are not read.
@@ -42,9 +42,9 @@ bool CStoreRequestHandler::InsertRow(const CStoreTable& table, const std::string
         sColumns += "\"" + entry.first + "\", ";
         sPlaceholders += "?, ";
     }
-    CStatement statement = m_database.Prepare("INSERT INTO \"" + table.sName + "\" (" + sColumns +
-                                                  "\"module_name\") VALUES (" + sPlaceholders + "?)",
-                                              sError);
+    CStatement statement = m_database.Prepare(
+        "INSERT INTO \"" + table.sName + "\" (" + sColumns + "\"module_name\") VALUES (" + sPlaceholders + "?)",
+        sError);
     if (!statement) return false;
     int iIndex = 1;
     for (const auto& entry : vecValues) {

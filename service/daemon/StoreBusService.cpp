@@ -1,5 +1,7 @@
 #include "StoreBusService.h"
 
+#include <memory>
+
 #include "pelmo_service_gdbus_generated.h"
 
 namespace {
@@ -11,10 +13,10 @@ constexpr guint32 kPrimaryOwner = 1;
 bool RequestName(GDBusConnection* pConn, const std::string& sName, std::string& sError)
 {
     GError* pError = nullptr;
-    GVariant* pReply = g_dbus_connection_call_sync(
-        pConn, "org.freedesktop.DBus", "/org/freedesktop/DBus", "org.freedesktop.DBus", "RequestName",
-        g_variant_new("(su)", sName.c_str(), kDoNotQueue), G_VARIANT_TYPE("(u)"), G_DBUS_CALL_FLAGS_NONE, 5000,
-        nullptr, &pError);
+    GVariant* pReply =
+        g_dbus_connection_call_sync(pConn, "org.freedesktop.DBus", "/org/freedesktop/DBus", "org.freedesktop.DBus",
+                                    "RequestName", g_variant_new("(su)", sName.c_str(), kDoNotQueue),
+                                    G_VARIANT_TYPE("(u)"), G_DBUS_CALL_FLAGS_NONE, 5000, nullptr, &pError);
     if (pReply == nullptr) {
         sError = "cannot own " + sName + ": " + (pError ? pError->message : "no reply");
         g_clear_error(&pError);
@@ -81,8 +83,7 @@ bool CStoreBusService::StartEndpoint(CEndpoint& endpoint, const std::string& sAd
     auto* pSkeleton = org_orvik_pelmo_service_skeleton_new();
     endpoint.pSkeleton = pSkeleton;
     g_signal_connect(pSkeleton, "handle-call", G_CALLBACK(&CStoreBusService::OnHandleCall), &endpoint);
-    if (!g_dbus_interface_skeleton_export(G_DBUS_INTERFACE_SKELETON(pSkeleton), endpoint.pConn, kObjectPath,
-                                          &pError)) {
+    if (!g_dbus_interface_skeleton_export(G_DBUS_INTERFACE_SKELETON(pSkeleton), endpoint.pConn, kObjectPath, &pError)) {
         sError = std::string("cannot export ") + kObjectPath + ": " + pError->message;
         g_clear_error(&pError);
         return false;
@@ -94,26 +95,19 @@ gboolean CStoreBusService::OnHandleCall(GObject* pObject, GDBusMethodInvocation*
                                         const gchar* sPackage, const gchar* sInput, gpointer pUser)
 {
     auto* pEndpoint = static_cast<CEndpoint*>(pUser);
-    // The caller is who the bus says, never what the request says.
+    // The caller is who the bus says, never what the request says. It is learned here, on the
+    // main loop that owns the cache, and travels with the call to the worker that serves it.
     PT_CALLER_IDENTITY caller;
-    CBusAnswer answer;
+    std::string sError;
     const gchar* sSender = g_dbus_method_invocation_get_sender(pInvocation);
-    if (!pEndpoint->credentials.Lookup(sSender ? sSender : "", caller, answer.sOutput)) {
-        answer.bResult = false;
-    } else {
-        answer = pEndpoint->pOwner->m_handler(pEndpoint->sName, sMethod ? sMethod : "", sPackage ? sPackage : "",
-                                              sInput ? sInput : "", caller);
+    const bool bKnown = pEndpoint->credentials.Lookup(sSender ? sSender : "", caller, sError);
+    auto pCall = std::make_unique<CPendingCall>(pObject, pInvocation, pEndpoint->sName, sMethod ? sMethod : "",
+                                                sPackage ? sPackage : "", sInput ? sInput : "", caller);
+    if (!bKnown) {
+        pCall->Answer(false, sError);
+        return TRUE;
     }
-    // A D-Bus string must be valid UTF-8; a reason that quotes a cut piece of the request might
-    // not be, and an invalid string would abort the reply.
-    if (g_utf8_validate(answer.sOutput.data(), static_cast<gssize>(answer.sOutput.size()), nullptr)) {
-        org_orvik_pelmo_service_complete_call(ORG_ORVIK_PELMO_SERVICE(pObject), pInvocation, answer.bResult,
-                                              answer.sOutput.c_str());
-    } else {
-        gchar* sValid = g_utf8_make_valid(answer.sOutput.data(), static_cast<gssize>(answer.sOutput.size()));
-        org_orvik_pelmo_service_complete_call(ORG_ORVIK_PELMO_SERVICE(pObject), pInvocation, answer.bResult, sValid);
-        g_free(sValid);
-    }
+    pEndpoint->pOwner->m_handler(std::move(pCall));
     return TRUE;
 }
 

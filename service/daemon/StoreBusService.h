@@ -7,22 +7,19 @@
 #include <gio/gio.h>
 
 #include <functional>
+#include <memory>
 #include <string>
 
 #include "CallerCredentials.h"
-
-struct CBusAnswer {
-    bool bResult = false;
-    std::string sOutput;
-};
+#include "PendingCall.h"
 
 class CStoreBusService {
 public:
-    // Called for every "Call", with the well-known name it was addressed to and the caller as
-    // the bus identifies it. A call whose sender the bus cannot identify is refused before.
-    using Handler =
-        std::function<CBusAnswer(const std::string& sBusName, const std::string& sMethod, const std::string& sPackage,
-                                 const std::string& sInput, const PT_CALLER_IDENTITY& caller)>;
+    // Called on the main loop for every "Call", with the well-known name it was addressed to
+    // and the caller as the bus identifies it (both carried by the call); the handler answers
+    // it, then or later, from any thread. A call whose sender the bus cannot identify is
+    // refused before.
+    using Handler = std::function<void(std::unique_ptr<CPendingCall> pCall)>;
 
     explicit CStoreBusService(Handler handler) : m_handler(std::move(handler)) {}
     ~CStoreBusService();

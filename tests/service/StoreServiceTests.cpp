@@ -126,7 +126,8 @@ TEST_F(StoreService, LogLineStaysOneLineForHostileNames)
     const std::string sLine = FormatRequestLog("select\nforged line", "mod\r\nule", reply);
     EXPECT_EQ(sLine.find('\n'), std::string::npos);
     EXPECT_EQ(sLine.find('\r'), std::string::npos);
-    EXPECT_EQ(sLine.rfind("select?forged line module=mod??ule refused: unknown method: select?forged line rows=0 ", 0), 0u)
+    EXPECT_EQ(sLine.rfind("select?forged line module=mod??ule refused: unknown method: select?forged line rows=0 ", 0),
+              0u)
         << sLine;
 }
 
@@ -195,7 +196,8 @@ TEST(StoreDatabaseOpen, MemoryDatabaseHasTheThreeTables)
 namespace {
 class CRefusingPublisher : public IResultPublisher {
 public:
-    bool Publish(const CResultTable&, const PT_CALLER_IDENTITY&, std::string&, long long&, std::string& sError) override
+    bool Publish(const std::string&, const CResultTable&, const PT_CALLER_IDENTITY&, std::string&, long long&,
+                 std::string& sError) override
     {
         sError = "no shared memory left";
         return false;

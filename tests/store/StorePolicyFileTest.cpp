@@ -15,9 +15,9 @@ GVariant* CallOn(const std::string& sName, const char* sInterface, const char* s
         g_clear_error(&pError);
         return nullptr;
     }
-    GVariant* pReply = g_dbus_connection_call_sync(pConn, sName.c_str(), "/org/orvik/pelmo_service", sInterface,
-                                                   sMethod, pArgs, nullptr, G_DBUS_CALL_FLAGS_NONE, 5000, nullptr,
-                                                   &pError);
+    GVariant* pReply =
+        g_dbus_connection_call_sync(pConn, sName.c_str(), "/org/orvik/pelmo_service", sInterface, sMethod, pArgs,
+                                    nullptr, G_DBUS_CALL_FLAGS_NONE, 5000, nullptr, &pError);
     if (pReply == nullptr) {
         sError = pError->message;
         g_clear_error(&pError);
@@ -59,10 +59,9 @@ TEST_F(StorePolicyFileTest, StoreOwnsItsNamesAndServesCallsUnderTheShippedPolicy
     GError* pError = nullptr;
     GDBusConnection* pConn = g_bus_get_sync(G_BUS_TYPE_SYSTEM, nullptr, &pError);
     ASSERT_NE(pConn, nullptr);
-    GVariant* pOwn = g_dbus_connection_call_sync(pConn, "org.freedesktop.DBus", "/org/freedesktop/DBus",
-                                                 "org.freedesktop.DBus", "RequestName",
-                                                 g_variant_new("(su)", "org.example.Intruder", 4u), nullptr,
-                                                 G_DBUS_CALL_FLAGS_NONE, 5000, nullptr, &pError);
+    GVariant* pOwn = g_dbus_connection_call_sync(
+        pConn, "org.freedesktop.DBus", "/org/freedesktop/DBus", "org.freedesktop.DBus", "RequestName",
+        g_variant_new("(su)", "org.example.Intruder", 4u), nullptr, G_DBUS_CALL_FLAGS_NONE, 5000, nullptr, &pError);
     EXPECT_EQ(pOwn, nullptr);
     if (pOwn) g_variant_unref(pOwn);
     g_clear_error(&pError);

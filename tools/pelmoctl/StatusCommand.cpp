@@ -20,9 +20,9 @@ constexpr const char* kHelp =
     "Tells why MODULE's preview is or is not shown, one fact per line:\n"
     "  module, registered (accelerator row and title), owner (the Unix user whose request\n"
     "  registered it: only that user, root and the store's platform services may act for it),\n"
-    "  sections, tiles (with those past their\n"
-    "  display window and those before it), last completion event, preview scheduler,\n"
-    "  requests, and a last line \"preview: shown ...\" or \"preview: not shown: REASON\".\n"
+    "  sections, tiles (with those past their display window and those before it), last\n"
+    "  completion event, preview scheduler, requests, whether the store's disk is full, and a\n"
+    "  last line \"preview: shown ...\" or \"preview: not shown: REASON\".\n"
     "The completion event, the scheduler and the requests are what the store saw since it\n"
     "started (it keeps them in memory only; with --host that is this command's own run).\n"
     "Reads only; changes nothing. An unregistered module is a failure.\n"
@@ -98,6 +98,17 @@ int RunStatusCommand(int argc, char** argv)
             stats["scheduler_caller"].asString().empty() ? "an unnamed caller" : stats["scheduler_caller"].asCString());
     }
     std::printf("requests since the store started: %lld\n", static_cast<long long>(stats["journal_seq"].asInt64()));
+    const Json::Value& storage = stats["storage"];
+    if (storage["full"].asBool()) {
+        std::printf("store disk: full since %s, changes are refused until there is space again (%s)\n",
+                    UtcTime(storage["since"].asInt64()).c_str(), storage["reason"].asCString());
+    } else if (storage["failures"].asInt64() > 0) {
+        std::printf("store disk: writable again (last full %s, %lld requests refused for it)\n",
+                    UtcTime(storage["last_failure"].asInt64()).c_str(),
+                    static_cast<long long>(storage["failures"].asInt64()));
+    } else {
+        std::printf("store disk: writable\n");
+    }
 
     const long long llShowable = llTiles - llExpired - llFuture;
     if (llTiles == 0) {

@@ -15,8 +15,9 @@ inline constexpr const char* UNKNOWN_MEMBER = "unknown-member";
 inline constexpr const char* SHARED_KEY = "shared-key";  // same content key as an earlier item
 inline constexpr const char* WINDOW_REVERSED = "window-reversed";
 inline constexpr const char* WINDOW_OVER = "window-over";
-inline constexpr const char* NOT_A_TIME = "not-a-time";  // a display time that is not whole seconds
-inline constexpr const char* REFUSED = "refused";        // the reader refuses it for a reason not named above
+inline constexpr const char* NOT_A_TIME = "not-a-time";      // a display time that is not whole seconds
+inline constexpr const char* REFUSED = "refused";            // the reader refuses it for a reason not named above
+inline constexpr const char* REQUEST_SIZE = "request-size";  // a request near or over the bus's message size
 }  // namespace ValidateKind
 
 struct PT_VALIDATE_FINDING {
@@ -32,6 +33,8 @@ struct PT_VALIDATE_OPTIONS {
     std::string sModuleName;
     // Display windows are judged against this time, in seconds since 1970.
     long long llNow = 0;
+    // The largest message the bus carries (requests near it are warned about); 0: not checked.
+    long long llMaxMessage = 0;
 };
 
 struct PT_VALIDATE_RESULT {
