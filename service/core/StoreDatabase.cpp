@@ -297,13 +297,13 @@ void CStoreDatabase::Like(sqlite3_context* pContext, int /*iArgs*/, sqlite3_valu
 
 CTransaction::CTransaction(CStoreDatabase& database) : m_database(database)
 {
-    if (std::timed_mutex* pLock = m_database.WriteLock()) {
-        m_writeLock = std::unique_lock<std::timed_mutex>(*pLock, std::defer_lock);
-        if (!m_writeLock.try_lock_for(kWriteWait)) {
-            m_sError =
-                "the store is busy: another write did not end within " + std::to_string(kWriteWait.count()) + " s";
+    if (CWriteTurns* pTurns = m_database.WriteLock()) {
+        if (!pTurns->Take(kWriteWait)) {
+            m_sError = "the store is busy: the writes before this one did not end within " +
+                       std::to_string(std::chrono::duration_cast<std::chrono::seconds>(kWriteWait).count()) + " s";
             return;
         }
+        m_bHaveTurn = true;
         m_database.RestartBudget();
     }
     m_bStarted = m_database.Execute("BEGIN IMMEDIATE", m_sError);
@@ -317,6 +317,7 @@ CTransaction::~CTransaction()
         std::string sIgnored;
         m_database.Execute("ROLLBACK", sIgnored);
     }
+    if (m_bHaveTurn) m_database.WriteLock()->Give();
 }
 
 bool CTransaction::Commit(std::string& sError)

@@ -6,9 +6,10 @@
 
 #include <chrono>
 #include <cstddef>
-#include <mutex>
 #include <string>
 #include <unordered_map>
+
+#include "WriteTurns.h"
 
 class CStoreDatabase;
 
@@ -77,10 +78,10 @@ public:
     static constexpr std::size_t kMaxLikePatternBytes = 256;
 
     // Several connections to one file serve requests side by side; writes of all of them take
-    // this lock first, so that a write waits for another in order instead of polling SQLite's
-    // busy handler. Null (a single connection): no lock.
-    void SetWriteLock(std::timed_mutex* pLock) { m_pWriteLock = pLock; }
-    std::timed_mutex* WriteLock() const { return m_pWriteLock; }
+    // turns here first, so that a write waits for another in order instead of polling SQLite's
+    // busy handler. Null (a single connection): no turns.
+    void SetWriteLock(CWriteTurns* pLock) { m_pWriteLock = pLock; }
+    CWriteTurns* WriteLock() const { return m_pWriteLock; }
 
 private:
     static constexpr std::size_t kMaxCachedStatements = 128;
@@ -92,7 +93,7 @@ private:
 
     sqlite3* m_pDb = nullptr;
     std::unordered_map<std::string, sqlite3_stmt*> m_mapStatement;
-    std::timed_mutex* m_pWriteLock = nullptr;
+    CWriteTurns* m_pWriteLock = nullptr;
     std::chrono::milliseconds m_budget{0};
     std::chrono::steady_clock::time_point m_deadline = std::chrono::steady_clock::time_point::max();
     bool m_bOverBudget = false;
@@ -119,7 +120,7 @@ private:
     static constexpr std::chrono::seconds kWriteWait{4};
 
     CStoreDatabase& m_database;
-    std::unique_lock<std::timed_mutex> m_writeLock;
+    bool m_bHaveTurn = false;
     bool m_bStarted = false;
     bool m_bDone = false;
     std::string m_sError;

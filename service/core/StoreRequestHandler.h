@@ -21,6 +21,7 @@
 #include "ModuleOwnership.h"
 #include "RequestJournal.h"
 #include "ResultPublisher.h"
+#include "SanitizerBuild.h"
 #include "StoreDatabase.h"
 #include "StoreReply.h"
 #include "StoreSchema.h"
@@ -36,7 +37,12 @@ public:
     // The time every request's statements may take together (a write's from when it has the
     // store to itself). The library's largest requests for a 300-tile preview take a few
     // milliseconds (service/README.md has the figures).
+#ifdef PELMO_SANITIZER_BUILD
+    // Instrumentation makes every step several times slower.
+    static constexpr std::chrono::milliseconds kDefaultBudget{10000};
+#else
     static constexpr std::chrono::milliseconds kDefaultBudget{1000};
+#endif
     // The text GLib sends in place of a string that is not UTF-8: every such module name
     // arrives as this one text, so it names no module.
     static constexpr const char* kGLibInvalidText = "[Invalid UTF-8]";
@@ -62,17 +68,38 @@ public:
     void SetPlatformServices(std::set<uid_t> setUid) { m_ownership.SetPlatformServices(std::move(setUid)); }
 
     // For tests, while no other handler of the shared state runs.
-    const CModuleActivity& Activity() const { return m_pShared->activity; }
-    const CRequestJournal& Journal() const { return m_pShared->journal; }
+    const CModuleActivity& Activity() const
+    {
+        return m_pShared->activity;
+    }
+    const CRequestJournal& Journal() const
+    {
+        return m_pShared->journal;
+    }
 
-    void SetBudget(std::chrono::milliseconds budget) { m_budget = budget; }
-    std::chrono::milliseconds Budget() const { return m_budget; }
-    void SetMaxInputSize(std::size_t iBytes) { m_iMaxInputSize = iBytes; }
-    std::size_t MaxInputSize() const { return m_iMaxInputSize; }
+    void SetBudget(std::chrono::milliseconds budget)
+    {
+        m_budget = budget;
+    }
+    std::chrono::milliseconds Budget() const
+    {
+        return m_budget;
+    }
+    void SetMaxInputSize(std::size_t iBytes)
+    {
+        m_iMaxInputSize = iBytes;
+    }
+    std::size_t MaxInputSize() const
+    {
+        return m_iMaxInputSize;
+    }
 
     // The wall clock used for the journal, completion times and display windows; tests set
     // their own.
-    void SetClock(std::function<std::time_t()> clock) { m_clock = std::move(clock); }
+    void SetClock(std::function<std::time_t()> clock)
+    {
+        m_clock = std::move(clock);
+    }
 
 private:
     CStoreReply Dispatch(const std::string& sMethod, const std::string& sModule, const std::string& sInput,

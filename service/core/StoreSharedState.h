@@ -10,6 +10,7 @@
 
 #include "ModuleActivity.h"
 #include "RequestJournal.h"
+#include "WriteTurns.h"
 
 // Whether the database could grow the last time a request needed it to.
 struct CStorageCondition {
@@ -27,5 +28,5 @@ struct CStoreSharedState {
     CStorageCondition storage;
     long long llRequestId = 0;
     // Taken by every write transaction of every handler (see CStoreDatabase::SetWriteLock).
-    std::timed_mutex writeLock;
+    CWriteTurns writeLock;
 };

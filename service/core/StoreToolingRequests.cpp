@@ -7,18 +7,12 @@
 #include <memory>
 #include <string>
 
+#include "SanitizerBuild.h"
 #include "StoreRequestHandler.h"
 
 // Under the address and thread sanitizers the sanitizer's allocator serves every malloc and
 // glibc's count stays at zero; the sanitizer then says what is in use.
-#if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)
-#define PELMO_SANITIZER_ALLOCATOR 1
-#elif defined(__has_feature)
-#if __has_feature(address_sanitizer) || __has_feature(thread_sanitizer)
-#define PELMO_SANITIZER_ALLOCATOR 1
-#endif
-#endif
-#ifdef PELMO_SANITIZER_ALLOCATOR
+#ifdef PELMO_SANITIZER_BUILD
 // The sanitizer runtime exports it; GCC's packages do not always ship the header declaring it.
 extern "C" size_t __sanitizer_get_current_allocated_bytes(void);
 #endif
@@ -96,7 +90,7 @@ Json::Value ResultSpaceToJson(const CResultSpace& space)
 Json::Value ServiceMemory(CStoreDatabase& database)
 {
     Json::Value memory(Json::objectValue);
-#ifdef PELMO_SANITIZER_ALLOCATOR
+#ifdef PELMO_SANITIZER_BUILD
     memory["heap_bytes"] = static_cast<Json::UInt64>(__sanitizer_get_current_allocated_bytes());
 #else
     const struct mallinfo2 heap = mallinfo2();
