@@ -10,7 +10,11 @@
 // the service's CPU time and peak resident memory, and the service's resident memory after the
 // first 1000 requests and after the last one, with the service's own account of its heap at
 // both points (SQLite and its page cache apart from the rest), which tells a cache filling up
-// to its limit from a leak. Exits non-zero when a publish did not converge.
+// to its limit from a leak. Then the same publishers run again on a fresh store next to an
+// attacker process that keeps the store busy with what a module may do to it (selects with a
+// costly LIKE over a 2 MB text that run into the request budget, LIKE patterns over the limit,
+// and selects whose results it never opens), and the median and 99th percentile are printed
+// for both runs. Exits non-zero when a publish did not converge.
 //
 // The clients are separate programs (this one, run again with --client), so that each has its
 // own connection and nothing of the parent's GLib state is carried over a fork.
@@ -102,6 +106,73 @@ int RunClient(int iClient, int iPublishes)
     return iFailures == 0 ? 0 : 1;
 }
 
+volatile sig_atomic_t g_bStopAttack = 0;
+
+void OnStopAttack(int)
+{
+    g_bStopAttack = 1;
+}
+
+// The attacker: one module doing, in turn, the costly things a module may ask of the store,
+// until SIGTERM. Prints "a <kind> <count>" per kind of answer at the end.
+int RunAttacker()
+{
+    setenv("PELMO_LOG_LEVEL", "none", 1);
+    dlog_host_reload_level();
+    signal(SIGTERM, &OnStopAttack);
+    const std::string sModule = "org.example.attacker";
+    const std::string sTiles = "content://org.orvik.pelmo/tiles";
+    CPelmoGDBusUtil* pTransport = CPelmoGDBusUtil::GetInstance();
+    auto call = [&](const std::string& sMethod, const Json::Value& input, std::string& sOutput) {
+        return pTransport->GetDBusData(
+            pTransport->SendMessageViaDBUS("org.orvik.Feltrix.dbus", sMethod, sModule, Json::FastWriter().write(input)),
+            sOutput);
+    };
+    std::string sOutput;
+    Json::Value row;
+    row["table_name"] = sTiles;
+    row["tile_title"] = std::string(2u << 20, 'a');
+    if (!call("insert", row, sOutput)) {
+        std::printf("x attacker: cannot store its text: %s\n", sOutput.c_str());
+        return 1;
+    }
+    long long llBudget = 0, llPattern = 0, llHoarded = 0, llCapped = 0, llOther = 0;
+    for (int i = 0; !g_bStopAttack; ++i) {
+        Json::Value select;
+        select["table_name"] = sTiles;
+        select["where"] = "";
+        select["where_args"] = Json::Value(Json::arrayValue);
+        switch (i % 3) {
+            case 0:
+                select["where"] = "tile_title LIKE ?";
+                select["where_args"].append("%" + std::string(250, 'a') + "b");
+                break;
+            case 1:
+                select["where"] = "tile_title LIKE ?";
+                select["where_args"].append("%" + std::string(20000, 'a') + "b");
+                break;
+            default:
+                break;  // a 2 MB result that is never opened
+        }
+        const bool bOk = call("select", select, sOutput);
+        if (bOk && i % 3 == 2)
+            ++llHoarded;
+        else if (sOutput.find("time budget") != std::string::npos)
+            ++llBudget;
+        else if (sOutput.find("LIKE pattern") != std::string::npos)
+            ++llPattern;
+        else if (sOutput.find("nobody opened") != std::string::npos || sOutput.find("is full") != std::string::npos)
+            ++llCapped;
+        else
+            ++llOther;
+    }
+    std::printf("a budget %lld\na pattern %lld\na hoarded %lld\na capped %lld\na other %lld\n", llBudget, llPattern,
+                llHoarded, llCapped, llOther);
+    std::fflush(stdout);
+    CPelmoGDBusUtil::ReleaseInstance();
+    return 0;
+}
+
 long ProcField(pid_t pid, const char* sName)
 {
     std::ifstream in("/proc/" + std::to_string(pid) + "/status");
@@ -161,11 +232,89 @@ double Percentile(std::vector<double> vecValues, double dFraction)
     const size_t uIndex = std::min(vecValues.size() - 1, static_cast<size_t>(dFraction * (vecValues.size() - 1) + 0.5));
     return vecValues[uIndex];
 }
+
+// The publish times of one run of publishers next to an attacker, on a fresh store.
+struct CAttackedRun {
+    std::vector<double> vecTimes;
+    std::vector<std::string> vecProblems;
+    std::string sAttacker;
+    bool bOk = false;
+};
+
+pid_t SpawnSelf(const char* sSelf, const std::vector<std::string>& vecArgs, int& iOut)
+{
+    int aPipe[2];
+    if (pipe(aPipe) != 0) return -1;
+    const pid_t pid = fork();
+    if (pid == 0) {
+        dup2(aPipe[1], STDOUT_FILENO);
+        close(aPipe[0]);
+        close(aPipe[1]);
+        std::vector<char*> vecArgv{const_cast<char*>(sSelf)};
+        for (const std::string& sArg : vecArgs) vecArgv.push_back(const_cast<char*>(sArg.c_str()));
+        vecArgv.push_back(nullptr);
+        execv(sSelf, vecArgv.data());
+        _exit(127);
+    }
+    close(aPipe[1]);
+    iOut = aPipe[0];
+    return pid;
+}
+
+std::string ReadAll(int iFd)
+{
+    std::string sText;
+    char aBuffer[4096];
+    ssize_t n;
+    while ((n = read(iFd, aBuffer, sizeof aBuffer)) > 0) sText.append(aBuffer, static_cast<size_t>(n));
+    close(iFd);
+    return sText;
+}
+
+CAttackedRun RunWithAttacker(const char* sSelf, int iClients, int iPublishes)
+{
+    CAttackedRun run;
+    CHostStoreOptions options;
+    CHostStore store;
+    if (!BenchStore::Start("pelmo-load-bench-attacked", store, options)) return run;
+    int iAttackerOut = -1;
+    const pid_t attacker = SpawnSelf(sSelf, {"--attacker"}, iAttackerOut);
+    std::vector<std::pair<pid_t, int>> vecClients;
+    for (int i = 0; i < iClients; ++i) {
+        int iOut = -1;
+        const pid_t pid = SpawnSelf(sSelf, {"--client", std::to_string(i), std::to_string(iPublishes)}, iOut);
+        if (pid > 0) vecClients.emplace_back(pid, iOut);
+    }
+    // Reading each pipe to its end in turn is enough: the clients' output is small.
+    bool bClientsOk = vecClients.size() == static_cast<size_t>(iClients);
+    for (const auto& client : vecClients) {
+        std::istringstream lines(ReadAll(client.second));
+        int iStatus = 0;
+        waitpid(client.first, &iStatus, 0);
+        bClientsOk = bClientsOk && WIFEXITED(iStatus) && WEXITSTATUS(iStatus) == 0;
+        std::string sLine;
+        while (std::getline(lines, sLine)) {
+            if (sLine.rfind("t ", 0) == 0) run.vecTimes.push_back(std::atof(sLine.c_str() + 2));
+            if (sLine.rfind("x ", 0) == 0) run.vecProblems.push_back(sLine.substr(2));
+        }
+    }
+    if (attacker > 0) {
+        kill(attacker, SIGTERM);
+        run.sAttacker = ReadAll(iAttackerOut);
+        waitpid(attacker, nullptr, 0);
+    }
+    store.Stop();
+    BenchStore::RemoveFiles(options, true);
+    run.bOk = bClientsOk && run.vecProblems.empty() &&
+              run.vecTimes.size() == static_cast<size_t>(iClients) * static_cast<size_t>(iPublishes);
+    return run;
+}
 }  // namespace
 
 int main(int argc, char** argv)
 {
     if (argc == 4 && std::string(argv[1]) == "--client") return RunClient(std::atoi(argv[2]), std::atoi(argv[3]));
+    if (argc == 2 && std::string(argv[1]) == "--attacker") return RunAttacker();
     const int iClients = argc > 1 ? std::max(1, std::atoi(argv[1])) : 8;
     const int iPublishes = argc > 2 ? std::max(1, std::atoi(argv[2])) : 50;
     setenv("PELMO_LOG_LEVEL", "none", 1);
@@ -280,5 +429,29 @@ int main(int argc, char** argv)
         return 1;
     }
     std::printf("every publish converged\n");
+
+    // The same publishers again, on a fresh store, next to the attacker.
+    const CAttackedRun attacked = RunWithAttacker(sSelf, iClients, iPublishes);
+    std::printf("\nthe same %d publishers next to an attacker process (fresh store)\n", iClients);
+    std::printf("publish time median       %.1f ms without, %.1f ms with the attacker\n",
+                Percentile(vecTimes, 0.5) / 1000, Percentile(attacked.vecTimes, 0.5) / 1000);
+    std::printf("publish time p99          %.1f ms without, %.1f ms with the attacker\n",
+                Percentile(vecTimes, 0.99) / 1000, Percentile(attacked.vecTimes, 0.99) / 1000);
+    std::printf("publish time max          %.1f ms without, %.1f ms with the attacker\n",
+                Percentile(vecTimes, 1.0) / 1000, Percentile(attacked.vecTimes, 1.0) / 1000);
+    std::istringstream attackLines(attacked.sAttacker);
+    std::string sLine;
+    std::printf("attacker's answers        ");
+    while (std::getline(attackLines, sLine)) {
+        if (sLine.rfind("a ", 0) == 0) std::printf(" %s", sLine.c_str() + 2);
+    }
+    std::printf(" (over budget, pattern over the limit, results never opened, refused for result space, other)\n");
+    for (const std::string& sProblem : attacked.vecProblems) std::printf("NOT CONVERGED: %s\n", sProblem.c_str());
+    if (!attacked.bOk) {
+        std::printf("FAILED next to the attacker: %zu publishes did not converge, %zu of %d timed\n",
+                    attacked.vecProblems.size(), attacked.vecTimes.size(), iClients * iPublishes);
+        return 1;
+    }
+    std::printf("every publish converged next to the attacker\n");
     return 0;
 }

@@ -1,13 +1,13 @@
 #include "HostBus.h"
 
 #include <fcntl.h>
+#include <gio/gio.h>
 #include <poll.h>
 #include <signal.h>
 #include <sys/prctl.h>
+#include <sys/stat.h>
 #include <sys/wait.h>
 #include <unistd.h>
-
-#include <gio/gio.h>
 
 #include <cerrno>
 #include <chrono>
@@ -31,14 +31,17 @@ std::string FindDaemon()
 
 // A system-bus configuration that lets every local peer own names and call every method:
 // the private bus is only reachable through its socket in a directory of its own.
-std::string BusConfig(const std::string& sDir, const std::string& sPolicy)
+std::string BusConfig(const std::string& sDir, const std::string& sPolicy, const std::string& sServiceDir)
 {
     return "<!DOCTYPE busconfig PUBLIC \"-//freedesktop//DTD D-Bus Bus Configuration 1.0//EN\"\n"
            " \"http://www.freedesktop.org/standards/dbus/1.0/busconfig.dtd\">\n"
            "<busconfig>\n"
            "  <type>system</type>\n"
-           "  <listen>unix:path=" + sDir + "/system_bus_socket</listen>\n"
+           "  <listen>unix:path=" +
+           sDir +
+           "/system_bus_socket</listen>\n"
            "  <auth>EXTERNAL</auth>\n" +
+           (sServiceDir.empty() ? std::string() : "  <servicedir>" + sServiceDir + "</servicedir>\n") +
            (sPolicy.empty() ? std::string("  <policy context=\"default\">\n"
                                           "    <allow user=\"*\"/>\n"
                                           "    <allow own=\"*\"/>\n"
@@ -83,10 +86,16 @@ bool CHostBus::Start(std::string& sError)
         return false;
     }
     m_sDirectory = sTemplate;
+    // The socket is reached through this folder; the bus's policy decides the rest.
+    if (m_bOpenToAllUsers && chmod(m_sDirectory.c_str(), 0755) != 0) {
+        sError = std::string("cannot open the bus folder to other users: ") + std::strerror(errno);
+        Stop();
+        return false;
+    }
     const std::string sConfig = m_sDirectory + "/system.conf";
     {
         std::ofstream out(sConfig);
-        out << BusConfig(m_sDirectory, m_sPolicy);
+        out << BusConfig(m_sDirectory, m_sPolicy, m_sServiceDirectory);
         if (!out) {
             sError = "cannot write " + sConfig;
             Stop();

@@ -16,6 +16,7 @@ bool CHostStore::Start(const CHostStoreOptions& options, std::string& sError)
         return false;
     }
     m_bus.SetPolicy(m_options.sBusPolicy);
+    m_bus.SetOpenToAllUsers(m_options.bOpenToAllUsers);
     if (!m_bus.Start(sError)) return false;
     if (!StartService(sError)) {
         Stop();
@@ -26,7 +27,10 @@ bool CHostStore::Start(const CHostStoreOptions& options, std::string& sError)
 
 bool CHostStore::StartService(std::string& sError)
 {
-    std::vector<std::string> vecArgv = {m_options.sServicePath, "--db", m_options.sDatabase};
+    std::vector<std::string> vecArgv = m_options.vecLauncher;
+    // The service sizes its request limit from what this bus carries in one message.
+    vecArgv.insert(vecArgv.end(), {m_options.sServicePath, "--db", m_options.sDatabase, "--bus-config",
+                                   m_bus.GetDirectory() + "/system.conf"});
     if (!m_options.sLogFile.empty()) {
         vecArgv.push_back("--log");
         vecArgv.push_back(m_options.sLogFile);

@@ -8,6 +8,7 @@
 
 #include <cstring>
 
+#include "SharedResultAccess.h"
 #include "SharedResultLayout.h"
 #include "pelmo/SharedResult.h"
 
@@ -120,6 +121,11 @@ std::string CSharedResultWriter::Serialize(const CResultTable& table)
 
 bool CSharedResultWriter::Publish(const std::string& sKey, const std::string& sBytes, std::string& sError)
 {
+    return Publish(sKey, sBytes, geteuid(), sError);
+}
+
+bool CSharedResultWriter::Publish(const std::string& sKey, const std::string& sBytes, uid_t reader, std::string& sError)
+{
     if (sBytes.empty()) {
         sError = "nothing to publish for " + sKey + ": the result bytes are empty";
         return false;
@@ -142,6 +148,15 @@ bool CSharedResultWriter::Publish(const std::string& sKey, const std::string& sB
         shm_unlink(sKey.c_str());
         return false;
     };
+    // Granted before a byte is written: the reader's access is settled while the object is
+    // still empty and its name known to this process alone.
+    std::string sAccessError;
+    if (!SharedResultAccess::GrantRead(iFd, reader, sAccessError)) {
+        close(iFd);
+        shm_unlink(sKey.c_str());
+        sError = sAccessError;
+        return false;
+    }
     if (ftruncate(iFd, static_cast<off_t>(sBytes.size())) != 0) return Fail("ftruncate", errno);
     size_t iWritten = 0;
     while (iWritten < sBytes.size()) {

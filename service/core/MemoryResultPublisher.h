@@ -3,15 +3,17 @@
 #pragma once
 
 #include <deque>
-#include <utility>
 #include <string>
+#include <utility>
 
 #include "ResultPublisher.h"
 
 class CMemoryResultPublisher : public IResultPublisher {
 public:
-    bool Publish(const CResultTable& table, std::string& sKey, long long& llSize, std::string& /*sError*/) override
+    bool Publish(const std::string& /*sModule*/, const CResultTable& table, const PT_CALLER_IDENTITY& reader,
+                 std::string& sKey, long long& llSize, std::string& /*sError*/) override
     {
+        m_lastReader = reader;
         sKey = "memory-" + std::to_string(++m_llCounter);
         llSize = static_cast<long long>(table.vecRows.size() * (table.vecColumns.size() + 1));
         m_deqTable.emplace_back(sKey, table);
@@ -29,10 +31,13 @@ public:
         return nullptr;
     }
     const std::string& LastKey() const { return m_sLastKey; }
+    // Whom the latest result was published for.
+    const PT_CALLER_IDENTITY& LastReader() const { return m_lastReader; }
 
 private:
     static constexpr std::size_t kMaxKept = 16;
     long long m_llCounter = 0;
     std::string m_sLastKey;
+    PT_CALLER_IDENTITY m_lastReader;
     std::deque<std::pair<std::string, CResultTable>> m_deqTable;
 };

@@ -45,7 +45,8 @@ bool SplitList(const char* sWhat, const std::string& sText, std::vector<std::vec
     std::size_t iStart = 0;
     while (true) {
         const std::size_t iComma = sText.find(',', iStart);
-        const std::string sItem = sText.substr(iStart, iComma == std::string::npos ? std::string::npos : iComma - iStart);
+        const std::string sItem =
+            sText.substr(iStart, iComma == std::string::npos ? std::string::npos : iComma - iStart);
         std::vector<std::string> vecWord = Words(sItem);
         if (vecWord.empty()) {
             sError = std::string(sWhat) + ": empty item in '" + CQueryGrammar::Excerpt(sText) + "'";
@@ -171,7 +172,8 @@ bool CQueryGrammar::TranslateColumnList(const CStoreTable& table, const Json::Va
             if (!SplitList("column_list", sList, vecItems, sError)) return false;
             for (const std::vector<std::string>& vecWord : vecItems) {
                 if (vecWord.size() != 1) {
-                    sError = "column_list: expected a column name, got '" + Excerpt(vecWord[0] + " " + vecWord[1]) + "'";
+                    sError =
+                        "column_list: expected a column name, got '" + Excerpt(vecWord[0] + " " + vecWord[1]) + "'";
                     return false;
                 }
                 if (!CheckColumn("column_list", table, vecWord[0], sError)) return false;

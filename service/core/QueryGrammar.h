@@ -20,7 +20,7 @@ inline constexpr std::size_t kMaxArgs = 4096;          // placeholders / where_a
 // Nested parentheses and NOTs. SQLite's parser has a fixed stack: with this depth and the
 // longest chain of terms, every condition the grammar accepts still prepares.
 inline constexpr std::size_t kMaxDepth = 16;
-inline constexpr std::size_t kMaxListItems = 256;      // order, group_by, column_list entries
+inline constexpr std::size_t kMaxListItems = 256;  // order, group_by, column_list entries
 }  // namespace QueryLimits
 
 class CQueryGrammar {

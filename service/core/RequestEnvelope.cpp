@@ -9,6 +9,41 @@ namespace RequestEnvelope {
 namespace {
 // An envelope holds rows in an array; rows hold scalars. Deeper input is not a request.
 constexpr int kMaxJsonDepth = 16;
+
+bool HasNul(const char* pBegin, const char* pEnd)
+{
+    for (const char* p = pBegin; p != pEnd; ++p) {
+        if (*p == '\0') return true;
+    }
+    return false;
+}
+
+// A text that holds "\u0000" would be cut wherever it is read as a C string: refused whole.
+bool FindNul(const Json::Value& value, std::string& sWhere)
+{
+    if (value.isString()) {
+        const char* pBegin = nullptr;
+        const char* pEnd = nullptr;
+        return value.getString(&pBegin, &pEnd) && HasNul(pBegin, pEnd);
+    }
+    if (value.isArray()) {
+        for (Json::ArrayIndex i = 0; i < value.size(); ++i) {
+            if (FindNul(value[i], sWhere)) {
+                sWhere = "[" + std::to_string(i) + "]" + sWhere;
+                return true;
+            }
+        }
+    } else if (value.isObject()) {
+        for (auto it = value.begin(); it != value.end(); ++it) {
+            const std::string sName = it.name();
+            if (sName.find('\0') != std::string::npos || FindNul(*it, sWhere)) {
+                sWhere = "." + CQueryGrammar::Excerpt(sName, 32) + sWhere;
+                return true;
+            }
+        }
+    }
+    return false;
+}
 }  // namespace
 
 bool ParseObject(const std::string& sInput, Json::Value& root, std::string& sError)
@@ -41,6 +76,11 @@ bool ParseObject(const std::string& sInput, Json::Value& root, std::string& sErr
     }
     if (!root.isObject()) {
         sError = "input must be a JSON object";
+        return false;
+    }
+    std::string sWhere;
+    if (FindNul(root, sWhere)) {
+        sError = "input: text with a NUL character (\\u0000) at " + sWhere;
         return false;
     }
     return true;

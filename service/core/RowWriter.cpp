@@ -121,9 +121,8 @@ bool CheckParent(CStoreDatabase& database, const CStoreTable& table, const Colum
     if (table.sParentColumn.empty()) return true;
     for (const auto& entry : vecValues) {
         if (entry.first != table.sParentColumn || entry.second.isNull()) continue;
-        CStatement statement = database.Prepare("SELECT 1 FROM \"" + table.sParentTable +
-                                                    "\" WHERE \"_id\" = ? AND \"module_name\" = ?",
-                                                sError);
+        CStatement statement = database.Prepare(
+            "SELECT 1 FROM \"" + table.sParentTable + "\" WHERE \"_id\" = ? AND \"module_name\" = ?", sError);
         if (!statement) return false;
         if (BindValue(statement.Get(), 1, entry.second) != SQLITE_OK ||
             sqlite3_bind_text(statement.Get(), 2, sModule.c_str(), static_cast<int>(sModule.size()),
@@ -137,9 +136,10 @@ bool CheckParent(CStoreDatabase& database, const CStoreTable& table, const Colum
             sError = "cannot look up the parent row: " + database.LastError();
             return false;
         }
-        sError = table.sParentColumn + " '" + CQueryGrammar::Excerpt(entry.second.isString() ? entry.second.asString()
-                                                                                              : entry.second.toStyledString()) +
-                 "' is not a row of this module's " + table.sParentTable;
+        sError =
+            table.sParentColumn + " '" +
+            CQueryGrammar::Excerpt(entry.second.isString() ? entry.second.asString() : entry.second.toStyledString()) +
+            "' is not a row of this module's " + table.sParentTable;
         return false;
     }
     return true;

@@ -4,8 +4,12 @@
 
 #include <sqlite3.h>
 
+#include <chrono>
+#include <cstddef>
 #include <string>
 #include <unordered_map>
+
+#include "WriteTurns.h"
 
 class CStoreDatabase;
 
@@ -37,7 +41,8 @@ public:
     CStoreDatabase& operator=(const CStoreDatabase&) = delete;
 
     // Opens (creating if needed) the database at sPath, or an in-memory one for ":memory:",
-    // and creates the preview tables. False with a one-line reason when it cannot.
+    // and creates the preview tables or brings an older database up to the current schema. False with a one-line reason
+    // when it cannot.
     bool Open(const std::string& sPath, std::string& sError);
     bool IsOpen() const { return m_pDb != nullptr; }
     sqlite3* Handle() const { return m_pDb; }
@@ -51,19 +56,53 @@ public:
     // Rows of a table, all modules together; -1 when the table cannot be read.
     long long CountRows(const std::string& sTable);
 
-    // The most recent SQLite error message of this connection.
+    // The most recent SQLite error message of this connection. Every request reports its
+    // SQLite failure through here, so the failure's kind is noted too (see StorageFailure).
     std::string LastError() const;
+
+    // One request's work: every statement it runs until EndRequest stops at the deadline
+    // `budget` from now (SQLite's progress handler, and the store's own LIKE). Notes of the last
+    // request (over budget, storage failure) are cleared.
+    void BeginRequest(std::chrono::milliseconds budget);
+    // Starts the budget afresh from now: a write counts from when it has the store to itself,
+    // not from when it started waiting for another module's write to end.
+    void RestartBudget();
+    void EndRequest();
+    // True once a statement of the current request was stopped at its deadline.
+    bool OverBudget() const { return m_bOverBudget; }
+    // SQLITE_FULL or SQLITE_IOERR when the current request failed because the database could
+    // not grow or be written; SQLITE_OK otherwise.
+    int StorageFailure() const { return m_iStorageFailure; }
+    // The store's own LIKE, which checks the deadline while it matches: one LIKE over a long
+    // text is a single step for SQLite, whose progress handler cannot stop it.
+    static constexpr std::size_t kMaxLikePatternBytes = 256;
+
+    // Several connections to one file serve requests side by side; writes of all of them take
+    // turns here first, so that a write waits for another in order instead of polling SQLite's
+    // busy handler. Null (a single connection): no turns.
+    void SetWriteLock(CWriteTurns* pLock) { m_pWriteLock = pLock; }
+    CWriteTurns* WriteLock() const { return m_pWriteLock; }
 
 private:
     static constexpr std::size_t kMaxCachedStatements = 128;
     void FinalizeCache();
+    static int OnProgress(void* pSelf);
+    static void Like(sqlite3_context* pContext, int iArgs, sqlite3_value** ppArgs);
+    // True when the deadline of the current request has passed; notes it.
+    bool PastDeadline();
 
     sqlite3* m_pDb = nullptr;
     std::unordered_map<std::string, sqlite3_stmt*> m_mapStatement;
+    CWriteTurns* m_pWriteLock = nullptr;
+    std::chrono::milliseconds m_budget{0};
+    std::chrono::steady_clock::time_point m_deadline = std::chrono::steady_clock::time_point::max();
+    bool m_bOverBudget = false;
+    mutable int m_iStorageFailure = SQLITE_OK;
 };
 
-// BEGIN IMMEDIATE on construction; rolled back on destruction unless committed, so that a
-// request that fails half way leaves every row as it was.
+// BEGIN IMMEDIATE on construction (after taking the database's write lock, if it has one);
+// rolled back on destruction unless committed, so that a request that fails half way leaves
+// every row as it was.
 class CTransaction {
 public:
     explicit CTransaction(CStoreDatabase& database);
@@ -76,7 +115,12 @@ public:
     bool Commit(std::string& sError);
 
 private:
+    // How long a write waits for another connection's write to end: longer than any request's
+    // budget plus its commit, so that only a stuck store makes it give up.
+    static constexpr std::chrono::seconds kWriteWait{4};
+
     CStoreDatabase& m_database;
+    bool m_bHaveTurn = false;
     bool m_bStarted = false;
     bool m_bDone = false;
     std::string m_sError;

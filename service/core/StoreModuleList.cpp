@@ -39,8 +39,11 @@ bool CountPerModule(CStoreDatabase& database, const char* sTable, std::map<std::
 }
 }  // namespace
 
-CStoreReply CStoreRequestHandler::ModulesRequest(const std::string& sCaller)
+CStoreReply CStoreRequestHandler::ModulesRequest(const std::string& sCaller, const PT_CALLER_IDENTITY& caller)
 {
+    // A user sees the modules it could act for: its own, or all of them for root and the
+    // platform services. Listing others' names would tell a user which apps another one runs.
+    const bool bSeesAll = m_ownership.IsPrivileged(caller);
     if (!m_database.IsOpen()) return Refuse("store database is not open");
     std::string sError;
     std::map<std::string, long long> mapSections, mapTiles;
@@ -69,7 +72,7 @@ CStoreReply CStoreRequestHandler::ModulesRequest(const std::string& sCaller)
     int iStep;
     while ((iStep = sqlite3_step(statement.Get())) == SQLITE_ROW) {
         const std::string sModule = ColumnText(statement.Get(), 0);
-        if (m_moduleVisible && !m_moduleVisible(sCaller, sModule)) continue;
+        if (!bSeesAll && m_ownership.OwnerOf(sModule) != static_cast<long long>(caller.uUid)) continue;
         if (root["modules"].size() >= kMaxModulesListed) {
             root["truncated"] = true;
             break;

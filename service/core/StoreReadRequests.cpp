@@ -44,14 +44,14 @@ bool BindCondition(CStoreDatabase& database, sqlite3_stmt* pStatement, const std
 bool ChildIds(CStoreDatabase& database, const std::string& sTable, const std::string& sColumn, long long llValue,
               const std::string& sModule, std::vector<long long>& vecIds, std::string& sError)
 {
-    CStatement statement =
-        database.Prepare("SELECT \"_id\" FROM \"" + sTable + "\" WHERE \"" + sColumn + "\" = ? AND \"module_name\" = ?",
-                         sError);
+    CStatement statement = database.Prepare(
+        "SELECT \"_id\" FROM \"" + sTable + "\" WHERE \"" + sColumn + "\" = ? AND \"module_name\" = ?", sError);
     if (!statement) return false;
     sqlite3_bind_int64(statement.Get(), 1, llValue);
     sqlite3_bind_text(statement.Get(), 2, sModule.c_str(), static_cast<int>(sModule.size()), SQLITE_TRANSIENT);
     int iRc;
-    while ((iRc = sqlite3_step(statement.Get())) == SQLITE_ROW) vecIds.push_back(sqlite3_column_int64(statement.Get(), 0));
+    while ((iRc = sqlite3_step(statement.Get())) == SQLITE_ROW)
+        vecIds.push_back(sqlite3_column_int64(statement.Get(), 0));
     if (iRc != SQLITE_DONE) {
         sError = "store error: " + database.LastError();
         return false;
@@ -68,9 +68,8 @@ bool DeleteById(CStoreDatabase& database, const std::string& sTable, long long l
 }
 }  // namespace
 
-bool CStoreRequestHandler::DeleteRowAndChildren(const CStoreTable& table, const std::string& sModule,
-                                                long long llRowId, std::map<std::string, CRowChanges>& mapDeleted,
-                                                std::string& sError)
+bool CStoreRequestHandler::DeleteRowAndChildren(const CStoreTable& table, const std::string& sModule, long long llRowId,
+                                                std::map<std::string, CRowChanges>& mapDeleted, std::string& sError)
 {
     // The children of a row are the module's rows that name it as their parent.
     for (const CStoreTable* pChild : StoreSchema::AllTables()) {
@@ -127,7 +126,8 @@ CStoreReply CStoreRequestHandler::Delete(const std::string& sModule, const Json:
     return reply;
 }
 
-CStoreReply CStoreRequestHandler::Select(const std::string& sModule, const Json::Value& root)
+CStoreReply CStoreRequestHandler::Select(const std::string& sModule, const Json::Value& root,
+                                         const PT_CALLER_IDENTITY& caller)
 {
     std::string sError;
     const CStoreTable* pTable = RequestEnvelope::TargetTable(root, sError);
@@ -168,25 +168,25 @@ CStoreReply CStoreRequestHandler::Select(const std::string& sModule, const Json:
             for (int i = 0; i < iColumns; ++i) {
                 CResultCell& cell = vecCells[static_cast<std::size_t>(i)];
                 switch (sqlite3_column_type(pStatement, i)) {
-                case SQLITE_INTEGER:
-                    cell.eKind = CResultCell::kInteger;
-                    cell.llValue = sqlite3_column_int64(pStatement, i);
-                    break;
-                case SQLITE_FLOAT:
-                    cell.eKind = CResultCell::kDouble;
-                    cell.dValue = sqlite3_column_double(pStatement, i);
-                    break;
-                case SQLITE_NULL:
-                    cell.eKind = CResultCell::kNull;
-                    break;
-                default: {
-                    // Text (the store binds no blobs).
-                    const unsigned char* pText = sqlite3_column_text(pStatement, i);
-                    const int iLength = sqlite3_column_bytes(pStatement, i);
-                    cell.eKind = CResultCell::kText;
-                    if (pText != nullptr) cell.sText.assign(reinterpret_cast<const char*>(pText), iLength);
-                    iBytes += cell.sText.size();
-                }
+                    case SQLITE_INTEGER:
+                        cell.eKind = CResultCell::kInteger;
+                        cell.llValue = sqlite3_column_int64(pStatement, i);
+                        break;
+                    case SQLITE_FLOAT:
+                        cell.eKind = CResultCell::kDouble;
+                        cell.dValue = sqlite3_column_double(pStatement, i);
+                        break;
+                    case SQLITE_NULL:
+                        cell.eKind = CResultCell::kNull;
+                        break;
+                    default: {
+                        // Text (the store binds no blobs).
+                        const unsigned char* pText = sqlite3_column_text(pStatement, i);
+                        const int iLength = sqlite3_column_bytes(pStatement, i);
+                        cell.eKind = CResultCell::kText;
+                        if (pText != nullptr) cell.sText.assign(reinterpret_cast<const char*>(pText), iLength);
+                        iBytes += cell.sText.size();
+                    }
                 }
                 iBytes += 16;
             }
@@ -200,7 +200,8 @@ CStoreReply CStoreRequestHandler::Select(const std::string& sModule, const Json:
 
     std::string sKey;
     long long llSize = 0;
-    if (!m_publisher.Publish(table, sKey, llSize, sError)) return Refuse("cannot publish the result: " + sError);
+    if (!m_publisher.Publish(sModule, table, caller, sKey, llSize, sError))
+        return Refuse("cannot publish the result: " + sError);
     Json::Value reply(Json::objectValue);
     reply["key"] = sKey;
     reply["memory_size"] = std::to_string(llSize);

@@ -25,4 +25,7 @@ struct CStoreReply {
     // Rows changed per table (SQLite name), the children a delete took along included. Empty
     // for a refused request, which changes nothing.
     std::map<std::string, CRowChanges> mapChanges;
+    // Refused because the module belongs to another user: kept out of the module's journal, so
+    // that another user can neither fill it nor learn from it.
+    bool bForeignModule = false;
 };

@@ -7,6 +7,7 @@
 
 #include "QueryGrammar.h"
 #include "RequestEnvelope.h"
+#include "TextCheck.h"
 
 namespace StoreReplies {
 CStoreReply Refuse(const std::string& sReason)
@@ -38,16 +39,28 @@ bool IsJournalled(const std::string& sMethod)
     }
     return false;
 }
+
+// A module name the journal can keep and show: what Dispatch accepts as a module.
+bool IsUsableModule(const std::string& sModule)
+{
+    return !sModule.empty() && sModule.size() <= CStoreRequestHandler::kMaxModuleLength &&
+           !TextCheck::HasNul(sModule) && TextCheck::IsUtf8(sModule) &&
+           sModule != CStoreRequestHandler::kGLibInvalidText;
+}
 }  // namespace
 
 CStoreReply CStoreRequestHandler::Handle(const std::string& sMethod, const std::string& sModule,
-                                         const std::string& sInput)
+                                         const std::string& sInput, const PT_CALLER_IDENTITY& caller)
 {
     const auto start = std::chrono::steady_clock::now();
     CStoreReply reply;
+    {
+        std::lock_guard<std::mutex> lock(m_pShared->mutex);
+        m_llRequestId = ++m_pShared->llRequestId;
+    }
+    m_database.BeginRequest(m_budget);
     try {
-        ++m_llRequestId;
-        reply = Dispatch(sMethod, sModule, sInput);
+        reply = Dispatch(sMethod, sModule, sInput, caller);
     } catch (const std::bad_alloc&) {
         reply = Refuse("internal error: out of memory");
     } catch (const std::exception& e) {
@@ -55,6 +68,8 @@ CStoreReply CStoreRequestHandler::Handle(const std::string& sMethod, const std::
     } catch (...) {
         reply = Refuse("internal error: unknown exception");
     }
+    m_database.EndRequest();
+    Explain(sMethod, reply);
     if (!reply.bResult) {
         reply.llRows = 0;
         reply.mapChanges.clear();
@@ -63,9 +78,10 @@ CStoreReply CStoreRequestHandler::Handle(const std::string& sMethod, const std::
     // What the library sent, for the module's journal. Reading the journal or the statistics
     // is not recorded, so that looking does not change what is seen; a request without a
     // usable module has no journal to go to.
-    if (IsJournalled(sMethod) && !sModule.empty() && sModule.size() <= kMaxModuleLength) {
+    if (IsJournalled(sMethod) && IsUsableModule(sModule) && !reply.bForeignModule) {
         try {
-            m_journal.Record(sModule, sMethod, reply, m_clock());
+            std::lock_guard<std::mutex> lock(m_pShared->mutex);
+            m_pShared->journal.Record(sModule, sMethod, reply, m_clock());
         } catch (...) {
             // Out of memory while keeping the journal: the request itself was answered.
         }
@@ -73,8 +89,42 @@ CStoreReply CStoreRequestHandler::Handle(const std::string& sMethod, const std::
     return reply;
 }
 
+void CStoreRequestHandler::Explain(const std::string& sMethod, CStoreReply& reply)
+{
+    if (reply.bResult) {
+        // Rows inserted: the database could grow again. (An update or a delete may go through on
+        // a full disk, in pages the database already has.)
+        if (sMethod == "insert" || sMethod == "insert_bulk") {
+            std::lock_guard<std::mutex> lock(m_pShared->mutex);
+            CStorageCondition& storage = m_pShared->storage;
+            storage.bFull = false;
+            storage.sReason.clear();
+            storage.tSince = 0;
+        }
+        return;
+    }
+    if (m_database.OverBudget()) {
+        reply.sOutput = "refused: the request took longer than its time budget of " + std::to_string(m_budget.count()) +
+                        " ms and changed nothing (" + CQueryGrammar::Excerpt(reply.sOutput, 120) + ")";
+        return;
+    }
+    const int iFailure = m_database.StorageFailure();
+    if (iFailure == SQLITE_OK) return;
+    reply.sOutput = (iFailure == SQLITE_FULL ? "the store's disk is full, nothing changed: "
+                                             : "the store's disk failed (I/O error), nothing changed: ") +
+                    reply.sOutput;
+    const std::time_t tNow = m_clock();
+    std::lock_guard<std::mutex> lock(m_pShared->mutex);
+    CStorageCondition& storage = m_pShared->storage;
+    if (!storage.bFull) storage.tSince = tNow;
+    storage.bFull = true;
+    storage.sReason = CQueryGrammar::Excerpt(reply.sOutput, 160);
+    storage.tLastFailure = tNow;
+    ++storage.llFailures;
+}
+
 CStoreReply CStoreRequestHandler::Dispatch(const std::string& sMethod, const std::string& sModule,
-                                           const std::string& sInput)
+                                           const std::string& sInput, const PT_CALLER_IDENTITY& caller)
 {
     enum class Method {
         kInsert,
@@ -92,18 +142,30 @@ CStoreReply CStoreRequestHandler::Dispatch(const std::string& sMethod, const std
         kUnknown
     };
     Method eMethod = Method::kUnknown;
-    if (sMethod == "insert") eMethod = Method::kInsert;
-    else if (sMethod == "insert_bulk") eMethod = Method::kInsertBulk;
-    else if (sMethod == "update") eMethod = Method::kUpdate;
-    else if (sMethod == "delete") eMethod = Method::kDelete;
-    else if (sMethod == "select") eMethod = Method::kSelect;
-    else if (sMethod == "send_sync") eMethod = Method::kSync;
-    else if (sMethod == "start_preview_scheduler") eMethod = Method::kStart;
-    else if (sMethod == "stop_preview_scheduler") eMethod = Method::kStop;
-    else if (sMethod == "terminate_service") eMethod = Method::kTerminate;
-    else if (sMethod == "journal") eMethod = Method::kJournal;
-    else if (sMethod == "stats") eMethod = Method::kStats;
-    else if (sMethod == "modules") eMethod = Method::kModules;
+    if (sMethod == "insert")
+        eMethod = Method::kInsert;
+    else if (sMethod == "insert_bulk")
+        eMethod = Method::kInsertBulk;
+    else if (sMethod == "update")
+        eMethod = Method::kUpdate;
+    else if (sMethod == "delete")
+        eMethod = Method::kDelete;
+    else if (sMethod == "select")
+        eMethod = Method::kSelect;
+    else if (sMethod == "send_sync")
+        eMethod = Method::kSync;
+    else if (sMethod == "start_preview_scheduler")
+        eMethod = Method::kStart;
+    else if (sMethod == "stop_preview_scheduler")
+        eMethod = Method::kStop;
+    else if (sMethod == "terminate_service")
+        eMethod = Method::kTerminate;
+    else if (sMethod == "journal")
+        eMethod = Method::kJournal;
+    else if (sMethod == "stats")
+        eMethod = Method::kStats;
+    else if (sMethod == "modules")
+        eMethod = Method::kModules;
     if (eMethod == Method::kUnknown) return Refuse("unknown method: " + CQueryGrammar::Excerpt(sMethod, 64));
 
     if (sModule.empty()) return Refuse("empty module name");
@@ -111,32 +173,59 @@ CStoreReply CStoreRequestHandler::Dispatch(const std::string& sMethod, const std
         return Refuse("module name too long: " + std::to_string(sModule.size()) + " bytes (limit " +
                       std::to_string(kMaxModuleLength) + ")");
     }
-    if (sInput.size() > kMaxInputSize) {
+    // Distinct names that are not UTF-8 would all be one module (GLib sends each as the same
+    // stand-in text), and a NUL would cut the name wherever it is read as a C string.
+    if (TextCheck::HasNul(sModule) || !TextCheck::IsUtf8(sModule)) {
+        return Refuse("module name is not UTF-8 text without NUL characters");
+    }
+    if (sModule == kGLibInvalidText) {
+        return Refuse(std::string("module name '") + kGLibInvalidText +
+                      "' is what GLib sends for a name that is not UTF-8; it names no module");
+    }
+    if (sInput.size() > m_iMaxInputSize) {
         return Refuse("request too large: " + std::to_string(sInput.size()) + " bytes (limit " +
-                      std::to_string(kMaxInputSize) + ")");
+                      std::to_string(m_iMaxInputSize) + ")");
+    }
+    if (TextCheck::HasNul(sInput)) return Refuse("input contains a NUL character");
+    if (!TextCheck::IsUtf8(sInput)) return Refuse("input is not UTF-8 text");
+    // Every method, the tooling ones included, acts for the named module only if the caller
+    // may: the package name says which module, never who is asking.
+    {
+        std::string sError;
+        if (!m_ownership.Admit(sModule, caller, sError)) {
+            CStoreReply reply = Refuse(sError);
+            reply.bForeignModule = true;
+            return reply;
+        }
     }
 
     switch (eMethod) {
-    case Method::kSync:
-        m_activity.RecordSync(sModule, m_clock());
-        return StoreReplies::Accept("", 0);
-    case Method::kStart:
-    case Method::kStop:
-        // The package is the one whose scheduler changes; the input names the app that asked.
-        m_activity.RecordScheduler(sModule, eMethod == Method::kStart, sInput.substr(0, kMaxModuleLength));
-        return StoreReplies::Accept("", 0);
-    case Method::kTerminate:
-        // Only recorded: the reference store does not end other processes.
-        m_activity.RecordTerminate(sModule, sInput.substr(0, kMaxModuleLength));
-        return StoreReplies::Accept("", 0);
-    case Method::kJournal:
-        return JournalRequest(sModule, sInput);
-    case Method::kStats:
-        return StatsRequest(sModule);
-    case Method::kModules:
-        return ModulesRequest(sModule);
-    default:
-        break;
+        case Method::kSync: {
+            std::lock_guard<std::mutex> lock(m_pShared->mutex);
+            m_pShared->activity.RecordSync(sModule, m_clock());
+            return StoreReplies::Accept("", 0);
+        }
+        case Method::kStart:
+        case Method::kStop: {
+            // The package is the one whose scheduler changes; the input names the app that asked.
+            std::lock_guard<std::mutex> lock(m_pShared->mutex);
+            m_pShared->activity.RecordScheduler(sModule, eMethod == Method::kStart, sInput.substr(0, kMaxModuleLength));
+            return StoreReplies::Accept("", 0);
+        }
+        case Method::kTerminate: {
+            // Only recorded: the reference store does not end other processes.
+            std::lock_guard<std::mutex> lock(m_pShared->mutex);
+            m_pShared->activity.RecordTerminate(sModule, sInput.substr(0, kMaxModuleLength));
+            return StoreReplies::Accept("", 0);
+        }
+        case Method::kJournal:
+            return JournalRequest(sModule, sInput);
+        case Method::kStats:
+            return StatsRequest(sModule);
+        case Method::kModules:
+            return ModulesRequest(sModule, caller);
+        default:
+            break;
     }
 
     if (!m_database.IsOpen()) return Refuse("store database is not open");
@@ -145,23 +234,23 @@ CStoreReply CStoreRequestHandler::Dispatch(const std::string& sMethod, const std
     if (!RequestEnvelope::ParseObject(sInput, root, sError)) return Refuse(sError);
     CStoreReply reply;
     switch (eMethod) {
-    case Method::kInsert:
-        reply = Insert(sModule, root);
-        break;
-    case Method::kInsertBulk:
-        reply = InsertBulk(sModule, root);
-        break;
-    case Method::kUpdate:
-        reply = Update(sModule, root);
-        break;
-    case Method::kDelete:
-        reply = Delete(sModule, root);
-        break;
-    case Method::kSelect:
-        reply = Select(sModule, root);
-        break;
-    default:
-        return Refuse("internal error: method not dispatched");
+        case Method::kInsert:
+            reply = Insert(sModule, root, caller);
+            break;
+        case Method::kInsertBulk:
+            reply = InsertBulk(sModule, root, caller);
+            break;
+        case Method::kUpdate:
+            reply = Update(sModule, root);
+            break;
+        case Method::kDelete:
+            reply = Delete(sModule, root);
+            break;
+        case Method::kSelect:
+            reply = Select(sModule, root, caller);
+            break;
+        default:
+            return Refuse("internal error: method not dispatched");
     }
     // The journal names the table also for a refused request, when the request named one.
     const Json::Value& tableName = std::as_const(root)["table_name"];

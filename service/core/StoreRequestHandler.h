@@ -1,71 +1,133 @@
 // The store service's request handling without the bus: one "Call(method, package, input)"
 // in, one (result, output) out. The daemon's bus glue, the tests and the fuzzer all call it.
-// One thread at a time: the daemon handles calls one after another on its main loop, and the
-// database connection and statement cache are not shared.
+// One handler serves one request at a time on its own database connection. Several handlers
+// serve side by side when they are given one shared state (records, request counter, write
+// lock) and a publisher that may be called from several threads.
 #pragma once
 
 #include <json/json.h>
 
+#include <chrono>
 #include <cstddef>
 #include <ctime>
 #include <functional>
 #include <map>
+#include <memory>
+#include <set>
 #include <string>
 
+#include "CallerIdentity.h"
 #include "ModuleActivity.h"
+#include "ModuleOwnership.h"
 #include "RequestJournal.h"
 #include "ResultPublisher.h"
+#include "SanitizerBuild.h"
 #include "StoreDatabase.h"
 #include "StoreReply.h"
 #include "StoreSchema.h"
+#include "StoreSharedState.h"
 
 class CStoreRequestHandler {
 public:
-    // Largest input text of one request.
+    // Largest input text of one request, unless SetMaxInputSize says otherwise (the daemon sets
+    // it to what the bus carries in one message).
     static constexpr std::size_t kMaxInputSize = 4u * 1024u * 1024u;
     // Longest module (package) name.
     static constexpr std::size_t kMaxModuleLength = 256;
+    // The time every request's statements may take together (a write's from when it has the
+    // store to itself). The library's largest requests for a 300-tile preview take a few
+    // milliseconds (service/README.md has the figures).
+#ifdef PELMO_SANITIZER_BUILD
+    // Instrumentation makes every step several times slower.
+    static constexpr std::chrono::milliseconds kDefaultBudget{10000};
+#else
+    static constexpr std::chrono::milliseconds kDefaultBudget{1000};
+#endif
+    // The text GLib sends in place of a string that is not UTF-8: every such module name
+    // arrives as this one text, so it names no module.
+    static constexpr const char* kGLibInvalidText = "[Invalid UTF-8]";
 
     CStoreRequestHandler(CStoreDatabase& database, IResultPublisher& publisher)
-        : m_database(database), m_publisher(publisher)
+        : CStoreRequestHandler(database, publisher, std::make_shared<CStoreSharedState>())
+    {
+    }
+    // A handler that serves beside others on the same store, each with its own connection.
+    CStoreRequestHandler(CStoreDatabase& database, IResultPublisher& publisher,
+                         std::shared_ptr<CStoreSharedState> pShared)
+        : m_database(database), m_publisher(publisher), m_ownership(database), m_pShared(std::move(pShared))
     {
     }
 
     // Never throws: every refusal or failure is a false result with a one-line reason, and
-    // leaves the rows as they were.
-    CStoreReply Handle(const std::string& sMethod, const std::string& sModule, const std::string& sInput);
+    // leaves the rows as they were. `caller` is who sent the request as the bus says; the
+    // module must be the caller's unless the caller is privileged.
+    CStoreReply Handle(const std::string& sMethod, const std::string& sModule, const std::string& sInput,
+                       const PT_CALLER_IDENTITY& caller);
 
-    const CModuleActivity& Activity() const { return m_activity; }
-    const CRequestJournal& Journal() const { return m_journal; }
+    // Users besides root that may act for every module (the platform's own services).
+    void SetPlatformServices(std::set<uid_t> setUid) { m_ownership.SetPlatformServices(std::move(setUid)); }
+
+    // For tests, while no other handler of the shared state runs.
+    const CModuleActivity& Activity() const
+    {
+        return m_pShared->activity;
+    }
+    const CRequestJournal& Journal() const
+    {
+        return m_pShared->journal;
+    }
+
+    void SetBudget(std::chrono::milliseconds budget)
+    {
+        m_budget = budget;
+    }
+    std::chrono::milliseconds Budget() const
+    {
+        return m_budget;
+    }
+    void SetMaxInputSize(std::size_t iBytes)
+    {
+        m_iMaxInputSize = iBytes;
+    }
+    std::size_t MaxInputSize() const
+    {
+        return m_iMaxInputSize;
+    }
 
     // The wall clock used for the journal, completion times and display windows; tests set
     // their own.
-    void SetClock(std::function<std::time_t()> clock) { m_clock = std::move(clock); }
-
-    // Which registered modules a caller may see in the "modules" answer. Without one set,
-    // every caller sees every module: any peer may name any package in a call.
-    using ModuleVisibility = std::function<bool(const std::string& sCaller, const std::string& sModule)>;
-    void SetModuleVisibility(ModuleVisibility visible) { m_moduleVisible = std::move(visible); }
+    void SetClock(std::function<std::time_t()> clock)
+    {
+        m_clock = std::move(clock);
+    }
 
 private:
-    CStoreReply Dispatch(const std::string& sMethod, const std::string& sModule, const std::string& sInput);
+    CStoreReply Dispatch(const std::string& sMethod, const std::string& sModule, const std::string& sInput,
+                         const PT_CALLER_IDENTITY& caller);
+    // The reason a request was stopped or failed for the store's sake (budget, full disk), and
+    // the storage condition kept up to date from the request's outcome.
+    void Explain(const std::string& sMethod, CStoreReply& reply);
 
     // StoreWriteRequests.cpp
-    CStoreReply Insert(const std::string& sModule, const Json::Value& root);
-    CStoreReply InsertBulk(const std::string& sModule, const Json::Value& root);
+    CStoreReply Insert(const std::string& sModule, const Json::Value& root, const PT_CALLER_IDENTITY& caller);
+    CStoreReply InsertBulk(const std::string& sModule, const Json::Value& root, const PT_CALLER_IDENTITY& caller);
     CStoreReply Update(const std::string& sModule, const Json::Value& root);
     bool InsertRow(const CStoreTable& table, const std::string& sModule, const Json::Value& row, long long& llRowId,
                    std::string& sError);
+    // An accelerator row registers its module: the caller becomes its owner, unless it has one.
+    bool RecordRegistration(const CStoreTable& table, const std::string& sModule, const PT_CALLER_IDENTITY& caller,
+                            std::string& sError);
     bool UpdateRow(const CStoreTable& table, const std::string& sModule, const Json::Value& row, std::string& sError);
 
     // StoreToolingRequests.cpp: methods that pelmoctl and people use, never the library.
     CStoreReply JournalRequest(const std::string& sModule, const std::string& sInput);
     CStoreReply StatsRequest(const std::string& sModule);
-    // StoreModuleList.cpp: the registered modules, for a tool that shows them all.
-    CStoreReply ModulesRequest(const std::string& sCaller);
+    // StoreModuleList.cpp: the registered modules the calling user may act for, for a tool that
+    // shows them all.
+    CStoreReply ModulesRequest(const std::string& sCaller, const PT_CALLER_IDENTITY& caller);
 
     // StoreReadRequests.cpp
-    CStoreReply Select(const std::string& sModule, const Json::Value& root);
+    CStoreReply Select(const std::string& sModule, const Json::Value& root, const PT_CALLER_IDENTITY& caller);
     CStoreReply Delete(const std::string& sModule, const Json::Value& root);
     // Deletes the row and, first, every row that names it as parent; counts them per table.
     bool DeleteRowAndChildren(const CStoreTable& table, const std::string& sModule, long long llRowId,
@@ -73,11 +135,13 @@ private:
 
     CStoreDatabase& m_database;
     IResultPublisher& m_publisher;
-    CModuleActivity m_activity;
-    CRequestJournal m_journal;
+    // Owners live in the database, so every handler of one store sees the same ones.
+    CModuleOwnership m_ownership;
+    std::shared_ptr<CStoreSharedState> m_pShared;
     std::function<std::time_t()> m_clock = [] { return std::time(nullptr); };
-    ModuleVisibility m_moduleVisible;
-    long long m_llRequestId = 0;
+    std::chrono::milliseconds m_budget = kDefaultBudget;
+    std::size_t m_iMaxInputSize = kMaxInputSize;
+    long long m_llRequestId = 0;  // this request's number, for the select reply
 };
 
 // Helpers shared by the request files.

@@ -148,8 +148,8 @@ std::vector<std::string> CreateStatements()
         }
         sSql += "\"" + std::string(kModuleColumn) + "\" TEXT NOT NULL)";
         vecSql.push_back(sSql);
-        vecSql.push_back("CREATE INDEX IF NOT EXISTS \"" + pTable->sName + "_module\" ON \"" + pTable->sName + "\" (\"" +
-                         kModuleColumn + "\")");
+        vecSql.push_back("CREATE INDEX IF NOT EXISTS \"" + pTable->sName + "_module\" ON \"" + pTable->sName +
+                         "\" (\"" + kModuleColumn + "\")");
         if (!pTable->sParentColumn.empty()) {
             vecSql.push_back("CREATE INDEX IF NOT EXISTS \"" + pTable->sName + "_parent\" ON \"" + pTable->sName +
                              "\" (\"" + pTable->sParentColumn + "\", \"" + kModuleColumn + "\")");

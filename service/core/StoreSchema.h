@@ -12,8 +12,8 @@ struct CStoreColumn {
 };
 
 struct CStoreTable {
-    std::string sName;        // SQLite table name
-    std::string sContentUri;  // the text clients send as "table_name"
+    std::string sName;                     // SQLite table name
+    std::string sContentUri;               // the text clients send as "table_name"
     std::vector<CStoreColumn> vecColumns;  // _id first; never the owning-module column
     // The column that holds the parent's _id and the parent's table; empty for accelerators.
     std::string sParentColumn;

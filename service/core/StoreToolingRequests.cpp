@@ -7,18 +7,12 @@
 #include <memory>
 #include <string>
 
+#include "SanitizerBuild.h"
 #include "StoreRequestHandler.h"
 
 // Under the address and thread sanitizers the sanitizer's allocator serves every malloc and
 // glibc's count stays at zero; the sanitizer then says what is in use.
-#if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)
-#define PELMO_SANITIZER_ALLOCATOR 1
-#elif defined(__has_feature)
-#if __has_feature(address_sanitizer) || __has_feature(thread_sanitizer)
-#define PELMO_SANITIZER_ALLOCATOR 1
-#endif
-#endif
-#ifdef PELMO_SANITIZER_ALLOCATOR
+#ifdef PELMO_SANITIZER_BUILD
 // The sanitizer runtime exports it; GCC's packages do not always ship the header declaring it.
 extern "C" size_t __sanitizer_get_current_allocated_bytes(void);
 #endif
@@ -56,6 +50,39 @@ bool CountModuleRows(CStoreDatabase& database, const std::string& sTable, const 
     return true;
 }
 
+Json::Value OptionalTime(std::time_t tTime)
+{
+    return tTime > 0 ? Json::Value(static_cast<Json::Int64>(tTime)) : Json::Value();
+}
+
+Json::Value StorageToJson(const CStorageCondition& storage)
+{
+    Json::Value value(Json::objectValue);
+    value["full"] = storage.bFull;
+    value["reason"] = storage.bFull ? Json::Value(storage.sReason) : Json::Value();
+    value["since"] = OptionalTime(storage.tSince);
+    value["last_failure"] = OptionalTime(storage.tLastFailure);
+    value["failures"] = static_cast<Json::Int64>(storage.llFailures);
+    return value;
+}
+
+Json::Value ResultSpaceToJson(const CResultSpace& space)
+{
+    Json::Value value(Json::objectValue);
+    value["module_pending"] = static_cast<Json::Int64>(space.llModuleCount);
+    value["module_pending_bytes"] = static_cast<Json::Int64>(space.llModuleBytes);
+    value["pending"] = static_cast<Json::Int64>(space.llTotalCount);
+    value["pending_bytes"] = static_cast<Json::Int64>(space.llTotalBytes);
+    value["module_limit"] = static_cast<Json::Int64>(space.llModuleCountLimit);
+    value["module_limit_bytes"] = static_cast<Json::Int64>(space.llModuleBytesLimit);
+    value["limit"] = static_cast<Json::Int64>(space.llTotalCountLimit);
+    value["limit_bytes"] = static_cast<Json::Int64>(space.llTotalBytesLimit);
+    value["shm_bytes"] = static_cast<Json::Int64>(space.llShmBytes);
+    value["refused"] = static_cast<Json::Int64>(space.llRefused);
+    value["removed_for_room"] = static_cast<Json::Int64>(space.llEvicted);
+    return value;
+}
+
 // The service's own memory, so that a growing resident size can be told apart: heap the
 // service holds, SQLite's share of it, and the page cache within that with the most it may
 // take (a cache filling up to its limit is growth that stops; heap outside SQLite that keeps
@@ -63,7 +90,7 @@ bool CountModuleRows(CStoreDatabase& database, const std::string& sTable, const 
 Json::Value ServiceMemory(CStoreDatabase& database)
 {
     Json::Value memory(Json::objectValue);
-#ifdef PELMO_SANITIZER_ALLOCATOR
+#ifdef PELMO_SANITIZER_BUILD
     memory["heap_bytes"] = static_cast<Json::UInt64>(__sanitizer_get_current_allocated_bytes());
 #else
     const struct mallinfo2 heap = mallinfo2();
@@ -110,7 +137,8 @@ CStoreReply CStoreRequestHandler::JournalRequest(const std::string& sModule, con
             llSince = since.asInt64();
         }
     }
-    return Accept(Compact(m_journal.ToJson(sModule, llSince)), 0);
+    std::lock_guard<std::mutex> lock(m_pShared->mutex);
+    return Accept(Compact(m_pShared->journal.ToJson(sModule, llSince)), 0);
 }
 
 CStoreReply CStoreRequestHandler::StatsRequest(const std::string& sModule)
@@ -137,6 +165,9 @@ CStoreReply CStoreRequestHandler::StatsRequest(const std::string& sModule)
     Json::Value root(Json::objectValue);
     root["module"] = sModule;
     root["registered"] = llAccelerators > 0;
+    // The Unix user the module belongs to; null while nobody owns it.
+    const long long llOwner = m_ownership.OwnerOf(sModule);
+    root["owner_uid"] = llOwner >= 0 ? Json::Value(static_cast<Json::Int64>(llOwner)) : Json::Value();
     root["accelerator_rows"] = static_cast<Json::Int64>(llAccelerators);
     if (llAccelerators > 0) {
         CStatement statement = m_database.Prepare(
@@ -158,13 +189,24 @@ CStoreReply CStoreRequestHandler::StatsRequest(const std::string& sModule)
     root["expired_tiles"] = static_cast<Json::Int64>(llExpired);
     root["future_tiles"] = static_cast<Json::Int64>(llNotYet);
     root["now"] = static_cast<Json::Int64>(llNow);
-    root["sync_count"] = static_cast<Json::Int64>(m_activity.SyncCount(sModule));
-    const std::time_t tLastSync = m_activity.LastSyncTime(sModule);
-    root["last_sync"] = tLastSync > 0 ? Json::Value(static_cast<Json::Int64>(tLastSync)) : Json::Value();
-    const int iScheduler = m_activity.SchedulerState(sModule);
-    root["scheduler"] = iScheduler < 0 ? "unknown" : iScheduler > 0 ? "running" : "stopped";
-    root["scheduler_caller"] = m_activity.SchedulerCaller(sModule);
-    root["journal_seq"] = static_cast<Json::Int64>(m_journal.LastSeq(sModule));
+    {
+        std::lock_guard<std::mutex> lock(m_pShared->mutex);
+        const CModuleActivity& activity = m_pShared->activity;
+        root["sync_count"] = static_cast<Json::Int64>(activity.SyncCount(sModule));
+        const std::time_t tLastSync = activity.LastSyncTime(sModule);
+        root["last_sync"] = tLastSync > 0 ? Json::Value(static_cast<Json::Int64>(tLastSync)) : Json::Value();
+        const int iScheduler = activity.SchedulerState(sModule);
+        root["scheduler"] = iScheduler < 0 ? "unknown" : iScheduler > 0 ? "running" : "stopped";
+        root["scheduler_caller"] = activity.SchedulerCaller(sModule);
+        root["journal_seq"] = static_cast<Json::Int64>(m_pShared->journal.LastSeq(sModule));
+        root["storage"] = StorageToJson(m_pShared->storage);
+    }
+    root["results"] = ResultSpaceToJson(m_publisher.Space(sModule));
+    Json::Value limits(Json::objectValue);
+    limits["request_bytes"] = static_cast<Json::UInt64>(m_iMaxInputSize);
+    limits["budget_ms"] = static_cast<Json::Int64>(m_budget.count());
+    limits["like_pattern_bytes"] = static_cast<Json::UInt64>(CStoreDatabase::kMaxLikePatternBytes);
+    root["limits"] = limits;
     root["service_memory"] = ServiceMemory(m_database);
     return Accept(Compact(root), 0);
 }

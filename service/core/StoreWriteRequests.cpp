@@ -12,8 +12,8 @@ using StoreReplies::Refuse;
 namespace {
 bool BindModule(sqlite3_stmt* pStatement, int iIndex, const std::string& sModule)
 {
-    return sqlite3_bind_text(pStatement, iIndex, sModule.c_str(), static_cast<int>(sModule.size()),
-                             SQLITE_TRANSIENT) == SQLITE_OK;
+    return sqlite3_bind_text(pStatement, iIndex, sModule.c_str(), static_cast<int>(sModule.size()), SQLITE_TRANSIENT) ==
+           SQLITE_OK;
 }
 
 // The request's rows: the "arrayitem" array. Other envelope members are not read.
@@ -42,9 +42,9 @@ bool CStoreRequestHandler::InsertRow(const CStoreTable& table, const std::string
         sColumns += "\"" + entry.first + "\", ";
         sPlaceholders += "?, ";
     }
-    CStatement statement = m_database.Prepare("INSERT INTO \"" + table.sName + "\" (" + sColumns +
-                                                  "\"module_name\") VALUES (" + sPlaceholders + "?)",
-                                              sError);
+    CStatement statement = m_database.Prepare(
+        "INSERT INTO \"" + table.sName + "\" (" + sColumns + "\"module_name\") VALUES (" + sPlaceholders + "?)",
+        sError);
     if (!statement) return false;
     int iIndex = 1;
     for (const auto& entry : vecValues) {
@@ -62,7 +62,8 @@ bool CStoreRequestHandler::InsertRow(const CStoreTable& table, const std::string
     return true;
 }
 
-CStoreReply CStoreRequestHandler::Insert(const std::string& sModule, const Json::Value& root)
+CStoreReply CStoreRequestHandler::Insert(const std::string& sModule, const Json::Value& root,
+                                         const PT_CALLER_IDENTITY& caller)
 {
     std::string sError;
     const CStoreTable* pTable = RequestEnvelope::TargetTable(root, sError);
@@ -71,13 +72,15 @@ CStoreReply CStoreRequestHandler::Insert(const std::string& sModule, const Json:
     if (!transaction.Started()) return Refuse("cannot begin a transaction: " + transaction.Error());
     long long llRowId = 0;
     if (!InsertRow(*pTable, sModule, root, llRowId, sError)) return Refuse(sError);
+    if (!RecordRegistration(*pTable, sModule, caller, sError)) return Refuse(sError);
     if (!transaction.Commit(sError)) return Refuse("cannot commit: " + sError);
     CStoreReply reply = Accept(std::to_string(llRowId), 1);
     reply.mapChanges[pTable->sName].llInserted = 1;
     return reply;
 }
 
-CStoreReply CStoreRequestHandler::InsertBulk(const std::string& sModule, const Json::Value& root)
+CStoreReply CStoreRequestHandler::InsertBulk(const std::string& sModule, const Json::Value& root,
+                                             const PT_CALLER_IDENTITY& caller)
 {
     std::string sError;
     const CStoreTable* pTable = RequestEnvelope::TargetTable(root, sError);
@@ -96,10 +99,18 @@ CStoreReply CStoreRequestHandler::InsertBulk(const std::string& sModule, const J
         }
         ++llCount;
     }
+    if (!RecordRegistration(*pTable, sModule, caller, sError)) return Refuse(sError);
     if (!transaction.Commit(sError)) return Refuse("cannot commit: " + sError);
     CStoreReply reply = Accept(std::to_string(llRowId), llCount);
     reply.mapChanges[pTable->sName].llInserted = llCount;
     return reply;
+}
+
+bool CStoreRequestHandler::RecordRegistration(const CStoreTable& table, const std::string& sModule,
+                                              const PT_CALLER_IDENTITY& caller, std::string& sError)
+{
+    if (&table != &StoreSchema::Accelerators()) return true;
+    return m_ownership.RecordRegistration(sModule, caller, sError);
 }
 
 bool CStoreRequestHandler::UpdateRow(const CStoreTable& table, const std::string& sModule, const Json::Value& row,

@@ -1,9 +1,10 @@
 #include "WhereParser.h"
 
+#include <strings.h>
+
 #include <algorithm>
 #include <cctype>
 #include <cstdio>
-#include <strings.h>
 
 #include "QueryGrammar.h"
 
@@ -345,23 +346,23 @@ std::string CWhereParser::ChainSql(const std::vector<const CWhereNode*>& vecChil
 std::string CWhereParser::ToSql(const CWhereNode& node)
 {
     switch (node.eKind) {
-    case CWhereNode::kPredicate:
-        return node.sPredicateSql;
-    case CWhereNode::kNot:
-        return "NOT (" + ToSql(*node.vecChild.front()) + ")";
-    case CWhereNode::kAnd:
-    case CWhereNode::kOr: {
-        // AND and OR do not depend on the order of their terms, and the placeholders are
-        // numbered, so the most nested term goes first: SQLite's parser then holds only one
-        // open parenthesis per level while it reads the nested term.
-        std::vector<std::pair<std::size_t, const CWhereNode*>> vecRanked;
-        for (const auto& pChild : node.vecChild) vecRanked.emplace_back(Height(*pChild), pChild.get());
-        std::stable_sort(vecRanked.begin(), vecRanked.end(),
-                         [](const auto& a, const auto& b) { return a.first > b.first; });
-        std::vector<const CWhereNode*> vecChild;
-        for (const auto& entry : vecRanked) vecChild.push_back(entry.second);
-        return ChainSql(vecChild, node.eKind == CWhereNode::kAnd ? " AND " : " OR ", 0, vecChild.size());
-    }
+        case CWhereNode::kPredicate:
+            return node.sPredicateSql;
+        case CWhereNode::kNot:
+            return "NOT (" + ToSql(*node.vecChild.front()) + ")";
+        case CWhereNode::kAnd:
+        case CWhereNode::kOr: {
+            // AND and OR do not depend on the order of their terms, and the placeholders are
+            // numbered, so the most nested term goes first: SQLite's parser then holds only one
+            // open parenthesis per level while it reads the nested term.
+            std::vector<std::pair<std::size_t, const CWhereNode*>> vecRanked;
+            for (const auto& pChild : node.vecChild) vecRanked.emplace_back(Height(*pChild), pChild.get());
+            std::stable_sort(vecRanked.begin(), vecRanked.end(),
+                             [](const auto& a, const auto& b) { return a.first > b.first; });
+            std::vector<const CWhereNode*> vecChild;
+            for (const auto& entry : vecRanked) vecChild.push_back(entry.second);
+            return ChainSql(vecChild, node.eKind == CWhereNode::kAnd ? " AND " : " OR ", 0, vecChild.size());
+        }
     }
     return std::string();
 }

@@ -5,9 +5,14 @@
 #include <chrono>
 #include <cstdio>
 #include <ctime>
+#include <memory>
+#include <mutex>
 #include <string>
+#include <vector>
 
+#include "BusMessageLimit.h"
 #include "RequestLog.h"
+#include "RequestWorkers.h"
 #include "ServiceOptions.h"
 #include "SharedMemoryPublisher.h"
 #include "StoreBusService.h"
@@ -17,7 +22,7 @@
 namespace {
 
 // One request per line, with the wall-clock time first so that a person can line the log up
-// with what an application did.
+// with what an application did. Workers write side by side; a line is written whole.
 class CRequestLogFile {
 public:
     bool Open(const std::string& sPath, std::string& sError)
@@ -36,6 +41,7 @@ public:
     }
     void Write(const std::string& sLine)
     {
+        std::lock_guard<std::mutex> lock(m_mutex);
         FILE* pOut = m_pFile != nullptr ? m_pFile : stderr;
         const std::time_t now = std::time(nullptr);
         std::tm local{};
@@ -47,7 +53,14 @@ public:
     }
 
 private:
+    std::mutex m_mutex;
     FILE* m_pFile = nullptr;
+};
+
+// What one worker serves with: its own connection to the store and a handler on it.
+struct CWorkerStore {
+    CStoreDatabase database;
+    std::unique_ptr<CStoreRequestHandler> pHandler;
 };
 
 gboolean OnStopSignal(gpointer pLoop)
@@ -91,34 +104,52 @@ int main(int argc, char** argv)
         std::fprintf(stderr, "pelmo-service: %s\n", sError.c_str());
         return 1;
     }
-    CStoreDatabase database;
-    if (!database.Open(options.sDatabase, sError)) {
-        std::fprintf(stderr, "pelmo-service: %s\n", sError.c_str());
-        return 1;
-    }
+    // Each worker has its own connection: SQLite in WAL mode lets readers run beside the one
+    // writer. An in-memory database is one connection's own, so it gets one worker.
+    const bool bInMemory = options.sDatabase == ":memory:";
+    const std::size_t iWorkers = bInMemory ? 1 : static_cast<std::size_t>(options.iWorkers);
     CSharedMemoryPublisher publisher;
-    CStoreRequestHandler handler(database, publisher);
+    if (options.llResultSpace > 0) publisher.LimitTotalBytes(options.llResultSpace);
+    std::string sLimitSource;
+    const long long llMaxMessage = BusMessageLimit::Read(options.sBusConfig, sLimitSource);
+    // Every request the bus can deliver is within the store's limit.
+    const std::size_t iMaxInput = static_cast<std::size_t>(llMaxMessage);
+    auto pShared = std::make_shared<CStoreSharedState>();
+    std::vector<std::unique_ptr<CWorkerStore>> vecStores;
+    for (std::size_t i = 0; i < iWorkers; ++i) {
+        auto pStore = std::make_unique<CWorkerStore>();
+        if (!pStore->database.Open(options.sDatabase, sError)) {
+            std::fprintf(stderr, "pelmo-service: %s\n", sError.c_str());
+            return 1;
+        }
+        if (iWorkers > 1) pStore->database.SetWriteLock(&pShared->writeLock);
+        pStore->pHandler = std::make_unique<CStoreRequestHandler>(pStore->database, publisher, pShared);
+        pStore->pHandler->SetMaxInputSize(iMaxInput);
+        pStore->pHandler->SetPlatformServices(options.setPlatformService);
+        vecStores.push_back(std::move(pStore));
+    }
 
-    GMainLoop* pLoop = g_main_loop_new(nullptr, FALSE);
-    CStoreBusService bus([&](const std::string& sBusName, const std::string& sMethod, const std::string& sPackage,
-                             const std::string& sInput) {
-        CBusAnswer answer;
+    CRequestWorkers workers;
+    workers.Start(iWorkers, [&](std::size_t iWorker, CPendingCall& call) {
         CStoreReply reply;
         // The provider only ends service applications; the store manager does everything else.
-        const bool bProvider = sBusName == CStoreBusService::kProviderName;
-        if (bProvider != (sMethod == "terminate_service")) {
+        const bool bProvider = call.BusName() == CStoreBusService::kProviderName;
+        if (bProvider != (call.Method() == "terminate_service")) {
             reply = StoreReplies::Refuse(bProvider ? "the provider serves only terminate_service"
                                                    : "terminate_service is served at org.orvik.pelmo_provider.dbus");
         } else {
-            reply = handler.Handle(sMethod, sPackage, sInput);
+            reply = vecStores[iWorker]->pHandler->Handle(call.Method(), call.Package(), call.Input(), call.Caller());
         }
-        log.Write(FormatRequestLog(sMethod, sPackage, reply));
-        answer.bResult = reply.bResult;
-        answer.sOutput = reply.sOutput;
-        return answer;
+        // Logged before the answer goes out, so that whoever has the answer finds the line.
+        log.Write(FormatRequestLog(call.Method(), call.Package(), reply));
+        call.Answer(reply.bResult, reply.sOutput);
     });
+
+    GMainLoop* pLoop = g_main_loop_new(nullptr, FALSE);
+    CStoreBusService bus([&](std::unique_ptr<CPendingCall> pCall) { workers.Submit(std::move(pCall)); });
     if (!bus.Start([pLoop] { g_main_loop_quit(pLoop); }, sError)) {
         std::fprintf(stderr, "pelmo-service: %s\n", sError.c_str());
+        workers.Stop();
         g_main_loop_unref(pLoop);
         return 1;
     }
@@ -127,10 +158,15 @@ int main(int argc, char** argv)
     CExpiry expiry{&publisher, std::chrono::seconds(options.iResultTtlSeconds)};
     g_timeout_add_seconds(1, &OnExpiryTick, &expiry);
 
-    log.Write("serving " + options.sDatabase);
+    const CResultSpace space = publisher.Space("");
+    log.Write("serving " + options.sDatabase + " with " + std::to_string(iWorkers) + " workers; requests up to " +
+              std::to_string(iMaxInput) + " bytes (" + sLimitSource + "); results waiting up to " +
+              std::to_string(space.llTotalBytesLimit) + " bytes of /dev/shm's " + std::to_string(space.llShmBytes));
     g_main_loop_run(pLoop);
     log.Write("stopping");
 
+    // Calls still waiting are refused; the ones being served are answered before the bus goes.
+    workers.Stop();
     bus.Stop();
     // Results that nobody will open any more.
     publisher.ExpireOlderThan(std::chrono::steady_clock::time_point::max());

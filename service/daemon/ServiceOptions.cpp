@@ -1,16 +1,60 @@
 #include "ServiceOptions.h"
 
+#include <pwd.h>
+
+#include <cerrno>
 #include <cstdlib>
 
 const char* ServiceUsage()
 {
-    return "usage: pelmo-service [--db PATH] [--log FILE] [--result-ttl SECONDS]\n"
+    return "usage: pelmo-service [--db PATH] [--log FILE] [--result-ttl SECONDS] [--workers N]\n"
+           "                    [--bus-config FILE] [--result-space BYTES] [--platform-service USER]...\n"
            "  --db PATH             SQLite database of the store (default :memory:)\n"
            "  --log FILE            append one line per request to FILE (default: standard error)\n"
            "  --result-ttl SECONDS  remove select results nobody opened after this long (default 30)\n"
+           "  --workers N           threads serving requests, 1 to 16 (default 4; 1 for :memory:)\n"
+           "  --bus-config FILE     the bus's configuration, for its largest message (default: the\n"
+           "                        system bus's configuration files)\n"
+           "  --result-space BYTES  at most this much of unopened select results in all (default and\n"
+           "                        upper bound: a quarter of /dev/shm, at most 1 GiB)\n"
+           "  --platform-service USER\n"
+           "                        a user name or uid that may act for every module, as root may;\n"
+           "                        repeat for several (every other user acts only for its own modules)\n"
            "Serves org.orvik.Feltrix.dbus and org.orvik.pelmo_provider.dbus on the system bus\n"
            "(DBUS_SYSTEM_BUS_ADDRESS); stops cleanly on SIGTERM or SIGINT.\n";
 }
+
+namespace {
+// A user name from the password database, or a uid given as digits.
+bool ResolveUser(const std::string& sUser, uid_t& uid, std::string& sError)
+{
+    if (!sUser.empty() && sUser.find_first_not_of("0123456789") == std::string::npos && sUser.size() <= 10) {
+        const unsigned long ulValue = std::strtoul(sUser.c_str(), nullptr, 10);
+        if (ulValue < 0xffffffffUL) {
+            uid = static_cast<uid_t>(ulValue);
+            return true;
+        }
+    }
+    errno = 0;
+    const passwd* pEntry = sUser.empty() ? nullptr : getpwnam(sUser.c_str());
+    if (pEntry == nullptr) {
+        sError = "--platform-service: no user '" + sUser + "'";
+        return false;
+    }
+    uid = pEntry->pw_uid;
+    return true;
+}
+
+// A whole number from llMin to llMax, the whole text.
+bool ParseWhole(const std::string& sValue, long long llMin, long long llMax, long long& llOut)
+{
+    char* pEnd = nullptr;
+    const long long llValue = std::strtoll(sValue.c_str(), &pEnd, 10);
+    if (pEnd == sValue.c_str() || *pEnd != '\0' || llValue < llMin || llValue > llMax) return false;
+    llOut = llValue;
+    return true;
+}
+}  // namespace
 
 bool ParseServiceOptions(int argc, char** argv, CServiceOptions& options, std::string& sError)
 {
@@ -30,13 +74,30 @@ bool ParseServiceOptions(int argc, char** argv, CServiceOptions& options, std::s
         } else if (sArg == "--log") {
             options.sLogFile = sValue;
         } else if (sArg == "--result-ttl") {
-            char* pEnd = nullptr;
-            const long lValue = std::strtol(sValue.c_str(), &pEnd, 10);
-            if (pEnd == sValue.c_str() || *pEnd != '\0' || lValue < 1 || lValue > 3600) {
+            long long llValue = 0;
+            if (!ParseWhole(sValue, 1, 3600, llValue)) {
                 sError = "--result-ttl wants whole seconds from 1 to 3600, not '" + sValue + "'";
                 return false;
             }
-            options.iResultTtlSeconds = static_cast<int>(lValue);
+            options.iResultTtlSeconds = static_cast<int>(llValue);
+        } else if (sArg == "--workers") {
+            long long llValue = 0;
+            if (!ParseWhole(sValue, 1, 16, llValue)) {
+                sError = "--workers wants a number from 1 to 16, not '" + sValue + "'";
+                return false;
+            }
+            options.iWorkers = static_cast<int>(llValue);
+        } else if (sArg == "--bus-config") {
+            options.sBusConfig = sValue;
+        } else if (sArg == "--result-space") {
+            if (!ParseWhole(sValue, 1024 * 1024, 1LL << 50, options.llResultSpace)) {
+                sError = "--result-space wants a number of bytes of at least 1048576, not '" + sValue + "'";
+                return false;
+            }
+        } else if (sArg == "--platform-service") {
+            uid_t uid = 0;
+            if (!ResolveUser(sValue, uid, sError)) return false;
+            options.setPlatformService.insert(uid);
         } else {
             sError = "unknown argument " + sArg;
             return false;

@@ -1,12 +1,19 @@
 // Command line of the store service.
 #pragma once
 
+#include <sys/types.h>
+
+#include <set>
 #include <string>
 
 struct CServiceOptions {
     std::string sDatabase = ":memory:";
-    std::string sLogFile;        // empty: standard error
-    int iResultTtlSeconds = 30;  // unclaimed select results are removed after this long
+    std::string sLogFile;                // empty: standard error
+    int iResultTtlSeconds = 30;          // unclaimed select results are removed after this long
+    int iWorkers = 4;                    // threads serving requests (one for an in-memory database)
+    std::string sBusConfig;              // the bus's configuration file; empty: the system bus's files
+    long long llResultSpace = 0;         // total bytes of unclaimed results; 0: from the size of /dev/shm
+    std::set<uid_t> setPlatformService;  // users besides root that may act for every module
 };
 
 // Fills `options` from argv; false with a one-line reason (or an empty one for --help).

@@ -1,5 +1,7 @@
 #include "StoreBusService.h"
 
+#include <memory>
+
 #include "pelmo_service_gdbus_generated.h"
 
 namespace {
@@ -11,10 +13,10 @@ constexpr guint32 kPrimaryOwner = 1;
 bool RequestName(GDBusConnection* pConn, const std::string& sName, std::string& sError)
 {
     GError* pError = nullptr;
-    GVariant* pReply = g_dbus_connection_call_sync(
-        pConn, "org.freedesktop.DBus", "/org/freedesktop/DBus", "org.freedesktop.DBus", "RequestName",
-        g_variant_new("(su)", sName.c_str(), kDoNotQueue), G_VARIANT_TYPE("(u)"), G_DBUS_CALL_FLAGS_NONE, 5000,
-        nullptr, &pError);
+    GVariant* pReply =
+        g_dbus_connection_call_sync(pConn, "org.freedesktop.DBus", "/org/freedesktop/DBus", "org.freedesktop.DBus",
+                                    "RequestName", g_variant_new("(su)", sName.c_str(), kDoNotQueue),
+                                    G_VARIANT_TYPE("(u)"), G_DBUS_CALL_FLAGS_NONE, 5000, nullptr, &pError);
     if (pReply == nullptr) {
         sError = "cannot own " + sName + ": " + (pError ? pError->message : "no reply");
         g_clear_error(&pError);
@@ -40,7 +42,13 @@ bool CStoreBusService::Start(std::function<void()> onClosed, std::string& sError
 {
     m_onClosed = std::move(onClosed);
     GError* pError = nullptr;
-    gchar* sAddress = g_dbus_address_get_for_bus_sync(G_BUS_TYPE_SYSTEM, nullptr, &pError);
+    // Started by the bus itself (D-Bus activation without systemd), the service serves the bus
+    // that started it, which says so in the environment; otherwise the system bus.
+    const char* sStarterType = g_getenv("DBUS_STARTER_BUS_TYPE");
+    const bool bStartedBySystemBus = sStarterType != nullptr && g_strcmp0(sStarterType, "system") == 0 &&
+                                     g_getenv("DBUS_STARTER_ADDRESS") != nullptr;
+    gchar* sAddress = bStartedBySystemBus ? g_strdup(g_getenv("DBUS_STARTER_ADDRESS"))
+                                          : g_dbus_address_get_for_bus_sync(G_BUS_TYPE_SYSTEM, nullptr, &pError);
     if (sAddress == nullptr) {
         sError = std::string("no system bus: ") + (pError ? pError->message : "unknown error");
         g_clear_error(&pError);
@@ -70,12 +78,12 @@ bool CStoreBusService::StartEndpoint(CEndpoint& endpoint, const std::string& sAd
     // The service decides itself what to do when the bus goes away: stop in order.
     g_dbus_connection_set_exit_on_close(endpoint.pConn, FALSE);
     g_signal_connect(endpoint.pConn, "closed", G_CALLBACK(&CStoreBusService::OnClosed), this);
+    endpoint.credentials.Attach(endpoint.pConn);
 
     auto* pSkeleton = org_orvik_pelmo_service_skeleton_new();
     endpoint.pSkeleton = pSkeleton;
     g_signal_connect(pSkeleton, "handle-call", G_CALLBACK(&CStoreBusService::OnHandleCall), &endpoint);
-    if (!g_dbus_interface_skeleton_export(G_DBUS_INTERFACE_SKELETON(pSkeleton), endpoint.pConn, kObjectPath,
-                                          &pError)) {
+    if (!g_dbus_interface_skeleton_export(G_DBUS_INTERFACE_SKELETON(pSkeleton), endpoint.pConn, kObjectPath, &pError)) {
         sError = std::string("cannot export ") + kObjectPath + ": " + pError->message;
         g_clear_error(&pError);
         return false;
@@ -87,18 +95,19 @@ gboolean CStoreBusService::OnHandleCall(GObject* pObject, GDBusMethodInvocation*
                                         const gchar* sPackage, const gchar* sInput, gpointer pUser)
 {
     auto* pEndpoint = static_cast<CEndpoint*>(pUser);
-    const CBusAnswer answer = pEndpoint->pOwner->m_handler(pEndpoint->sName, sMethod ? sMethod : "",
-                                                           sPackage ? sPackage : "", sInput ? sInput : "");
-    // A D-Bus string must be valid UTF-8; a reason that quotes a cut piece of the request might
-    // not be, and an invalid string would abort the reply.
-    if (g_utf8_validate(answer.sOutput.data(), static_cast<gssize>(answer.sOutput.size()), nullptr)) {
-        org_orvik_pelmo_service_complete_call(ORG_ORVIK_PELMO_SERVICE(pObject), pInvocation, answer.bResult,
-                                              answer.sOutput.c_str());
-    } else {
-        gchar* sValid = g_utf8_make_valid(answer.sOutput.data(), static_cast<gssize>(answer.sOutput.size()));
-        org_orvik_pelmo_service_complete_call(ORG_ORVIK_PELMO_SERVICE(pObject), pInvocation, answer.bResult, sValid);
-        g_free(sValid);
+    // The caller is who the bus says, never what the request says. It is learned here, on the
+    // main loop that owns the cache, and travels with the call to the worker that serves it.
+    PT_CALLER_IDENTITY caller;
+    std::string sError;
+    const gchar* sSender = g_dbus_method_invocation_get_sender(pInvocation);
+    const bool bKnown = pEndpoint->credentials.Lookup(sSender ? sSender : "", caller, sError);
+    auto pCall = std::make_unique<CPendingCall>(pObject, pInvocation, pEndpoint->sName, sMethod ? sMethod : "",
+                                                sPackage ? sPackage : "", sInput ? sInput : "", caller);
+    if (!bKnown) {
+        pCall->Answer(false, sError);
+        return TRUE;
     }
+    pEndpoint->pOwner->m_handler(std::move(pCall));
     return TRUE;
 }
 
@@ -115,6 +124,7 @@ void CStoreBusService::StopEndpoint(CEndpoint& endpoint)
         g_object_unref(endpoint.pSkeleton);
         endpoint.pSkeleton = nullptr;
     }
+    endpoint.credentials.Detach();
     if (endpoint.pConn != nullptr) {
         g_signal_handlers_disconnect_by_data(endpoint.pConn, endpoint.pOwner);
         g_dbus_connection_flush_sync(endpoint.pConn, nullptr, nullptr);

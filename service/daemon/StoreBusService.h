@@ -7,18 +7,19 @@
 #include <gio/gio.h>
 
 #include <functional>
+#include <memory>
 #include <string>
 
-struct CBusAnswer {
-    bool bResult = false;
-    std::string sOutput;
-};
+#include "CallerCredentials.h"
+#include "PendingCall.h"
 
 class CStoreBusService {
 public:
-    // Called for every "Call", with the well-known name it was addressed to.
-    using Handler = std::function<CBusAnswer(const std::string& sBusName, const std::string& sMethod,
-                                             const std::string& sPackage, const std::string& sInput)>;
+    // Called on the main loop for every "Call", with the well-known name it was addressed to
+    // and the caller as the bus identifies it (both carried by the call); the handler answers
+    // it, then or later, from any thread. A call whose sender the bus cannot identify is
+    // refused before.
+    using Handler = std::function<void(std::unique_ptr<CPendingCall> pCall)>;
 
     explicit CStoreBusService(Handler handler) : m_handler(std::move(handler)) {}
     ~CStoreBusService();
@@ -44,6 +45,7 @@ private:
         std::string sName;
         GDBusConnection* pConn = nullptr;
         gpointer pSkeleton = nullptr;
+        CCallerCredentials credentials;
     };
     bool StartEndpoint(CEndpoint& endpoint, const std::string& sAddress, std::string& sError);
     static void StopEndpoint(CEndpoint& endpoint);

@@ -23,9 +23,27 @@ for f in "$lib/libpelmo-api.so" "$lib/libpelmo.so" "$lib/libpelmo-dlog.so" "$lib
          "$prefix/include/pelmo-host/dlog.h" "$prefix/include/pelmo-host/app_common.h" \
          "$prefix/include/pelmo-host/pelmo/TilesModel.h" "$lib/pkgconfig/pelmo-api.pc" \
          "$lib/cmake/PelmoApi/PelmoApiConfig.cmake" "$lib/cmake/PelmoApi/PelmoApiConfigVersion.cmake" \
-         "$prefix/share/dbus-1/system.d/org.orvik.pelmo_service.conf"; do
+         "$prefix/share/dbus-1/system.d/org.orvik.pelmo_service.conf" \
+         "$prefix/lib/systemd/system/pelmo-service.service" "$prefix/lib/sysusers.d/pelmo-service.conf" \
+         "$prefix/share/dbus-1/system-services/org.orvik.Feltrix.dbus.service" \
+         "$prefix/share/dbus-1/system-services/org.orvik.pelmo_provider.dbus.service"; do
   [ -e "$f" ] || fail "not installed: ${f#$prefix/}"
 done
+# The unit and both activation files start the program of this prefix, as the user pelmo.
+grep -q "^ExecStart=$prefix/bin/pelmo-service " "$prefix/lib/systemd/system/pelmo-service.service" ||
+  fail "the unit does not start $prefix/bin/pelmo-service"
+for n in org.orvik.Feltrix.dbus org.orvik.pelmo_provider.dbus; do
+  a=$prefix/share/dbus-1/system-services/$n.service
+  grep -q "^Name=$n$" "$a" && grep -q "^User=pelmo$" "$a" && grep -q "^SystemdService=pelmo-service.service$" "$a" &&
+    grep -q "^Exec=$prefix/bin/pelmo-service " "$a" || fail "activation file $n.service: $(cat "$a")"
+done
+if command -v systemd-analyze > /dev/null; then
+  systemd-analyze verify "$prefix/lib/systemd/system/pelmo-service.service" > "$tmp/verify.txt" 2>&1 ||
+    fail "systemd-analyze verify: $(cat "$tmp/verify.txt")"
+  [ ! -s "$tmp/verify.txt" ] || fail "systemd-analyze verify is not clean: $(cat "$tmp/verify.txt")"
+else
+  echo "note: systemd-analyze not installed; the unit was not verified"
+fi
 soname=$(readelf -d "$lib/libpelmo-api.so" | sed -n 's/.*(SONAME).*\[\(.*\)\]/\1/p')
 [ "$soname" = "libpelmo-api.so.${version%%.*}" ] || fail "SONAME is '$soname'"
 [ -e "$lib/$soname" ] || fail "no $soname in the prefix"

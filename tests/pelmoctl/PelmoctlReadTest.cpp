@@ -1,6 +1,8 @@
 // pelmoctl get, withdraw and status: reading the stored preview, taking it off, and why it is
 // or is not shown.
 #include <json/json.h>
+#include <pwd.h>
+#include <unistd.h>
 
 #include <sstream>
 
@@ -105,6 +107,13 @@ TEST_F(PelmoctlStatus, TellsRegistrationCountsAndTilesPastTheirDisplayWindow)
     EXPECT_EQ(result.sErr, "");
     EXPECT_NE(result.sOut.find("module: org.example.news\n"), std::string::npos) << result.sOut;
     EXPECT_NE(result.sOut.find("registered: yes (accelerator row 1, title \"News\")\n"), std::string::npos)
+        << result.sOut;
+    // The module is the user's who registered it: the one running these commands.
+    const passwd* pMe = getpwuid(geteuid());
+    const std::string sUid = "uid " + std::to_string(geteuid());
+    EXPECT_NE(
+        result.sOut.find("owner: " + (pMe != nullptr ? std::string(pMe->pw_name) + " (" + sUid + ")" : sUid) + "\n"),
+        std::string::npos)
         << result.sOut;
     EXPECT_NE(result.sOut.find("sections: 1\n"), std::string::npos) << result.sOut;
     EXPECT_NE(result.sOut.find("tiles: 2 (1 past their display window, 0 before it)\n"), std::string::npos)

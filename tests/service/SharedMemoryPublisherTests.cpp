@@ -1,12 +1,19 @@
-// The service's publisher of select results in POSIX shared memory: unique names, and expiry
-// of results that no client opened. Built only when the store library has its result writer.
+// The service's publisher of select results in POSIX shared memory: random names, the reader
+// alone may open a result, results a reader closed are removed, and results that no client
+// opened expire. Built only when the store library has its result writer.
 #include <fcntl.h>
+#include <grp.h>
+#include <gtest/gtest.h>
 #include <sys/mman.h>
+#include <sys/stat.h>
+#include <sys/wait.h>
 #include <unistd.h>
 
-#include <gtest/gtest.h>
-
 #include <chrono>
+#include <csignal>
+#include <cstdio>
+#include <cstring>
+#include <vector>
 
 #include "SharedMemoryPublisher.h"
 
@@ -19,24 +26,48 @@ CResultTable OneRow()
     return table;
 }
 
+// Looks at the name without opening it: an open and close is what a reader does.
 bool NameExists(const std::string& sKey)
 {
-    const int iFd = shm_open(sKey.c_str(), O_RDONLY, 0);
-    if (iFd < 0) return false;
-    close(iFd);
-    return true;
+    struct stat st {};
+    return stat(("/dev/shm" + sKey).c_str(), &st) == 0;
+}
+
+PT_CALLER_IDENTITY Me()
+{
+    PT_CALLER_IDENTITY me;
+    me.uUid = geteuid();
+    me.iPid = getpid();
+    return me;
+}
+
+// Opens the result as `uid` in a child process: 0 when it could, else the errno.
+int OpenAs(uid_t uid, const std::string& sKey)
+{
+    const pid_t pid = fork();
+    if (pid == 0) {
+        if (setgroups(0, nullptr) != 0 || setgid(uid) != 0 || setuid(uid) != 0) _exit(100);
+        const int iFd = shm_open(sKey.c_str(), O_RDONLY, 0);
+        _exit(iFd >= 0 ? 0 : errno);
+    }
+    int iStatus = 0;
+    waitpid(pid, &iStatus, 0);
+    return WIFEXITED(iStatus) ? WEXITSTATUS(iStatus) : -1;
 }
 }  // namespace
 
-TEST(StoreSharedMemoryPublisher, PublishesUnderUniqueNamesWithTheirSize)
+TEST(StoreSharedMemoryPublisher, PublishesUnderRandomNamesWithTheirSize)
 {
     CSharedMemoryPublisher publisher;
     std::string sFirst, sSecond, sError;
     long long llFirst = 0, llSecond = 0;
-    ASSERT_TRUE(publisher.Publish(OneRow(), sFirst, llFirst, sError)) << sError;
-    ASSERT_TRUE(publisher.Publish(OneRow(), sSecond, llSecond, sError)) << sError;
+    ASSERT_TRUE(publisher.Publish("org.example.app", OneRow(), Me(), sFirst, llFirst, sError)) << sError;
+    ASSERT_TRUE(publisher.Publish("org.example.app", OneRow(), Me(), sSecond, llSecond, sError)) << sError;
     EXPECT_NE(sFirst, sSecond);
-    EXPECT_EQ(sFirst.rfind("/pelmo-" + std::to_string(getpid()) + "-", 0), 0u) << sFirst;
+    // "/pelmo-" and 32 hex digits: 128 random bits, nothing another user could work out.
+    EXPECT_EQ(sFirst.rfind("/pelmo-", 0), 0u) << sFirst;
+    EXPECT_EQ(sFirst.size(), 7u + 32u) << sFirst;
+    EXPECT_EQ(sFirst.find_first_not_of("0123456789abcdef", 7), std::string::npos) << sFirst;
     EXPECT_GT(llFirst, 0);
     EXPECT_EQ(llFirst, llSecond);
     EXPECT_TRUE(NameExists(sFirst));
@@ -48,7 +79,7 @@ TEST(StoreSharedMemoryPublisher, ExpiryRemovesOnlyOlderResults)
     CSharedMemoryPublisher publisher;
     std::string sKey, sError;
     long long llSize = 0;
-    ASSERT_TRUE(publisher.Publish(OneRow(), sKey, llSize, sError)) << sError;
+    ASSERT_TRUE(publisher.Publish("org.example.app", OneRow(), Me(), sKey, llSize, sError)) << sError;
     EXPECT_EQ(publisher.ExpireOlderThan(std::chrono::steady_clock::now() - std::chrono::seconds(60)), 0);
     EXPECT_TRUE(NameExists(sKey));
     EXPECT_EQ(publisher.ExpireOlderThan(std::chrono::steady_clock::now() + std::chrono::seconds(1)), 1);
@@ -61,7 +92,7 @@ TEST(StoreSharedMemoryPublisher, ResultTheReaderAlreadyUnlinkedExpiresQuietly)
     CSharedMemoryPublisher publisher;
     std::string sKey, sError;
     long long llSize = 0;
-    ASSERT_TRUE(publisher.Publish(OneRow(), sKey, llSize, sError)) << sError;
+    ASSERT_TRUE(publisher.Publish("org.example.app", OneRow(), Me(), sKey, llSize, sError)) << sError;
     ASSERT_EQ(shm_unlink(sKey.c_str()), 0);
     EXPECT_EQ(publisher.ExpireOlderThan(std::chrono::steady_clock::now() + std::chrono::seconds(1)), 0);
     EXPECT_EQ(publisher.Pending(), 0u);
@@ -72,8 +103,8 @@ TEST(StoreSharedMemoryPublisher, ResultsTheirReadersRemovedAreForgottenBeforeThe
     CSharedMemoryPublisher publisher;
     std::string sClaimed, sWaiting, sError;
     long long llSize = 0;
-    ASSERT_TRUE(publisher.Publish(OneRow(), sClaimed, llSize, sError)) << sError;
-    ASSERT_TRUE(publisher.Publish(OneRow(), sWaiting, llSize, sError)) << sError;
+    ASSERT_TRUE(publisher.Publish("org.example.app", OneRow(), Me(), sClaimed, llSize, sError)) << sError;
+    ASSERT_TRUE(publisher.Publish("org.example.app", OneRow(), Me(), sWaiting, llSize, sError)) << sError;
     ASSERT_EQ(shm_unlink(sClaimed.c_str()), 0);  // what a reader does once it has the bytes
     EXPECT_EQ(publisher.ForgetClaimed(), 1);
     EXPECT_EQ(publisher.Pending(), 1u);
@@ -83,4 +114,133 @@ TEST(StoreSharedMemoryPublisher, ResultsTheirReadersRemovedAreForgottenBeforeThe
     EXPECT_EQ(publisher.ExpireOlderThan(std::chrono::steady_clock::now() + std::chrono::seconds(1)), 1);
     EXPECT_FALSE(NameExists(sWaiting));
     EXPECT_EQ(publisher.Pending(), 0u);
+}
+
+TEST(StoreSharedMemoryPublisher, ResultAReaderOpenedAndClosedIsRemovedByTheService)
+{
+    // A reader of another user cannot remove the service's object; the service does it once
+    // the reader has closed it.
+    CSharedMemoryPublisher publisher;
+    std::string sKey, sError;
+    long long llSize = 0;
+    ASSERT_TRUE(publisher.Publish("org.example.app", OneRow(), Me(), sKey, llSize, sError)) << sError;
+    const int iFd = shm_open(sKey.c_str(), O_RDONLY, 0);
+    ASSERT_GE(iFd, 0);
+    EXPECT_EQ(publisher.ForgetClaimed(), 0);  // still open: the reader may be reading
+    close(iFd);
+    EXPECT_EQ(publisher.ForgetClaimed(), 1);
+    EXPECT_FALSE(NameExists(sKey));
+    EXPECT_EQ(publisher.Pending(), 0u);
+}
+
+TEST(StoreSharedMemoryPublisher, OnlyTheReaderAndTheOwnerMayOpenAResultWhenRunAsRoot)
+{
+    if (geteuid() != 0) GTEST_SKIP() << "needs root to open the result as other users (numeric uids, no accounts)";
+    // The service's side as uid 61611 (it owns the object), the reader 61612, a stranger 61613.
+    const pid_t pid = fork();
+    if (pid == 0) {
+        if (setgroups(0, nullptr) != 0 || setgid(61611) != 0 || setuid(61611) != 0) _exit(100);
+        CSharedMemoryPublisher publisher;
+        PT_CALLER_IDENTITY reader;
+        reader.uUid = 61612;
+        std::string sKey, sError;
+        long long llSize = 0;
+        if (!publisher.Publish("org.example.app", OneRow(), reader, sKey, llSize, sError)) _exit(101);
+        struct stat st {};
+        if (stat(("/dev/shm" + sKey).c_str(), &st) != 0 || st.st_uid != 61611) _exit(102);
+        // Hand the name to the parent through a file only root and we can read.
+        FILE* pOut = std::fopen("/dev/shm/pelmo-publisher-test-name", "w");
+        if (pOut == nullptr) _exit(103);
+        std::fputs(sKey.c_str(), pOut);
+        std::fclose(pOut);
+        // Wait for the parent's checks; the parent ends this process and removes the result.
+        pause();
+        _exit(0);
+    }
+    std::string sKey;
+    for (int i = 0; i < 5000 && sKey.empty(); ++i) {
+        FILE* pIn = std::fopen("/dev/shm/pelmo-publisher-test-name", "r");
+        if (pIn != nullptr) {
+            char buffer[128] = {};
+            if (std::fgets(buffer, sizeof buffer, pIn) != nullptr && std::strlen(buffer) == 39) sKey = buffer;
+            std::fclose(pIn);
+        }
+        if (sKey.empty()) usleep(1000);
+    }
+    unlink("/dev/shm/pelmo-publisher-test-name");
+    ASSERT_FALSE(sKey.empty()) << "the publishing child did not publish";
+    EXPECT_EQ(OpenAs(61612, sKey), 0);
+    EXPECT_EQ(OpenAs(61613, sKey), EACCES);
+    EXPECT_EQ(OpenAs(0, sKey), 0);
+    kill(pid, SIGTERM);
+    int iStatus = 0;
+    waitpid(pid, &iStatus, 0);
+    shm_unlink(sKey.c_str());
+}
+
+namespace {
+// A one-cell result of about iBytes bytes.
+CResultTable Sized(std::size_t iBytes)
+{
+    CResultTable table;
+    table.vecColumns = {"tile_title"};
+    table.vecRows.push_back({CResultCell::Text(std::string(iBytes, 'r'))});
+    return table;
+}
+}  // namespace
+
+TEST(StoreSharedMemoryPublisher, ModuleOverItsCountIsRefusedUntilItsResultsAreOpened)
+{
+    CSharedMemoryPublisher publisher;
+    std::vector<std::string> vecKeys;
+    std::string sKey, sError;
+    long long llSize = 0;
+    for (long long i = 0; i < CSharedMemoryPublisher::kModuleCountLimit; ++i) {
+        ASSERT_TRUE(publisher.Publish("org.example.hoarder", OneRow(), Me(), sKey, llSize, sError)) << sError;
+        vecKeys.push_back(sKey);
+    }
+    EXPECT_FALSE(publisher.Publish("org.example.hoarder", OneRow(), Me(), sKey, llSize, sError));
+    EXPECT_NE(sError.find("8 select results"), std::string::npos) << sError;
+    EXPECT_NE(sError.find("nobody opened"), std::string::npos) << sError;
+    // Another module is not held back by it.
+    ASSERT_TRUE(publisher.Publish("org.example.other", OneRow(), Me(), sKey, llSize, sError)) << sError;
+    vecKeys.push_back(sKey);
+    // Once a reader opened (and so removed) one, there is room again.
+    ASSERT_EQ(shm_unlink(vecKeys[0].c_str()), 0);
+    ASSERT_TRUE(publisher.Publish("org.example.hoarder", OneRow(), Me(), sKey, llSize, sError)) << sError;
+    vecKeys.push_back(sKey);
+    const CResultSpace space = publisher.Space("org.example.hoarder");
+    EXPECT_EQ(space.llModuleCount, CSharedMemoryPublisher::kModuleCountLimit);
+    EXPECT_EQ(space.llTotalCount, CSharedMemoryPublisher::kModuleCountLimit + 1);
+    EXPECT_EQ(space.llRefused, 1);
+    EXPECT_GT(space.llShmBytes, 0);
+    EXPECT_LE(space.llTotalBytesLimit, space.llShmBytes / 4);
+    publisher.ExpireOlderThan(std::chrono::steady_clock::time_point::max());
+}
+
+TEST(StoreSharedMemoryPublisher, FullTotalIsMadeRoomInFromTheLargestHolder)
+{
+    CSharedMemoryPublisher publisher;
+    publisher.LimitTotalBytes(2 * 1024 * 1024);  // a module may then hold 1 MiB
+    std::string sKey, sError, sFirstOfA;
+    long long llSize = 0;
+    for (const char* sModule : {"org.example.a", "org.example.b"}) {
+        for (int i = 0; i < 3; ++i) {
+            ASSERT_TRUE(publisher.Publish(sModule, Sized(300000), Me(), sKey, llSize, sError)) << sError;
+            if (sFirstOfA.empty()) sFirstOfA = sKey;
+        }
+    }
+    ASSERT_TRUE(publisher.Publish("org.example.c", Sized(290000), Me(), sKey, llSize, sError)) << sError;
+    // a holds no more than b: the total is full and a cannot make room from anyone.
+    EXPECT_FALSE(publisher.Publish("org.example.a", Sized(100000), Me(), sKey, llSize, sError));
+    EXPECT_NE(sError.find("space for select results is full"), std::string::npos) << sError;
+    EXPECT_TRUE(NameExists(sFirstOfA));
+    // c holds less than a: a's oldest result goes to make room.
+    ASSERT_TRUE(publisher.Publish("org.example.c", Sized(100000), Me(), sKey, llSize, sError)) << sError;
+    EXPECT_FALSE(NameExists(sFirstOfA));
+    const CResultSpace space = publisher.Space("org.example.c");
+    EXPECT_EQ(space.llEvicted, 1);
+    EXPECT_LE(space.llTotalBytes, space.llTotalBytesLimit);
+    EXPECT_EQ(space.llModuleCount, 2);
+    publisher.ExpireOlderThan(std::chrono::steady_clock::time_point::max());
 }

@@ -10,7 +10,7 @@ protected:
     {
         const CStoreReply reply = CallText("modules", sCaller, "");
         EXPECT_TRUE(reply.bResult) << reply.sOutput;
-        return ParseAnswer(reply.sOutput);
+        return ParseJsonText(reply.sOutput);
     }
     long long AddPositionedAccelerator(const std::string& sModule, const std::string& sTitle, const char* sPosition)
     {
@@ -79,14 +79,23 @@ TEST_F(StoreModuleList, ChangeSeqFollowsWritesAndSyncsButNotReads)
     EXPECT_EQ(Modules()["modules"][0], afterWrite);
 }
 
-TEST_F(StoreModuleList, AnswersOnlyForModulesTheCallerMaySee)
+TEST_F(StoreModuleList, AnswersOnlyForModulesTheCallingUserOwnsUnlessPrivileged)
 {
-    AddAccelerator("org.example.a");
-    AddAccelerator("org.example.b");
-    m_pHandler->SetModuleVisibility(
-        [](const std::string& sCaller, const std::string& sModule) { return sCaller == sModule; });
-    EXPECT_EQ(Names(Modules("org.example.b")), (std::vector<std::string>{"org.example.b"}));
-    EXPECT_TRUE(Modules("org.example.z")["modules"].empty());
+    AddAccelerator("org.example.a");  // registered by the application's user
+    Json::Value row;
+    row["table_name"] = StoreUris::kAccelerators;
+    row["accelerator_title"] = "theirs";
+    ASSERT_TRUE(m_pHandler->Handle("insert", "org.example.b", ToText(row), OtherUserCaller()).bResult);
+
+    const auto ModulesAs = [this](const PT_CALLER_IDENTITY& caller) {
+        const CStoreReply reply = m_pHandler->Handle("modules", "org.example.tool", "", caller);
+        EXPECT_TRUE(reply.bResult) << reply.sOutput;
+        return Names(ParseJsonText(reply.sOutput));
+    };
+    EXPECT_EQ(ModulesAs(AppCaller()), (std::vector<std::string>{"org.example.a"}));
+    EXPECT_EQ(ModulesAs(OtherUserCaller()), (std::vector<std::string>{"org.example.b"}));
+    EXPECT_EQ(ModulesAs(RootCaller()), (std::vector<std::string>{"org.example.a", "org.example.b"}));
+    EXPECT_TRUE(ModulesAs(MakeCaller(1234, 99)).empty());
 }
 
 TEST_F(StoreModuleList, RefusesAnEmptyCallerAndChangesNoRows)

@@ -1,4 +1,6 @@
 // select and delete: read-back values, ordering, columns, and cascading deletes.
+#include <chrono>
+
 #include "StoreTestSupport.h"
 
 using StoreSelect = CStoreFixture;
@@ -153,8 +155,8 @@ TEST_F(StoreSelect, WhereWithInLikeAndNullTestsSelectsMatchingRows)
         Select("org.example.app", Envelope(StoreUris::kTiles, "tile_title IN (?, ?,?)", {"alpha", "gamma", "zeta"}));
     ASSERT_NE(pIn, nullptr);
     EXPECT_EQ(pIn->vecRows.size(), 2u);
-    const CResultTable* pLike =
-        Select("org.example.app", Envelope(StoreUris::kTiles, "tile_title like ? AND NOT tile_title = ?", {"%a", "beta"}));
+    const CResultTable* pLike = Select(
+        "org.example.app", Envelope(StoreUris::kTiles, "tile_title like ? AND NOT tile_title = ?", {"%a", "beta"}));
     ASSERT_NE(pLike, nullptr);
     EXPECT_EQ(pLike->vecRows.size(), 3u);
     const CResultTable* pNull =
@@ -162,11 +164,13 @@ TEST_F(StoreSelect, WhereWithInLikeAndNullTestsSelectsMatchingRows)
     ASSERT_NE(pNull, nullptr);
     EXPECT_EQ(pNull->vecRows.size(), 4u);
     // Terms are reordered in the SQL; each argument must still meet its own placeholder.
-    const CResultTable* pMixed = Select(
-        "org.example.app", Envelope(StoreUris::kTiles, "tile_title = ? or (_id = ? and tile_title = ?)", {"beta", "1", "alpha"}));
+    const CResultTable* pMixed =
+        Select("org.example.app",
+               Envelope(StoreUris::kTiles, "tile_title = ? or (_id = ? and tile_title = ?)", {"beta", "1", "alpha"}));
     ASSERT_NE(pMixed, nullptr);
     EXPECT_EQ(pMixed->vecRows.size(), 2u);
-    const CResultTable* pIds = Select("org.example.app", Envelope(StoreUris::kTiles, "_id=? or _id=? or _id=?", {"1", "3", "9"}));
+    const CResultTable* pIds =
+        Select("org.example.app", Envelope(StoreUris::kTiles, "_id=? or _id=? or _id=?", {"1", "3", "9"}));
     ASSERT_NE(pIds, nullptr);
     EXPECT_EQ(pIds->vecRows.size(), 2u);
 }
@@ -296,11 +300,28 @@ TEST_F(StoreDelete, DeepestAcceptedNestingWithLongChainsRuns)
     // Only "x" is true; the first OR keeps it, the AND around that drops it, every level
     // further out stays false, and the outer NOT makes the whole condition match: exactly one
     // row is deleted, which proves the condition was evaluated as written, not only accepted.
+    // The longest of these take SQLite most of a second on a busy machine, which the default
+    // request budget may refuse (see DeepestConditionIsAnsweredOrRefusedWithinTheBudget); here
+    // the budget is ample so that the evaluation itself is checked.
+    m_pHandler->SetBudget(std::chrono::seconds(120));
     for (const auto& shape : {std::pair<int, int>{1, 1}, {200, 1}, {270, 1}, {1, 4000}}) {
         AddAccelerator("org.example.app", "x");
         const CStoreReply reply = Call("delete", "org.example.app", DeepCondition(shape.first, shape.second));
         ASSERT_TRUE(reply.bResult) << shape.first << "/" << shape.second << ": " << reply.sOutput;
         EXPECT_EQ(reply.sOutput, "1");
         EXPECT_EQ(Counts().llAccelerators, 0);
+    }
+}
+
+TEST_F(StoreDelete, DeepestConditionIsAnsweredOrRefusedWithinTheBudget)
+{
+    m_pHandler->SetBudget(std::chrono::milliseconds(100));
+    AddAccelerator("org.example.app", "x");
+    const CStoreReply reply = Call("delete", "org.example.app", DeepCondition(270, 1));
+    if (reply.bResult) {
+        EXPECT_EQ(Counts().llAccelerators, 0);
+    } else {
+        EXPECT_NE(reply.sOutput.find("time budget of 100 ms"), std::string::npos) << reply.sOutput;
+        EXPECT_EQ(Counts().llAccelerators, 1);
     }
 }

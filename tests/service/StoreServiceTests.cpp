@@ -126,7 +126,8 @@ TEST_F(StoreService, LogLineStaysOneLineForHostileNames)
     const std::string sLine = FormatRequestLog("select\nforged line", "mod\r\nule", reply);
     EXPECT_EQ(sLine.find('\n'), std::string::npos);
     EXPECT_EQ(sLine.find('\r'), std::string::npos);
-    EXPECT_EQ(sLine.rfind("select?forged line module=mod??ule refused: unknown method: select?forged line rows=0 ", 0), 0u)
+    EXPECT_EQ(sLine.rfind("select?forged line module=mod??ule refused: unknown method: select?forged line rows=0 ", 0),
+              0u)
         << sLine;
 }
 
@@ -159,7 +160,7 @@ TEST_F(StoreService, CommittedRowsSurviveAKilledService)
         CMemoryResultPublisher publisher;
         CStoreRequestHandler handler(database, publisher);
         const CStoreReply reply = handler.Handle(
-            "insert", "org.example.app", "{\"table_name\":\"content://org.orvik.pelmo/accelerators\"}");
+            "insert", "org.example.app", "{\"table_name\":\"content://org.orvik.pelmo/accelerators\"}", AppCaller());
         if (!reply.bResult) _exit(3);
         kill(getpid(), SIGKILL);
         _exit(4);
@@ -195,7 +196,8 @@ TEST(StoreDatabaseOpen, MemoryDatabaseHasTheThreeTables)
 namespace {
 class CRefusingPublisher : public IResultPublisher {
 public:
-    bool Publish(const CResultTable&, std::string&, long long&, std::string& sError) override
+    bool Publish(const std::string&, const CResultTable&, const PT_CALLER_IDENTITY&, std::string&, long long&,
+                 std::string& sError) override
     {
         sError = "no shared memory left";
         return false;
@@ -210,8 +212,8 @@ TEST(StorePublish, SelectWhoseResultCannotBePublishedAnswersFalse)
     ASSERT_TRUE(database.Open(":memory:", sError)) << sError;
     CRefusingPublisher publisher;
     CStoreRequestHandler handler(database, publisher);
-    const CStoreReply reply =
-        handler.Handle("select", "org.example.app", "{\"table_name\":\"content://org.orvik.pelmo/tiles\"}");
+    const CStoreReply reply = handler.Handle("select", "org.example.app",
+                                             "{\"table_name\":\"content://org.orvik.pelmo/tiles\"}", AppCaller());
     EXPECT_FALSE(reply.bResult);
     EXPECT_EQ(reply.sOutput, "cannot publish the result: no shared memory left");
 }

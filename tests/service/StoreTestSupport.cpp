@@ -7,6 +7,16 @@ std::string ToText(const Json::Value& value)
     return Json::writeString(builder, value);
 }
 
+Json::Value ParseJsonText(const std::string& sText)
+{
+    Json::Value value;
+    Json::CharReaderBuilder builder;
+    std::string sErrors;
+    std::unique_ptr<Json::CharReader> pReader(builder.newCharReader());
+    EXPECT_TRUE(pReader->parse(sText.data(), sText.data() + sText.size(), &value, &sErrors)) << sText;
+    return value;
+}
+
 std::ostream& operator<<(std::ostream& stream, const CRowCounts& counts)
 {
     return stream << "{accelerators=" << counts.llAccelerators << ", sections=" << counts.llSections
@@ -24,12 +34,12 @@ void CStoreFixture::Open(const std::string& sPath)
 
 CStoreReply CStoreFixture::Call(const std::string& sMethod, const std::string& sModule, const Json::Value& input)
 {
-    return m_pHandler->Handle(sMethod, sModule, ToText(input));
+    return m_pHandler->Handle(sMethod, sModule, ToText(input), m_caller);
 }
 
 CStoreReply CStoreFixture::CallText(const std::string& sMethod, const std::string& sModule, const std::string& sInput)
 {
-    return m_pHandler->Handle(sMethod, sModule, sInput);
+    return m_pHandler->Handle(sMethod, sModule, sInput, m_caller);
 }
 
 namespace {
@@ -106,12 +116,3 @@ CRowCounts CStoreFixture::Counts()
     return counts;
 }
 
-Json::Value ParseAnswer(const std::string& sText)
-{
-    Json::Value value;
-    Json::CharReaderBuilder builder;
-    std::string sErrors;
-    std::unique_ptr<Json::CharReader> pReader(builder.newCharReader());
-    EXPECT_TRUE(pReader->parse(sText.data(), sText.data() + sText.size(), &value, &sErrors)) << sText;
-    return value;
-}

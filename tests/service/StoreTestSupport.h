@@ -40,6 +40,30 @@ private:
 };
 
 std::string ToText(const Json::Value& value);
+// A store answer's JSON text; fails the test when it is not JSON.
+Json::Value ParseJsonText(const std::string& sText);
+
+// Callers as the bus would name them: an ordinary application's user (every module the tests
+// register is theirs unless a test says otherwise), another user, and root.
+inline PT_CALLER_IDENTITY MakeCaller(uid_t uUid, pid_t iPid)
+{
+    PT_CALLER_IDENTITY caller;
+    caller.uUid = uUid;
+    caller.iPid = iPid;
+    return caller;
+}
+inline PT_CALLER_IDENTITY AppCaller()
+{
+    return MakeCaller(1000, 4242);
+}
+inline PT_CALLER_IDENTITY OtherUserCaller()
+{
+    return MakeCaller(1001, 4343);
+}
+inline PT_CALLER_IDENTITY RootCaller()
+{
+    return MakeCaller(0, 1);
+}
 
 // Row counts of the three tables, all modules together.
 struct CRowCounts {
@@ -52,9 +76,6 @@ struct CRowCounts {
     }
 };
 std::ostream& operator<<(std::ostream& stream, const CRowCounts& counts);
-
-// A tooling method's answer parsed as JSON; a failure of the test when it is not JSON.
-Json::Value ParseAnswer(const std::string& sText);
 
 class CStoreFixture : public ::testing::Test {
 protected:
@@ -79,6 +100,9 @@ protected:
     const CResultTable* Select(const std::string& sModule, const Json::Value& envelope, std::string* pReason = nullptr);
 
     CRowCounts Counts();
+
+    // Who sends the requests: an ordinary application's user unless a test says otherwise.
+    PT_CALLER_IDENTITY m_caller = AppCaller();
 
     std::unique_ptr<CStoreDatabase> m_pDatabase;
     CMemoryResultPublisher m_publisher;

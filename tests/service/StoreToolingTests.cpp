@@ -9,13 +9,13 @@ protected:
     {
         const CStoreReply reply = CallText("journal", sModule, sInput);
         EXPECT_TRUE(reply.bResult) << reply.sOutput;
-        return ParseAnswer(reply.sOutput);
+        return ParseJsonText(reply.sOutput);
     }
     Json::Value Stats(const std::string& sModule)
     {
         const CStoreReply reply = CallText("stats", sModule, " ");
         EXPECT_TRUE(reply.bResult) << reply.sOutput;
-        return ParseAnswer(reply.sOutput);
+        return ParseJsonText(reply.sOutput);
     }
     long long Total(const Json::Value& journal, const char* sTable, const char* sWhat)
     {

@@ -20,8 +20,8 @@ TEST_F(StoreTest, CursorReportsIntegerWideIntegerDoubleTextAndNullAsTheirStorage
               0);
     CTileRead read;
     PT_CONSUMER_SELECT_IN_PARAM in = SelectTiles();
-    in.column_list = {"tile_position", "tile_display_from", "tile_progress", "tile_title", "tile_subtitle",
-                      "tile_image_width"};
+    in.column_list = {"tile_position", "tile_display_from", "tile_progress",
+                      "tile_title",    "tile_subtitle",     "tile_image_width"};
     ASSERT_TRUE(select_request(in, read.out, "m")) << m_log.Dump();
     ASSERT_NE(read.out.cursor, nullptr);
     ISQLiteCursor& cursor = *read.out.cursor;

@@ -18,6 +18,29 @@
 #include "PelmoAPI.h"
 #include "PelmoGDBusUtil.h"
 
+// The default context of a stock system bus (nobody owns names or calls methods unless a
+// policy file allows it), with the given policy file included, as a real system bus applies it.
+inline std::string StockSystemBusPolicyWith(const std::string& sPolicyFile)
+{
+    return "  <policy context=\"default\">\n"
+           "    <allow user=\"*\"/>\n"
+           "    <deny own=\"*\"/>\n"
+           "    <deny send_type=\"method_call\"/>\n"
+           "    <allow send_type=\"signal\"/>\n"
+           "    <allow send_requested_reply=\"true\" send_type=\"method_return\"/>\n"
+           "    <allow send_requested_reply=\"true\" send_type=\"error\"/>\n"
+           "    <allow receive_type=\"method_call\"/>\n"
+           "    <allow receive_type=\"method_return\"/>\n"
+           "    <allow receive_type=\"error\"/>\n"
+           "    <allow receive_type=\"signal\"/>\n"
+           "    <allow send_destination=\"org.freedesktop.DBus\" send_interface=\"org.freedesktop.DBus\"/>\n"
+           "    <allow send_destination=\"org.freedesktop.DBus\" "
+           "send_interface=\"org.freedesktop.DBus.Introspectable\"/>\n"
+           "  </policy>\n"
+           "  <include>" +
+           sPolicyFile + "</include>\n";
+}
+
 class StoreTest : public ::testing::Test {
 protected:
     void SetUp() override

@@ -5,29 +5,6 @@
 #include "StoreFixture.h"
 
 namespace {
-// The default context of a stock system bus: nobody owns names or calls methods unless a
-// policy file allows it.
-std::string SystemBusPolicy()
-{
-    return std::string(
-               "  <policy context=\"default\">\n"
-               "    <allow user=\"*\"/>\n"
-               "    <deny own=\"*\"/>\n"
-               "    <deny send_type=\"method_call\"/>\n"
-               "    <allow send_type=\"signal\"/>\n"
-               "    <allow send_requested_reply=\"true\" send_type=\"method_return\"/>\n"
-               "    <allow send_requested_reply=\"true\" send_type=\"error\"/>\n"
-               "    <allow receive_type=\"method_call\"/>\n"
-               "    <allow receive_type=\"method_return\"/>\n"
-               "    <allow receive_type=\"error\"/>\n"
-               "    <allow receive_type=\"signal\"/>\n"
-               "    <allow send_destination=\"org.freedesktop.DBus\" send_interface=\"org.freedesktop.DBus\"/>\n"
-               "    <allow send_destination=\"org.freedesktop.DBus\" send_interface=\"org.freedesktop.DBus.Introspectable\"/>\n"
-               "  </policy>\n"
-               "  <include>") +
-           PELMO_POLICY_FILE + "</include>\n";
-}
-
 GVariant* CallOn(const std::string& sName, const char* sInterface, const char* sMethod, GVariant* pArgs,
                  std::string& sError)
 {
@@ -38,9 +15,9 @@ GVariant* CallOn(const std::string& sName, const char* sInterface, const char* s
         g_clear_error(&pError);
         return nullptr;
     }
-    GVariant* pReply = g_dbus_connection_call_sync(pConn, sName.c_str(), "/org/orvik/pelmo_service", sInterface,
-                                                   sMethod, pArgs, nullptr, G_DBUS_CALL_FLAGS_NONE, 5000, nullptr,
-                                                   &pError);
+    GVariant* pReply =
+        g_dbus_connection_call_sync(pConn, sName.c_str(), "/org/orvik/pelmo_service", sInterface, sMethod, pArgs,
+                                    nullptr, G_DBUS_CALL_FLAGS_NONE, 5000, nullptr, &pError);
     if (pReply == nullptr) {
         sError = pError->message;
         g_clear_error(&pError);
@@ -63,7 +40,7 @@ TEST_F(StorePolicyFileTest, StoreOwnsItsNamesAndServesCallsUnderTheShippedPolicy
 {
     // The fixture started the store on a permissive bus; start it again under the policy.
     m_store.Stop();
-    m_options.sBusPolicy = SystemBusPolicy();
+    m_options.sBusPolicy = StockSystemBusPolicyWith(PELMO_POLICY_FILE);
     std::string sError;
     ASSERT_TRUE(m_store.Start(m_options, sError)) << sError;
 
@@ -82,10 +59,9 @@ TEST_F(StorePolicyFileTest, StoreOwnsItsNamesAndServesCallsUnderTheShippedPolicy
     GError* pError = nullptr;
     GDBusConnection* pConn = g_bus_get_sync(G_BUS_TYPE_SYSTEM, nullptr, &pError);
     ASSERT_NE(pConn, nullptr);
-    GVariant* pOwn = g_dbus_connection_call_sync(pConn, "org.freedesktop.DBus", "/org/freedesktop/DBus",
-                                                 "org.freedesktop.DBus", "RequestName",
-                                                 g_variant_new("(su)", "org.example.Intruder", 4u), nullptr,
-                                                 G_DBUS_CALL_FLAGS_NONE, 5000, nullptr, &pError);
+    GVariant* pOwn = g_dbus_connection_call_sync(
+        pConn, "org.freedesktop.DBus", "/org/freedesktop/DBus", "org.freedesktop.DBus", "RequestName",
+        g_variant_new("(su)", "org.example.Intruder", 4u), nullptr, G_DBUS_CALL_FLAGS_NONE, 5000, nullptr, &pError);
     EXPECT_EQ(pOwn, nullptr);
     if (pOwn) g_variant_unref(pOwn);
     g_clear_error(&pError);

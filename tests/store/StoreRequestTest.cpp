@@ -61,8 +61,8 @@ TEST_F(StoreTest, BulkUpdateChangesTheNamedRowsOnly)
     long long llLast = -1;
     ASSERT_EQ(insert_request_for_bulk_data(param, &llLast, "m"), 0);
     PT_JSON_IN_PARAM update;
-    update.data = Bulk(kTiles, {"{\"bulk_update_row_id_key\":\"" + std::to_string(llLast) +
-                                "\",\"tile_title\":\"changed\"}"});
+    update.data =
+        Bulk(kTiles, {"{\"bulk_update_row_id_key\":\"" + std::to_string(llLast) + "\",\"tile_title\":\"changed\"}"});
     long long llOut = 0;
     ASSERT_EQ(update_request_for_bulk_data(update, &llOut, "m"), 0) << m_log.Dump();
     EXPECT_EQ(CountRows("tiles", "tile_title = 'changed'"), 1);

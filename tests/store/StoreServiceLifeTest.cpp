@@ -54,8 +54,9 @@ TEST_F(StoreTest, ResultsNobodyOpensAreRemovedAfterTheirTime)
     // Same bus, same database, now with a short life for results.
     CHostStore store;
     ASSERT_TRUE(store.Start(m_options, sError)) << sError;
-    const CRawReply reply = RawCall("org.orvik.Feltrix.dbus", "select", "m",
-                                    "{\"table_name\":\"" + kTiles + "\",\"where\":\"\",\"group_by\":\"\",\"order\":\"\"}");
+    const CRawReply reply =
+        RawCall("org.orvik.Feltrix.dbus", "select", "m",
+                "{\"table_name\":\"" + kTiles + "\",\"where\":\"\",\"group_by\":\"\",\"order\":\"\"}");
     ASSERT_TRUE(reply.bResult) << reply.sOutput;
     Json::Value root;
     ASSERT_TRUE(Json::Reader().parse(reply.sOutput, root));

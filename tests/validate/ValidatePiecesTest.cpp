@@ -10,6 +10,7 @@
 #include <string>
 #include <vector>
 
+#include "BusMessageLimit.h"
 #include "DocumentPositions.h"
 #include "NameSuggestion.h"
 #include "ValidateDocument.h"
@@ -225,3 +226,68 @@ TEST(ValidateChecks, FindingsAgreeWithTheReaderOnEveryCommittedDocument)
 }
 
 }  // namespace
+
+namespace {
+// One section of iTiles tiles whose titles are iTitleBytes long.
+std::string SectionWithLongTitles(int iTiles, std::size_t iTitleBytes)
+{
+    Json::Value root;
+    Json::Value section;
+    section["section_title"] = "Long";
+    section["section_id"] = 1;
+    for (int i = 0; i < iTiles; ++i) {
+        Json::Value tile;
+        tile["tile_title"] = std::to_string(i) + std::string(iTitleBytes, 't');
+        section["tiles"].append(tile);
+    }
+    root["sections"].append(section);
+    return Json::StyledWriter().write(root);
+}
+
+PT_VALIDATE_RESULT ValidateWithMessageLimit(const std::string& sText, long long llMaxMessage)
+{
+    PT_VALIDATE_OPTIONS options;
+    options.llNow = 1767225600;
+    options.llMaxMessage = llMaxMessage;
+    return ValidateDocumentText(sText, options);
+}
+}  // namespace
+
+TEST(ValidateRequestSize, SectionNearTheBusMessageSizeIsAWarningAndOverItAnError)
+{
+    // About 10 x 3000 bytes of titles in one tile bulk.
+    const std::string sText = SectionWithLongTitles(10, 3000);
+    const auto vecNone = FindingsOfKind(ValidateWithMessageLimit(sText, 100000), ValidateKind::REQUEST_SIZE);
+    EXPECT_TRUE(vecNone.empty());
+    const auto vecNear = FindingsOfKind(ValidateWithMessageLimit(sText, 40000), ValidateKind::REQUEST_SIZE);
+    ASSERT_EQ(vecNear.size(), 1u);
+    EXPECT_FALSE(vecNear[0].bError);
+    EXPECT_EQ(vecNear[0].sPath, "sections[0]");
+    EXPECT_NE(vecNear[0].sMessage.find("little room"), std::string::npos) << vecNear[0].sMessage;
+    const PT_VALIDATE_RESULT over = ValidateWithMessageLimit(sText, 30000);
+    const auto vecOver = FindingsOfKind(over, ValidateKind::REQUEST_SIZE);
+    ASSERT_EQ(vecOver.size(), 1u);
+    EXPECT_TRUE(vecOver[0].bError);
+    EXPECT_NE(vecOver[0].sMessage.find("would not be stored"), std::string::npos) << vecOver[0].sMessage;
+    EXPECT_EQ(over.ErrorCount(), 1);
+}
+
+TEST(ValidateRequestSize, BusConfigurationSetsTheMessageSize)
+{
+    EXPECT_EQ(
+        BusMessageLimit::FromConfigText("<busconfig><limit name=\"max_message_size\">1000000</limit></busconfig>"),
+        1000000);
+    // Commented out, as in the system bus's own file: not set.
+    EXPECT_EQ(BusMessageLimit::FromConfigText(
+                  "<busconfig><!-- <limit name=\"max_message_size\">33554432</limit> --></busconfig>"),
+              -1);
+    // The last setting counts; other limits are not it.
+    EXPECT_EQ(BusMessageLimit::FromConfigText("<limit name=\"max_message_size\">5</limit>"
+                                              "<limit name=\"max_incoming_bytes\">9</limit>"
+                                              "<limit name=\"max_message_size\"> 7 </limit>"),
+              7);
+    EXPECT_EQ(BusMessageLimit::FromConfigText("<limit name=\"max_message_size\">lots</limit>"), -1);
+    std::string sSource;
+    EXPECT_EQ(BusMessageLimit::Read("/nonexistent/bus.conf", sSource), BusMessageLimit::kBuiltInMaxMessageSize);
+    EXPECT_EQ(sSource, "dbus-daemon's built-in limit");
+}

@@ -1,6 +1,8 @@
 // `pelmoctl status MODULE`: why a module's preview is or is not shown, from the store's own
 // statistics: registration, what is stored, the display windows of the tiles, the last
 // completion event and the preview scheduler.
+#include <pwd.h>
+
 #include <cstdio>
 #include <ctime>
 
@@ -16,9 +18,11 @@ constexpr const char* kHelp =
     "usage: pelmoctl status MODULE\n"
     "\n"
     "Tells why MODULE's preview is or is not shown, one fact per line:\n"
-    "  module, registered (accelerator row and title), sections, tiles (with those past their\n"
-    "  display window and those before it), last completion event, preview scheduler,\n"
-    "  requests, and a last line \"preview: shown ...\" or \"preview: not shown: REASON\".\n"
+    "  module, registered (accelerator row and title), owner (the Unix user whose request\n"
+    "  registered it: only that user, root and the store's platform services may act for it),\n"
+    "  sections, tiles (with those past their display window and those before it), last\n"
+    "  completion event, preview scheduler, requests, whether the store's disk is full, and a\n"
+    "  last line \"preview: shown ...\" or \"preview: not shown: REASON\".\n"
     "The completion event, the scheduler and the requests are what the store saw since it\n"
     "started (it keeps them in memory only; with --host that is this command's own run).\n"
     "Reads only; changes nothing. An unregistered module is a failure.\n"
@@ -33,6 +37,18 @@ std::string UtcTime(long long llSeconds)
     char sText[32];
     std::strftime(sText, sizeof sText, "%Y-%m-%d %H:%M:%S UTC", &utc);
     return sText;
+}
+
+// "name (uid N)", or "uid N" for a uid without an account here.
+std::string UserText(long long llUid)
+{
+    passwd entry{};
+    passwd* pFound = nullptr;
+    char buffer[1024];
+    if (getpwuid_r(static_cast<uid_t>(llUid), &entry, buffer, sizeof buffer, &pFound) == 0 && pFound != nullptr) {
+        return std::string(pFound->pw_name) + " (uid " + std::to_string(llUid) + ")";
+    }
+    return "uid " + std::to_string(llUid);
 }
 }  // namespace
 
@@ -59,6 +75,11 @@ int RunStatusCommand(int argc, char** argv)
     std::printf("registered: yes (accelerator row %lld, title \"%s\"%s)\n",
                 static_cast<long long>(stats["accelerator_id"].asInt64()), stats["title"].asCString(),
                 stats["accelerator_rows"].asInt64() > 1 ? ", more than one accelerator row" : "");
+    if (stats["owner_uid"].isNull()) {
+        std::printf("owner: none recorded (the first user to use it takes it)\n");
+    } else {
+        std::printf("owner: %s\n", UserText(stats["owner_uid"].asInt64()).c_str());
+    }
     std::printf("sections: %lld\n", llSections);
     std::printf("tiles: %lld (%lld past their display window, %lld before it)\n", llTiles, llExpired, llFuture);
     if (stats["last_sync"].isNull()) {
@@ -77,6 +98,17 @@ int RunStatusCommand(int argc, char** argv)
             stats["scheduler_caller"].asString().empty() ? "an unnamed caller" : stats["scheduler_caller"].asCString());
     }
     std::printf("requests since the store started: %lld\n", static_cast<long long>(stats["journal_seq"].asInt64()));
+    const Json::Value& storage = stats["storage"];
+    if (storage["full"].asBool()) {
+        std::printf("store disk: full since %s, changes are refused until there is space again (%s)\n",
+                    UtcTime(storage["since"].asInt64()).c_str(), storage["reason"].asCString());
+    } else if (storage["failures"].asInt64() > 0) {
+        std::printf("store disk: writable again (last full %s, %lld requests refused for it)\n",
+                    UtcTime(storage["last_failure"].asInt64()).c_str(),
+                    static_cast<long long>(storage["failures"].asInt64()));
+    } else {
+        std::printf("store disk: writable\n");
+    }
 
     const long long llShowable = llTiles - llExpired - llFuture;
     if (llTiles == 0) {

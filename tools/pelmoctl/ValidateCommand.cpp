@@ -11,6 +11,7 @@
 #include <iterator>
 #include <string>
 
+#include "BusMessageLimit.h"
 #include "PreviewDataUtil.h"
 #include "ValidateDocument.h"
 #include "ValidateJsonReport.h"
@@ -110,6 +111,9 @@ int RunValidateCommand(int argc, char** argv)
     PT_VALIDATE_OPTIONS options;
     bool bJson = false;
     options.llNow = static_cast<long long>(std::time(nullptr));
+    // Offline, the system bus's configuration says how large a request may be.
+    std::string sLimitSource;
+    options.llMaxMessage = BusMessageLimit::Read("", sLimitSource);
     for (int i = 1; i < argc; ++i) {
         const std::string sArg = argv[i];
         if (sArg == "--help" || sArg == "-h") {

@@ -10,6 +10,7 @@
 #include "DocumentPositions.h"
 #include "IntegerColumnCheck.h"
 #include "LibraryReader.h"
+#include "RequestSizeCheck.h"
 
 int PT_VALIDATE_RESULT::ErrorCount() const
 {
@@ -86,6 +87,9 @@ PT_VALIDATE_RESULT ValidateDocumentText(const std::string& sText, const PT_VALID
     CPreviewAccelerator accelerator;
     std::string sReason;
     result.bReaderAccepts = libraryReader.Read(sText, accelerator, sReason);
+    if (result.bReaderAccepts && options.llMaxMessage > 0) {
+        CheckRequestSizes(accelerator, checker.Sections(), options.llMaxMessage, result.vecFinding);
+    }
     if (checker.RefusedValues().empty() || !root.isObject()) {
         CheckSharedContentKeys(accelerator, checker.Sections(), result.vecFinding);
     } else {

@@ -20,6 +20,7 @@ inline constexpr const char* INTEGER_CHANGED = "integer-changed";  // a number a
 inline constexpr const char* TILE_RECREATED = "tile-recreated";    // a display period the tile key cannot find again
 inline constexpr const char* READ_BACK_EMPTY = "read-back-empty";  // an integer the read-back cannot write
 inline constexpr const char* REFUSED = "refused";                  // the reader refuses it for a reason not named above
+inline constexpr const char* REQUEST_SIZE = "request-size";       // a request near or over the bus's message size
 }  // namespace ValidateKind
 
 struct PT_VALIDATE_FINDING {
@@ -35,6 +36,8 @@ struct PT_VALIDATE_OPTIONS {
     std::string sModuleName;
     // Display windows are judged against this time, in seconds since 1970.
     long long llNow = 0;
+    // The largest message the bus carries (requests near it are warned about); 0: not checked.
+    long long llMaxMessage = 0;
 };
 
 struct PT_VALIDATE_RESULT {

@@ -11,6 +11,9 @@ add_library(pelmoctl-validate STATIC
   ${CMAKE_CURRENT_LIST_DIR}/DocumentPositions.cpp
   ${CMAKE_CURRENT_LIST_DIR}/NameSuggestion.cpp
   ${CMAKE_CURRENT_LIST_DIR}/PreviewSchema.cpp
-  ${CMAKE_CURRENT_LIST_DIR}/SchemaCommand.cpp)
-target_include_directories(pelmoctl-validate PUBLIC ${CMAKE_CURRENT_LIST_DIR})
+  ${CMAKE_CURRENT_LIST_DIR}/SchemaCommand.cpp
+  ${CMAKE_CURRENT_LIST_DIR}/RequestSizeCheck.cpp
+  ${PROJECT_SOURCE_DIR}/service/daemon/BusMessageLimit.cpp)
+target_include_directories(pelmoctl-validate PUBLIC ${CMAKE_CURRENT_LIST_DIR}
+  PRIVATE ${PROJECT_SOURCE_DIR}/service/daemon)
 target_link_libraries(pelmoctl-validate PUBLIC PkgConfig::JSONCPP PRIVATE pelmo-api-internal pelmo_warnings)

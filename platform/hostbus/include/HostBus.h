@@ -18,6 +18,13 @@ public:
     // Replaces the bus's permissive default policy with the given <policy>/<include> elements,
     // to try a policy file as a real system bus would apply it. Call before Start.
     void SetPolicy(const std::string& sPolicyXml) { m_sPolicy = sPolicyXml; }
+    // A folder of D-Bus activation files (`NAME.service`): a call to a name without owner
+    // starts its Exec line, run by the bus daemon directly, as a system bus without a launch
+    // helper does. Call before Start.
+    void SetServiceDirectory(const std::string& sDirectory) { m_sServiceDirectory = sDirectory; }
+    // Lets processes of every user reach the bus's socket (its folder is otherwise the
+    // starter's alone), for trying several users on one bus. Call before Start.
+    void SetOpenToAllUsers(bool bOpen) { m_bOpenToAllUsers = bOpen; }
     // Starts the daemon and points DBUS_SYSTEM_BUS_ADDRESS of this process at it.
     // On failure returns false and says why in `sError`.
     bool Start(std::string& sError);
@@ -43,4 +50,6 @@ private:
     std::string m_sDirectory;
     std::string m_sAddress;
     std::string m_sPolicy;
+    std::string m_sServiceDirectory;
+    bool m_bOpenToAllUsers = false;
 };

@@ -15,6 +15,9 @@ struct CHostStoreOptions {
     std::string sLogFile;                 // --log; empty: the service logs to its standard error
     std::vector<std::string> vecExtraArgs;
     std::string sBusPolicy;               // empty: the private bus lets every peer do anything
+    std::vector<std::string>
+        vecLauncher;               // put before the service's command line (e.g. setpriv to run it as its own user)
+    bool bOpenToAllUsers = false;  // let processes of every user reach the bus
 };
 
 class __attribute__((visibility("default"))) CHostStore {

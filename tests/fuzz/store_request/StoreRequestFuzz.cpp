@@ -1,11 +1,14 @@
 // Feeds arbitrary requests to the store's request handler. The first byte picks the method
-// (one of the store's methods or an unknown one), the second the calling module, the rest is
-// the input text. The database is one in-memory store, put back to the same seeded rows
-// before every input so that a finding replays alone.
+// (one of the store's methods or an unknown one), the second the calling module (its low two
+// bits) and the calling user (the next two: the module's owner, root, a user owning nothing,
+// the owner of another module), the rest is the input text. The database is one in-memory store, put back to the same
+// seeded rows before every input so that a finding replays alone.
 //
 // Besides "never crash", every input checks the store's promises:
 // - a refused request changes no row and answers a one-line reason;
 // - no request changes another module's rows;
+// - a user who neither owns the module nor is privileged is refused and changes nothing;
+// - every registered module has an owner, and no owner outlives its module's accelerators;
 // - every parent id names a row of the same module, and an accelerator's package is its module.
 #include <cstddef>
 #include <cstdint>
@@ -19,6 +22,35 @@ namespace {
 const char* const kMethods[] = {"insert",    "insert_bulk", "update", "delete", "select", "send_sync", "start_preview_scheduler",
                                 "stop_preview_scheduler", "terminate_service", "drop_everything"};
 const char* const kModules[] = {"org.example.app", "org.other.app", "", "org.example.app.extra"};
+// Owners as seeded: org.example.app is uid 1000's, org.other.app uid 1001's.
+constexpr uid_t kExampleOwner = 1000;
+constexpr uid_t kOtherOwner = 1001;
+constexpr uid_t kStranger = 1002;
+
+PT_CALLER_IDENTITY PickCaller(uint8_t uByte, const std::string& sModule, bool& bMayAct)
+{
+    const uid_t uOwner = sModule == "org.other.app" ? kOtherOwner : kExampleOwner;
+    PT_CALLER_IDENTITY caller;
+    caller.iPid = 4242;
+    switch ((uByte >> 2) & 3) {
+        case 0:
+            caller.uUid = uOwner;
+            break;
+        case 1:
+            caller.uUid = 0;
+            break;
+        case 2:
+            caller.uUid = kStranger;
+            break;
+        default:
+            caller.uUid = uOwner == kExampleOwner ? kOtherOwner : kExampleOwner;
+            break;
+    }
+    // Only the seeded modules have owners; the others are free for anyone to register.
+    const bool bOwned = sModule == "org.example.app" || sModule == "org.other.app";
+    bMayAct = !bOwned || caller.uUid == 0 || caller.uUid == uOwner;
+    return caller;
+}
 
 void Check(bool bCondition)
 {
@@ -72,16 +104,19 @@ long long Count(CStoreDatabase& database, const char* sSql)
 
 void Reseed(CStoreDatabase& database)
 {
-    Exec(database, "DELETE FROM tiles; DELETE FROM sections; DELETE FROM accelerators;"
-                   "INSERT INTO accelerators (_id, accelerator_title, accelerator_enabled, app_pkg_name, module_name) "
-                   "VALUES (1, 'Mine', 1, 'org.example.app', 'org.example.app'),"
-                   " (2, 'Theirs', 1, 'org.other.app', 'org.other.app');"
-                   "INSERT INTO sections (_id, section_title, section_accelerator_raw_id, module_name) "
-                   "VALUES (1, 'Top', 1, 'org.example.app'), (2, 'More', 1, 'org.example.app'),"
-                   " (3, 'Other', 2, 'org.other.app');"
-                   "INSERT INTO tiles (_id, tile_title, tile_section_raw_id, tile_position, tile_image_ratio, module_name) "
-                   "VALUES (1, 'a', 1, 1, 1.5, 'org.example.app'), (2, 'b', 1, 2, 0.5, 'org.example.app'),"
-                   " (3, 'c', 2, 4294967297, NULL, 'org.example.app'), (4, 'd', 3, 1, 1.0, 'org.other.app');");
+    Exec(database,
+         "DELETE FROM tiles; DELETE FROM sections; DELETE FROM accelerators; DELETE FROM module_owners;"
+         "INSERT INTO module_owners (module_name, owner_uid) VALUES ('org.example.app', 1000),"
+         " ('org.other.app', 1001);"
+         "INSERT INTO accelerators (_id, accelerator_title, accelerator_enabled, app_pkg_name, module_name) "
+         "VALUES (1, 'Mine', 1, 'org.example.app', 'org.example.app'),"
+         " (2, 'Theirs', 1, 'org.other.app', 'org.other.app');"
+         "INSERT INTO sections (_id, section_title, section_accelerator_raw_id, module_name) "
+         "VALUES (1, 'Top', 1, 'org.example.app'), (2, 'More', 1, 'org.example.app'),"
+         " (3, 'Other', 2, 'org.other.app');"
+         "INSERT INTO tiles (_id, tile_title, tile_section_raw_id, tile_position, tile_image_ratio, module_name) "
+         "VALUES (1, 'a', 1, 1, 1.5, 'org.example.app'), (2, 'b', 1, 2, 0.5, 'org.example.app'),"
+         " (3, 'c', 2, 4294967297, NULL, 'org.example.app'), (4, 'd', 3, 1, 1.0, 'org.other.app');");
 }
 }  // namespace
 
@@ -104,7 +139,10 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size)
 
     const std::string sAllBefore = Dump(*pDatabase, "");
     const std::string sOthersBefore = Dump(*pDatabase, sModule);
-    const CStoreReply reply = handler.Handle(sMethod, sModule, sInput);
+    bool bMayAct = false;
+    const PT_CALLER_IDENTITY caller = PickCaller(data[1], sModule, bMayAct);
+    const CStoreReply reply = handler.Handle(sMethod, sModule, sInput, caller);
+    if (!bMayAct) Check(!reply.bResult);
     if (!reply.bResult) {
         Check(reply.sOutput.find('\n') == std::string::npos);
         Check(!reply.sOutput.empty());
@@ -118,5 +156,11 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size)
                             "(SELECT 1 FROM sections s WHERE s._id = t.tile_section_raw_id "
                             "AND s.module_name = t.module_name)") == 0);
     Check(Count(*pDatabase, "SELECT count(*) FROM accelerators WHERE app_pkg_name IS NOT module_name") == 0);
+    Check(Count(*pDatabase,
+                "SELECT count(*) FROM accelerators a WHERE NOT EXISTS "
+                "(SELECT 1 FROM module_owners o WHERE o.module_name = a.module_name)") == 0);
+    Check(Count(*pDatabase,
+                "SELECT count(*) FROM module_owners o WHERE NOT EXISTS "
+                "(SELECT 1 FROM accelerators a WHERE a.module_name = o.module_name)") == 0);
     return 0;
 }

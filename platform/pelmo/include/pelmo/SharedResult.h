@@ -3,6 +3,8 @@
 // The byte layout is described in platform/pelmo/SharedResultFormat.md.
 #pragma once
 
+#include <sys/types.h>
+
 #include <cstddef>
 #include <memory>
 #include <string>
@@ -60,6 +62,10 @@ public:
     // Creates the shared-memory object `sKey` (a POSIX name: '/' then no other '/'), exclusively,
     // and writes `sBytes` into it. False, with a one-line reason, when it cannot.
     static bool Publish(const std::string& sKey, const std::string& sBytes, std::string& sError);
+    // The same, readable by the user `reader` too (through an ACL entry), so that a service
+    // running as its own user can hand a result to the calling application's user and to
+    // nobody else.
+    static bool Publish(const std::string& sKey, const std::string& sBytes, uid_t reader, std::string& sError);
     // Removes the object's name; true when there was one to remove.
     static bool Remove(const std::string& sKey);
 };

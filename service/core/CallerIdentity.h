@@ -1,0 +1,11 @@
+// Who sent a request, as the bus vouches for it: the daemon asks the bus for the sender's
+// credentials; tests and the fuzzer make one up. Small and copyable, so that whatever runs a
+// request (the main loop or a worker) can carry it along with the request.
+#pragma once
+
+#include <sys/types.h>
+
+struct PT_CALLER_IDENTITY {
+    uid_t uUid = 0;
+    pid_t iPid = 0;  // 0 when unknown; only for the log and the tooling
+};
