@@ -2,6 +2,7 @@
 // tool needs to tell that a module changed without reading its rows. `pelmoctl studio` asks
 // it a few times a second; the library never sends it.
 #include <map>
+#include <mutex>
 #include <string>
 
 #include "StoreRequestHandler.h"
@@ -86,12 +87,14 @@ CStoreReply CStoreRequestHandler::ModulesRequest(const std::string& sCaller, con
                                  : Json::Value();
         module["sections"] = static_cast<Json::Int64>(mapSections[sModule]);
         module["tiles"] = static_cast<Json::Int64>(mapTiles[sModule]);
-        module["sync_count"] = static_cast<Json::Int64>(m_activity.SyncCount(sModule));
-        module["journal_seq"] = static_cast<Json::Int64>(m_journal.LastSeq(sModule));
+        // The records are shared with the handlers of the other workers.
+        std::lock_guard<std::mutex> lock(m_pShared->mutex);
+        module["sync_count"] = static_cast<Json::Int64>(m_pShared->activity.SyncCount(sModule));
+        module["journal_seq"] = static_cast<Json::Int64>(m_pShared->journal.LastSeq(sModule));
         // The last request that changed rows or said the preview changed; reads in between
         // (the tool's own included) leave it as it is.
         long long llChangeSeq = 0;
-        for (const CJournalEntry& entry : m_journal.EntriesSince(sModule, 0)) {
+        for (const CJournalEntry& entry : m_pShared->journal.EntriesSince(sModule, 0)) {
             bool bChanged = entry.bOk && entry.sMethod == "send_sync";
             for (const auto& change : entry.mapChanges) {
                 bChanged = bChanged || change.second.llInserted + change.second.llUpdated + change.second.llDeleted > 0;
