@@ -12,6 +12,7 @@
 #include <vector>
 
 #include "PreviewDocument200.h"
+#include "SanitizerBuild.h"
 #include "StoreFixture.h"
 
 namespace {
@@ -171,7 +172,7 @@ TEST_F(StoreAvailabilityTest, SlowLikeOverALargeTextDelaysNoOtherModule)
     CAttacker attacker;
     ASSERT_TRUE(attacker.Connected());
     ASSERT_TRUE(attacker.StoreTile("org.example.attacker", std::string(2u << 20, 'a')));
-    std::atomic<int> iLongPatternRefused{0}, iOverBudget{0}, iOther{0};
+    std::atomic<int> iLongPatternRefused{0}, iOverBudget{0}, iAnswered{0}, iOther{0};
     std::string sOther;
     std::mutex otherMutex;
     ExpectVictimUnharmedDuring([&](const std::atomic<bool>& bStop) {
@@ -193,6 +194,10 @@ TEST_F(StoreAvailabilityTest, SlowLikeOverALargeTextDelaysNoOtherModule)
                     } else if (answer.bReplied && !answer.bResult && !bLong &&
                                answer.sOutput.find("time budget") != std::string::npos) {
                         ++iOverBudget;
+                    } else if (answer.bReplied && answer.bResult && !bLong) {
+                        // The service refuses whatever runs over its budget, so an answer is
+                        // one given within it.
+                        ++iAnswered;
                     } else {
                         ++iOther;
                         std::lock_guard<std::mutex> lock(otherMutex);
@@ -204,7 +209,14 @@ TEST_F(StoreAvailabilityTest, SlowLikeOverALargeTextDelaysNoOtherModule)
         for (std::thread& caller : vecCallers) caller.join();
     });
     EXPECT_GT(iLongPatternRefused.load(), 0);
+#ifndef PELMO_SANITIZER_BUILD
+    // With the 1 s budget the costly pattern runs over it; a sanitizer build's service has ten
+    // times that, within which the same pattern may finish and be answered.
     EXPECT_GT(iOverBudget.load(), 0);
+    EXPECT_EQ(iAnswered.load(), 0);
+#else
+    EXPECT_GT(iOverBudget.load() + iAnswered.load(), 0);
+#endif
     EXPECT_EQ(iOther.load(), 0) << sOther;
 }
 
