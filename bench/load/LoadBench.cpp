@@ -431,9 +431,9 @@ int main(int argc, char** argv)
     std::printf("every publish converged\n");
 
     // The same publishers again, on a fresh store, next to the attacker.
-    char sSelf[PATH_MAX] = {};
-    if (readlink("/proc/self/exe", sSelf, sizeof sSelf - 1) <= 0) return 1;
-    const CAttackedRun attacked = RunWithAttacker(sSelf, iClients, iPublishes);
+    const std::string sSelf = BenchClients::SelfPath();
+    if (sSelf.empty()) return 1;
+    const CAttackedRun attacked = RunWithAttacker(sSelf.c_str(), iClients, iPublishes);
     std::printf("\nthe same %d publishers next to an attacker process (fresh store)\n", iClients);
     std::printf("publish time median       %.1f ms without, %.1f ms with the attacker\n",
                 Percentile(vecTimes, 0.5) / 1000, Percentile(attacked.vecTimes, 0.5) / 1000);

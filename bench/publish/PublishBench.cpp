@@ -41,6 +41,7 @@
 #include <string>
 #include <vector>
 
+#include "BenchClients.h"
 #include "BenchPreview.h"
 #include "BenchStore.h"
 #include "HostStore.h"
@@ -135,8 +136,9 @@ std::map<std::string, double> CountInstructions(const std::string& sDir, int iRu
     std::map<std::string, double> mapInstructions;
     const std::string sOut = sDir + "/callgrind.out";
     const std::string sRuns = std::to_string(iRuns);
-    char sSelf[PATH_MAX] = {};
-    if (readlink("/proc/self/exe", sSelf, sizeof sSelf - 1) <= 0) return mapInstructions;
+    const std::string sSelfPath = BenchClients::SelfPath();
+    if (sSelfPath.empty()) return mapInstructions;
+    const char* sSelf = sSelfPath.c_str();
     const pid_t pid = fork();
     if (pid == 0) {
         const int iNull = open("/dev/null", O_WRONLY);

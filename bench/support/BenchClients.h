@@ -11,11 +11,20 @@
 
 namespace BenchClients {
 
+// The path of the running benchmark, to start it again; empty when it cannot be read.
+inline std::string SelfPath()
+{
+    char sSelf[PATH_MAX] = {};
+    if (readlink("/proc/self/exe", sSelf, sizeof sSelf - 1) <= 0) return std::string();
+    return sSelf;
+}
+
 // Starts `THIS_PROGRAM --client INDEX ARG`; false when it could not.
 inline bool Start(int iClient, const std::string& sArg, pid_t& pid, int& iOut)
 {
-    char sSelf[PATH_MAX] = {};
-    if (readlink("/proc/self/exe", sSelf, sizeof sSelf - 1) <= 0) return false;
+    const std::string sSelfPath = SelfPath();
+    if (sSelfPath.empty()) return false;
+    const char* sSelf = sSelfPath.c_str();
     int aPipe[2];
     if (pipe(aPipe) != 0) return false;
     pid = fork();

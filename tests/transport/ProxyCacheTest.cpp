@@ -99,11 +99,7 @@ TEST_F(TransportTest, NoBusAtAllFailsConnectionAndProxyCreation)
 
 TEST_F(TransportTest, ServiceThatNeverAnswersGivesUpAfterTheTimeout)
 {
-    m_service.SetResponder([](const CRecordedCall&) {
-        CScriptedReply reply;
-        reply.eKind = CScriptedReply::kNoAnswer;
-        return reply;
-    });
+    NeverAnswer();
     PT_JSON_IN_PARAM param = AnyParam();
     long long llId = 0;
     const auto start = std::chrono::steady_clock::now();
@@ -198,11 +194,7 @@ TEST_F(TransportTest, MakingTheProxyCallsNothingOnTheService)
 {
     // A service that never answers: the first request costs its own timeout and nothing more,
     // because making the proxy loads no properties from the service.
-    m_service.SetResponder([](const CRecordedCall&) {
-        CScriptedReply reply;
-        reply.eKind = CScriptedReply::kNoAnswer;
-        return reply;
-    });
+    NeverAnswer();
     PT_JSON_IN_PARAM param = AnyParam();
     long long llId = 0;
     EXPECT_EQ(insert_request(param, &llId, "m"), -1);

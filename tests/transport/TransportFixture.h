@@ -29,6 +29,16 @@ protected:
         m_bus.Stop();
     }
 
+    // The scripted service takes every call and never answers it.
+    void NeverAnswer()
+    {
+        m_service.SetResponder([](const CRecordedCall&) {
+            CScriptedReply reply;
+            reply.eKind = CScriptedReply::kNoAnswer;
+            return reply;
+        });
+    }
+
     CHostBus m_bus;
     CFakeService m_service;
     CLogCapture m_log;
