@@ -326,7 +326,11 @@ bool CTransaction::Commit(std::string& sError)
         sError = "no transaction to commit";
         return false;
     }
-    if (!m_database.Execute("COMMIT", sError)) return false;  // the destructor rolls back
+    const auto commit = [&] { return m_database.Execute("COMMIT", sError); };
+    COutsideWrites* pOutside = m_database.OutsideWrites();
+    if (!(pOutside != nullptr ? pOutside->Commit(m_database.Handle(), commit) : commit())) {
+        return false;  // the destructor rolls back
+    }
     m_bDone = true;
     return true;
 }

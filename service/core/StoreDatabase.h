@@ -9,6 +9,7 @@
 #include <string>
 #include <unordered_map>
 
+#include "OutsideWrites.h"
 #include "WriteTurns.h"
 
 class CStoreDatabase;
@@ -82,6 +83,9 @@ public:
     // busy handler. Null (a single connection): no turns.
     void SetWriteLock(CWriteTurns* pLock) { m_pWriteLock = pLock; }
     CWriteTurns* WriteLock() const { return m_pWriteLock; }
+    COutsideWrites* OutsideWrites() const { return m_pOutside; }
+    // Where this connection's commits are noted as the service's own (see COutsideWrites).
+    void SetOutsideWrites(COutsideWrites* pOutside) { m_pOutside = pOutside; }
 
 private:
     static constexpr std::size_t kMaxCachedStatements = 128;
@@ -94,6 +98,7 @@ private:
     sqlite3* m_pDb = nullptr;
     std::unordered_map<std::string, sqlite3_stmt*> m_mapStatement;
     CWriteTurns* m_pWriteLock = nullptr;
+    COutsideWrites* m_pOutside = nullptr;
     std::chrono::milliseconds m_budget{0};
     std::chrono::steady_clock::time_point m_deadline = std::chrono::steady_clock::time_point::max();
     bool m_bOverBudget = false;

@@ -65,11 +65,9 @@ CStoreReply CStoreRequestHandler::ModulesRequest(const std::string& sCaller, con
     root["caller"] = sCaller;
     root["modules"] = Json::Value(Json::arrayValue);
     root["truncated"] = false;
-    // Moves when another connection (another service process on the same database file)
-    // committed, whose requests this service's journal never sees.
-    CStatement version = m_database.Prepare("PRAGMA data_version", sError);
-    if (!version || sqlite3_step(version.Get()) != SQLITE_ROW) return Refuse("store error: " + m_database.LastError());
-    root["data_version"] = static_cast<Json::Int64>(sqlite3_column_int64(version.Get(), 0));
+    // Moves only when a connection outside this service committed, whose requests this
+    // service's journal never sees.
+    root["outside_commits"] = static_cast<Json::Int64>(m_pShared->outsideWrites.Count(m_database.Handle()));
     int iStep;
     while ((iStep = sqlite3_step(statement.Get())) == SQLITE_ROW) {
         const std::string sModule = ColumnText(statement.Get(), 0);

@@ -56,6 +56,7 @@ public:
                          std::shared_ptr<CStoreSharedState> pShared)
         : m_database(database), m_publisher(publisher), m_ownership(database), m_pShared(std::move(pShared))
     {
+        m_database.SetOutsideWrites(&m_pShared->outsideWrites);
     }
 
     // Never throws: every refusal or failure is a false result with a one-line reason, and

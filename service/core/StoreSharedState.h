@@ -9,6 +9,7 @@
 #include <string>
 
 #include "ModuleActivity.h"
+#include "OutsideWrites.h"
 #include "RequestJournal.h"
 #include "WriteTurns.h"
 
@@ -29,4 +30,6 @@ struct CStoreSharedState {
     long long llRequestId = 0;
     // Taken by every write transaction of every handler (see CStoreDatabase::SetWriteLock).
     CWriteTurns writeLock;
+    // Commits to the database file that no handler of this service made.
+    COutsideWrites outsideWrites;
 };

@@ -128,6 +128,11 @@ int main(int argc, char** argv)
         pStore->pHandler->SetPlatformServices(options.setPlatformService);
         vecStores.push_back(std::move(pStore));
     }
+    // After the first connection created the file, which the watching one only reads.
+    if (!pShared->outsideWrites.Open(options.sDatabase, sError)) {
+        std::fprintf(stderr, "pelmo-service: %s\n", sError.c_str());
+        return 1;
+    }
 
     CRequestWorkers workers;
     workers.Start(iWorkers, [&](std::size_t iWorker, CPendingCall& call) {

@@ -106,3 +106,54 @@ TEST_F(StoreModuleList, RefusesAnEmptyCallerAndChangesNoRows)
     EXPECT_TRUE(CallText("modules", "org.example.tool", "ignored").bResult);
     EXPECT_EQ(Counts(), before);
 }
+
+TEST_F(StoreModuleList, OutsideCommitsCountOnlyWritesOfConnectionsOutsideTheService)
+{
+    // Two handlers on their own connections to one file, as the daemon's workers are: each
+    // one's commits move the other's SQLite data_version, but neither is an outside write.
+    CTempDir dir;
+    const std::string sPath = dir.Path() + "/store.db";
+    auto pShared = std::make_shared<CStoreSharedState>();
+    CStoreDatabase firstDb, secondDb;
+    std::string sError;
+    ASSERT_TRUE(firstDb.Open(sPath, sError)) << sError;
+    ASSERT_TRUE(secondDb.Open(sPath, sError)) << sError;
+    firstDb.SetWriteLock(&pShared->writeLock);
+    secondDb.SetWriteLock(&pShared->writeLock);
+    ASSERT_TRUE(pShared->outsideWrites.Open(sPath, sError)) << sError;
+    CMemoryResultPublisher firstResults, secondResults;
+    CStoreRequestHandler first(firstDb, firstResults, pShared), second(secondDb, secondResults, pShared);
+    const auto OutsideCommits = [](CStoreRequestHandler& handler) {
+        const CStoreReply reply = handler.Handle("modules", "org.example.tool", "", AppCaller());
+        EXPECT_TRUE(reply.bResult) << reply.sOutput;
+        return ParseJsonText(reply.sOutput)["outside_commits"];
+    };
+    ASSERT_TRUE(OutsideCommits(first).isIntegral());
+    const long long llStart = OutsideCommits(first).asInt64();
+
+    Json::Value accelerator;
+    accelerator["table_name"] = StoreUris::kAccelerators;
+    accelerator["accelerator_title"] = "A";
+    ASSERT_TRUE(first.Handle("insert", "org.example.a", ToText(accelerator), AppCaller()).bResult);
+    ASSERT_TRUE(second.Handle("insert", "org.example.b", ToText(accelerator), AppCaller()).bResult);
+    EXPECT_EQ(OutsideCommits(second).asInt64(), llStart);
+    ASSERT_TRUE(first.Handle("insert", "org.example.a", ToText(accelerator), AppCaller()).bResult);
+    EXPECT_EQ(OutsideCommits(first).asInt64(), llStart);
+    EXPECT_EQ(OutsideCommits(second).asInt64(), llStart);
+
+    // The sqlite3 shell, or a second service, on the same file.
+    sqlite3* pOutside = nullptr;
+    ASSERT_EQ(sqlite3_open_v2(sPath.c_str(), &pOutside, SQLITE_OPEN_READWRITE, nullptr), SQLITE_OK);
+    ASSERT_EQ(sqlite3_exec(pOutside, "UPDATE accelerators SET accelerator_title = 'B'", nullptr, nullptr, nullptr),
+              SQLITE_OK);
+    EXPECT_EQ(OutsideCommits(second).asInt64(), llStart + 1);
+    // Seen once: the service's next own write does not count it again.
+    ASSERT_TRUE(second.Handle("insert", "org.example.b", ToText(accelerator), AppCaller()).bResult);
+    EXPECT_EQ(OutsideCommits(first).asInt64(), llStart + 1);
+    // An outside commit noticed first by one of the service's own writes still counts.
+    ASSERT_EQ(sqlite3_exec(pOutside, "UPDATE accelerators SET accelerator_title = 'C'", nullptr, nullptr, nullptr),
+              SQLITE_OK);
+    ASSERT_TRUE(first.Handle("insert", "org.example.a", ToText(accelerator), AppCaller()).bResult);
+    EXPECT_EQ(OutsideCommits(second).asInt64(), llStart + 2);
+    sqlite3_close_v2(pOutside);
+}

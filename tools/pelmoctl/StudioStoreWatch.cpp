@@ -303,9 +303,9 @@ void CStudioStoreWatch::Poll(std::vector<PT_STUDIO_EVENT>& vecEvents)
 
     // Another process committed to the database file: every module is read again, and only
     // those whose rows differ are sent.
-    const long long llDataVersion = answer["data_version"].asInt64();
-    const bool bForeignWrite = m_llDataVersion >= 0 && llDataVersion != m_llDataVersion;
-    m_llDataVersion = llDataVersion;
+    const long long llOutside = answer["outside_commits"].asInt64();
+    const bool bForeignWrite = m_llOutsideCommits >= 0 && llOutside != m_llOutsideCommits;
+    m_llOutsideCommits = llOutside;
 
     std::vector<std::string> vecOrder;
     std::set<std::string> setListed;

@@ -57,7 +57,7 @@ private:
     // it holds still for one look, so that a page sees whole publishes, not their middle.
     std::map<std::string, Json::Value> m_mapMoving;
     std::vector<std::string> m_vecOrder;
-    long long m_llDataVersion = -1;
+    long long m_llOutsideCommits = -1;
     bool m_bReachable = false;
     bool m_bEverPolled = false;
     std::string m_sStoreError;
