@@ -39,7 +39,7 @@ bool CPublishOverlap::Note(const std::string& sModule, const std::string& sConne
         return false;
     }
     if (kind == Kind::kRead && it == module.mapPublish.end()) return false;  // reads outside a load
-    if (it == module.mapPublish.end() || (kind == Kind::kLoadStart && !it->second.bWrote)) {
+    if (it == module.mapPublish.end() || kind == Kind::kLoadStart) {
         if (it == module.mapPublish.end() && module.mapPublish.size() >= kMaxPublishesPerModule) {
             auto oldest = module.mapPublish.begin();
             for (auto scan = module.mapPublish.begin(); scan != module.mapPublish.end(); ++scan) {
@@ -47,7 +47,8 @@ bool CPublishOverlap::Note(const std::string& sModule, const std::string& sConne
             }
             module.mapPublish.erase(oldest);
         }
-        // A new load: what others wrote before it is in what it reads.
+        // A new load, also after a publish of the same connection that never completed: what
+        // others wrote before it is in what it reads.
         it = module.mapPublish.insert_or_assign(sConnection, CPublish()).first;
     }
     CPublish& publish = it->second;

@@ -1,10 +1,11 @@
 // Notices when two connections publish one module at the same time. A publish is many requests,
-// each its own transaction: a load (selects, starting with the module's accelerator row), the
+// each its own transaction: a load (selects of the accelerator row, the sections, the tiles), the
 // writes that make the store match the document, then the completion event (send_sync). When
 // another connection writes the module between one connection's load and that connection's own
 // writes, the second writer works from rows that are no longer there, and the store ends as a
 // mix of both documents. The store cannot prevent that without making a publish one
-// transaction; it makes it visible instead.
+// transaction; it makes it visible instead. A load is recognised by its read of the module's
+// sections, which the library does only to load.
 //
 // What counts: a connection's publish runs from its load to its completion event. A write of
 // the module by a connection whose publish saw a write of another connection since its load is

@@ -45,9 +45,10 @@ CPublishOverlap::Kind PublishStep(const std::string& sMethod, const CStoreReply&
 {
     if (sMethod == "send_sync") return CPublishOverlap::Kind::kDone;
     if (sMethod == "select") {
-        // The library's load reads the accelerator row first.
-        return reply.sTable == StoreSchema::Accelerators().sName ? CPublishOverlap::Kind::kLoadStart
-                                                                 : CPublishOverlap::Kind::kRead;
+        // A load is the only time the library reads a module's sections (it reads the
+        // accelerator row again in the middle of a publish, to add new sections to it).
+        return reply.sTable == StoreSchema::Sections().sName ? CPublishOverlap::Kind::kLoadStart
+                                                             : CPublishOverlap::Kind::kRead;
     }
     if (sMethod == "insert" || sMethod == "insert_bulk" || sMethod == "update" || sMethod == "delete") {
         return CPublishOverlap::Kind::kWrite;
