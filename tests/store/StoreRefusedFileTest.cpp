@@ -56,18 +56,25 @@ public:
             return;
         }
         g_dbus_connection_set_exit_on_close(m_pConn, FALSE);
+        // The signals come to a context of the watch's own, which runs only when asked.
+        g_main_context_push_thread_default(m_pContext);
         m_uSubscription = g_dbus_connection_signal_subscribe(
             m_pConn, "org.freedesktop.DBus", "org.freedesktop.DBus", "NameOwnerChanged", "/org/freedesktop/DBus",
             nullptr, G_DBUS_SIGNAL_FLAGS_NONE, &CNameWatch::OnNameOwnerChanged, this, nullptr);
+        g_main_context_pop_thread_default(m_pContext);
         // The bus serves a connection's messages in order: once this is answered, the watch is on.
         RoundTrip();
     }
     ~CNameWatch()
     {
-        if (m_pConn == nullptr) return;
-        g_dbus_connection_signal_unsubscribe(m_pConn, m_uSubscription);
-        g_dbus_connection_close_sync(m_pConn, nullptr, nullptr);
-        g_object_unref(m_pConn);
+        if (m_pConn != nullptr) {
+            g_dbus_connection_signal_unsubscribe(m_pConn, m_uSubscription);
+            g_dbus_connection_close_sync(m_pConn, nullptr, nullptr);
+            g_object_unref(m_pConn);
+        }
+        while (g_main_context_iteration(m_pContext, FALSE)) {
+        }
+        g_main_context_unref(m_pContext);
     }
     CNameWatch(const CNameWatch&) = delete;
     CNameWatch& operator=(const CNameWatch&) = delete;
@@ -77,7 +84,7 @@ public:
     std::set<std::string> NamesTaken()
     {
         if (m_pConn != nullptr) RoundTrip();
-        while (g_main_context_iteration(nullptr, FALSE)) {
+        while (g_main_context_iteration(m_pContext, FALSE)) {
         }
         return m_setTaken;
     }
@@ -115,6 +122,7 @@ private:
         if (sNew != nullptr && *sNew != '\0') static_cast<CNameWatch*>(pSelf)->m_setTaken.insert(sName);
     }
 
+    GMainContext* m_pContext = g_main_context_new();
     GDBusConnection* m_pConn = nullptr;
     guint m_uSubscription = 0;
     std::set<std::string> m_setTaken;
