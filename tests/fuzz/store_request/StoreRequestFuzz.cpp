@@ -9,7 +9,11 @@
 // - no request changes another module's rows;
 // - a user who neither owns the module nor is privileged is refused and changes nothing;
 // - every registered module has an owner, and no owner outlives its module's accelerators;
-// - every parent id names a row of the same module, and an accelerator's package is its module.
+// - every parent id names a row of the same module, and an accelerator's package is its module;
+// - no write leaves a module over its quota (small here, so that inputs reach it), measured
+//   apart from the store's own measure.
+// The fifth bit of the second byte picks one of two connections, so that publishes of two
+// writers overlap in the store's records.
 #include <cstddef>
 #include <cstdint>
 #include <string>
@@ -19,8 +23,16 @@
 #include "StoreRequestHandler.h"
 
 namespace {
-const char* const kMethods[] = {"insert",    "insert_bulk", "update", "delete", "select", "send_sync", "start_preview_scheduler",
-                                "stop_preview_scheduler", "terminate_service", "drop_everything"};
+const char* const kMethods[] = {"insert",
+                                "insert_bulk",
+                                "update",
+                                "delete",
+                                "select",
+                                "send_sync",
+                                "start_preview_scheduler",
+                                "stop_preview_scheduler",
+                                "terminate_service",
+                                "drop_everything"};
 const char* const kModules[] = {"org.example.app", "org.other.app", "", "org.example.app.extra"};
 // Owners as seeded: org.example.app is uid 1000's, org.other.app uid 1001's.
 constexpr uid_t kExampleOwner = 1000;
@@ -69,9 +81,8 @@ std::string Dump(CStoreDatabase& database, const std::string& sSkipModule)
     std::string sDump;
     for (const char* sTable : {"accelerators", "sections", "tiles"}) {
         std::string sError;
-        CStatement statement = database.Prepare(std::string("SELECT * FROM ") + sTable +
-                                                    " WHERE module_name != ?1 ORDER BY _id",
-                                                sError);
+        CStatement statement =
+            database.Prepare(std::string("SELECT * FROM ") + sTable + " WHERE module_name != ?1 ORDER BY _id", sError);
         Check(static_cast<bool>(statement));
         sqlite3_bind_text(statement.Get(), 1, sSkipModule.c_str(), static_cast<int>(sSkipModule.size()),
                           SQLITE_TRANSIENT);
@@ -91,6 +102,26 @@ std::string Dump(CStoreDatabase& database, const std::string& sSkipModule)
         }
     }
     return sDump;
+}
+
+// Rows and bytes of every value of one module's rows of a table, the owning-module column aside.
+void Usage(CStoreDatabase& database, const char* sTable, const std::string& sModule, long long& llRows,
+           long long& llBytes)
+{
+    std::string sError;
+    CStatement statement = database.Prepare(std::string("SELECT * FROM ") + sTable + " WHERE module_name = ?1", sError);
+    Check(static_cast<bool>(statement));
+    sqlite3_bind_text(statement.Get(), 1, sModule.c_str(), static_cast<int>(sModule.size()), SQLITE_TRANSIENT);
+    llRows = 0;
+    while (sqlite3_step(statement.Get()) == SQLITE_ROW) {
+        ++llRows;
+        for (int i = 0; i < sqlite3_column_count(statement.Get()); ++i) {
+            if (std::string(sqlite3_column_name(statement.Get(), i)) == "module_name") continue;
+            if (sqlite3_column_type(statement.Get(), i) == SQLITE_NULL) continue;
+            sqlite3_column_text(statement.Get(), i);  // as text, as the quota counts it
+            llBytes += sqlite3_column_bytes(statement.Get(), i);
+        }
+    }
 }
 
 long long Count(CStoreDatabase& database, const char* sSql)
@@ -129,7 +160,15 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size)
         return pNew;
     }();
     static CMemoryResultPublisher publisher;
+    static const PT_MODULE_QUOTA quota = [] {
+        PT_MODULE_QUOTA small;
+        small.llSections = 4;
+        small.llTiles = 6;
+        small.llBytes = 700;
+        return small;
+    }();
     static CStoreRequestHandler handler(*pDatabase, publisher);
+    handler.SetModuleQuota(quota);
     if (size < 2) return 0;
 
     Reseed(*pDatabase);
@@ -140,7 +179,8 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size)
     const std::string sAllBefore = Dump(*pDatabase, "");
     const std::string sOthersBefore = Dump(*pDatabase, sModule);
     bool bMayAct = false;
-    const PT_CALLER_IDENTITY caller = PickCaller(data[1], sModule, bMayAct);
+    PT_CALLER_IDENTITY caller = PickCaller(data[1], sModule, bMayAct);
+    caller.sConnection = (data[1] & 16) != 0 ? ":1.2" : ":1.1";
     const CStoreReply reply = handler.Handle(sMethod, sModule, sInput, caller);
     if (!bMayAct) Check(!reply.bResult);
     if (!reply.bResult) {
@@ -149,12 +189,21 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size)
         Check(Dump(*pDatabase, "") == sAllBefore);
     }
     Check(Dump(*pDatabase, sModule) == sOthersBefore);
-    Check(Count(*pDatabase, "SELECT count(*) FROM sections s WHERE section_accelerator_raw_id IS NOT NULL AND NOT EXISTS "
-                            "(SELECT 1 FROM accelerators a WHERE a._id = s.section_accelerator_raw_id "
-                            "AND a.module_name = s.module_name)") == 0);
-    Check(Count(*pDatabase, "SELECT count(*) FROM tiles t WHERE tile_section_raw_id IS NOT NULL AND NOT EXISTS "
-                            "(SELECT 1 FROM sections s WHERE s._id = t.tile_section_raw_id "
-                            "AND s.module_name = t.module_name)") == 0);
+    if (reply.bResult && (sMethod == "insert" || sMethod == "insert_bulk" || sMethod == "update")) {
+        long long llAccelerators = 0, llSections = 0, llTiles = 0, llBytes = 0;
+        Usage(*pDatabase, "accelerators", sModule, llAccelerators, llBytes);
+        Usage(*pDatabase, "sections", sModule, llSections, llBytes);
+        Usage(*pDatabase, "tiles", sModule, llTiles, llBytes);
+        Check(llSections <= quota.llSections && llTiles <= quota.llTiles && llBytes <= quota.llBytes);
+    }
+    Check(Count(*pDatabase,
+                "SELECT count(*) FROM sections s WHERE section_accelerator_raw_id IS NOT NULL AND NOT EXISTS "
+                "(SELECT 1 FROM accelerators a WHERE a._id = s.section_accelerator_raw_id "
+                "AND a.module_name = s.module_name)") == 0);
+    Check(Count(*pDatabase,
+                "SELECT count(*) FROM tiles t WHERE tile_section_raw_id IS NOT NULL AND NOT EXISTS "
+                "(SELECT 1 FROM sections s WHERE s._id = t.tile_section_raw_id "
+                "AND s.module_name = t.module_name)") == 0);
     Check(Count(*pDatabase, "SELECT count(*) FROM accelerators WHERE app_pkg_name IS NOT module_name") == 0);
     Check(Count(*pDatabase,
                 "SELECT count(*) FROM accelerators a WHERE NOT EXISTS "
