@@ -104,7 +104,7 @@ TEST(TextEncoding, InvalidPublicExtraValueChangesTheStoredTextButNotTheTile)
     const PT_VALIDATE_FINDING finding =
         OnlyNotUtf8Finding("{\"sections\": [{\"tiles\": [{\"tile_title\": \"T\", \"resume\": [\"ok\", \"\xc3\"]}]}]}");
     EXPECT_EQ(finding.sPath, "sections[0].tiles[0].resume[1]");
-    EXPECT_TRUE(Contains(finding.sMessage, "ends before the character does")) << finding.sMessage;
+    EXPECT_TRUE(Contains(finding.sMessage, "continuation bytes are missing")) << finding.sMessage;
     EXPECT_TRUE(Contains(finding.sMessage, kOtherText)) << finding.sMessage;
     EXPECT_FALSE(Contains(finding.sMessage, kRecreated)) << finding.sMessage;
 }
@@ -150,7 +150,7 @@ TEST(TextEncoding, OverlongsSurrogatesAndCodePointsBeyondUnicodeAreFlagged)
         {"\xe0\x80\xaf", "overlong"},       {"\xf0\x80\x80\xaf", "overlong"},
         {"\xed\xa0\x80", "surrogate"},      {"\xed\xbf\xbf", "surrogate"},
         {"\xf4\x90\x80\x80", "U+10FFFF"},   {"\xf8\x88\x80\x80", "never occurs"},
-        {"\x80", "continues no character"}, {"x\xe2\x82", "before the character does"},
+        {"\x80", "continues no character"}, {"x\xe2\x82", "remaining bytes are missing"},
     };
     for (const PT_CASE& testCase : aCase) {
         const PT_VALIDATE_FINDING finding = OnlyNotUtf8Finding(

@@ -38,7 +38,8 @@ std::string DescribeBytes(const unsigned char* p, std::size_t uAvailable, std::s
     if (bSecondOutOfRange && (c == 0xe0 || c == 0xf0)) return sBytes + " are an overlong encoding";
     if (bSecondOutOfRange && c == 0xed) return sBytes + " encode a UTF-16 surrogate, which is no character";
     if (bSecondOutOfRange && c == 0xf4) return sBytes + " encode a code point above U+10FFFF";
-    return sBytes + (bSeveral ? " end" : " ends") + " before the character does";
+    return sBytes + (bSeveral ? " start a character whose remaining bytes are missing"
+                              : " starts a character whose continuation bytes are missing");
 }
 
 int HexDigit(char c)
