@@ -5,7 +5,12 @@
 
 #include <sys/types.h>
 
+#include <string>
+
 struct PT_CALLER_IDENTITY {
     uid_t uUid = 0;
     pid_t iPid = 0;  // 0 when unknown; only for the log and the tooling
+    // The sender's unique bus name (":1.42"): tells two connections of one user apart, so that
+    // the store can notice two of them publishing one module at once. Empty when not known.
+    std::string sConnection;
 };

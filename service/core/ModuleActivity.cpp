@@ -44,3 +44,25 @@ void CModuleActivity::RecordTerminate(const std::string& sAppId, const std::stri
     if (m_vecTerminate.size() >= kMaxEntries) m_vecTerminate.erase(m_vecTerminate.begin());
     m_vecTerminate.push_back({sAppId, sProcessId});
 }
+
+void CModuleActivity::RecordQuotaRefusal(const std::string& sModule, const std::string& sReason, std::time_t tNow)
+{
+    if (m_mapQuota.size() >= kMaxEntries && m_mapQuota.count(sModule) == 0) m_mapQuota.clear();
+    CQuotaRecord& record = m_mapQuota[sModule];
+    ++record.llCount;
+    record.tLast = tNow;
+    record.sReason = sReason;
+}
+
+long long CModuleActivity::QuotaRefusals(const std::string& sModule) const
+{
+    auto it = m_mapQuota.find(sModule);
+    return it == m_mapQuota.end() ? 0 : it->second.llCount;
+}
+
+std::string CModuleActivity::LastQuotaRefusal(const std::string& sModule, std::time_t& tWhen) const
+{
+    auto it = m_mapQuota.find(sModule);
+    tWhen = it == m_mapQuota.end() ? 0 : it->second.tLast;
+    return it == m_mapQuota.end() ? std::string() : it->second.sReason;
+}

@@ -26,6 +26,12 @@ public:
     // The app that last started or stopped the package's scheduler.
     std::string SchedulerCaller(const std::string& sPackage) const;
 
+    // A write refused because it would have put the module over its quota.
+    void RecordQuotaRefusal(const std::string& sModule, const std::string& sReason, std::time_t tNow);
+    long long QuotaRefusals(const std::string& sModule) const;
+    // The last such refusal's reason and time; empty and 0 when none.
+    std::string LastQuotaRefusal(const std::string& sModule, std::time_t& tWhen) const;
+
     void RecordTerminate(const std::string& sAppId, const std::string& sProcessId);
     const std::vector<CTerminateRequest>& TerminateRequests() const { return m_vecTerminate; }
 
@@ -37,6 +43,12 @@ private:
         std::time_t tLast = 0;
     };
     std::map<std::string, CSyncRecord> m_mapSync;
+    struct CQuotaRecord {
+        long long llCount = 0;
+        std::time_t tLast = 0;
+        std::string sReason;
+    };
+    std::map<std::string, CQuotaRecord> m_mapQuota;
     std::map<std::string, std::pair<bool, std::string>> m_mapScheduler;
     std::vector<CTerminateRequest> m_vecTerminate;
 };

@@ -11,8 +11,8 @@ bool COutsideWrites::Open(const std::string& sPath, std::string& sError)
     sqlite3* pDb = nullptr;
     const int iRc = sqlite3_open_v2(sPath.c_str(), &pDb, SQLITE_OPEN_READONLY, nullptr);
     if (iRc != SQLITE_OK) {
-        sError = "cannot watch " + sPath + " for outside writes: " +
-                 (pDb != nullptr ? sqlite3_errmsg(pDb) : sqlite3_errstr(iRc));
+        sError = "cannot watch " + sPath +
+                 " for outside writes: " + (pDb != nullptr ? sqlite3_errmsg(pDb) : sqlite3_errstr(iRc));
         sqlite3_close_v2(pDb);
         return false;
     }

@@ -18,8 +18,7 @@ Json::Value RowChangesToJson(const CRowChanges& changes)
     return value;
 }
 
-void CRequestJournal::Record(const std::string& sModule, const std::string& sMethod, const CStoreReply& reply,
-                             std::time_t tNow)
+CJournalEntry& CRequestJournal::Append(const std::string& sModule, std::time_t tNow)
 {
     auto it = m_mapModule.find(sModule);
     if (it == m_mapModule.end()) {
@@ -34,24 +33,40 @@ void CRequestJournal::Record(const std::string& sModule, const std::string& sMet
     }
     CModuleJournal& journal = it->second;
     journal.ullLastUse = ++m_ullClock;
-
-    CJournalEntry entry;
+    if (journal.dequeEntries.size() >= kMaxEntriesPerModule) journal.dequeEntries.pop_front();
+    journal.dequeEntries.emplace_back();
+    CJournalEntry& entry = journal.dequeEntries.back();
     entry.llSeq = ++journal.llLastSeq;
     entry.tTime = tNow;
+    return entry;
+}
+
+void CRequestJournal::Record(const std::string& sModule, const std::string& sMethod, const CStoreReply& reply,
+                             std::time_t tNow)
+{
+    CJournalEntry& entry = Append(sModule, tNow);
     entry.sMethod = sMethod;
     entry.sTable = reply.sTable;
     entry.bOk = reply.bResult;
     if (!reply.bResult) entry.sReason = reply.sOutput.substr(0, kMaxReasonLength);
     entry.llRows = reply.llRows;
     entry.mapChanges = reply.mapChanges;
+    CModuleJournal& journal = m_mapModule[sModule];
     for (const auto& change : reply.mapChanges) {
         CRowChanges& total = journal.mapTotals[change.first];
         total.llInserted += change.second.llInserted;
         total.llUpdated += change.second.llUpdated;
         total.llDeleted += change.second.llDeleted;
     }
-    journal.dequeEntries.push_back(std::move(entry));
-    if (journal.dequeEntries.size() > kMaxEntriesPerModule) journal.dequeEntries.pop_front();
+}
+
+void CRequestJournal::RecordNotice(const std::string& sModule, const std::string& sWhat, const std::string& sNote,
+                                   std::time_t tNow)
+{
+    CJournalEntry& entry = Append(sModule, tNow);
+    entry.sMethod = sWhat;
+    entry.bOk = true;
+    entry.sNote = sNote.substr(0, kMaxReasonLength);
 }
 
 long long CRequestJournal::LastSeq(const std::string& sModule) const
@@ -104,6 +119,7 @@ Json::Value CRequestJournal::ToJson(const std::string& sModule, long long llSinc
         item["table"] = entry.sTable;
         item["ok"] = entry.bOk;
         if (!entry.bOk) item["reason"] = entry.sReason;
+        if (!entry.sNote.empty()) item["note"] = entry.sNote;
         item["rows"] = Int(entry.llRows);
         Json::Value changes(Json::objectValue);
         for (const auto& change : entry.mapChanges) changes[change.first] = RowChangesToJson(change.second);

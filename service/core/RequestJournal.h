@@ -23,6 +23,8 @@ struct CJournalEntry {
     std::string sReason;   // why it was refused; empty when it was not
     long long llRows = 0;  // as in the request log line
     std::map<std::string, CRowChanges> mapChanges;
+    // Set for what the store noticed rather than was asked (sMethod then names the notice).
+    std::string sNote;
 };
 
 class CRequestJournal {
@@ -33,6 +35,9 @@ public:
     static constexpr std::size_t kMaxReasonLength = 240;
 
     void Record(const std::string& sModule, const std::string& sMethod, const CStoreReply& reply, std::time_t tNow);
+
+    // Something the store noticed about the module's requests, kept in their order.
+    void RecordNotice(const std::string& sModule, const std::string& sWhat, const std::string& sNote, std::time_t tNow);
 
     // The sequence number of the module's last recorded request; 0 when none.
     long long LastSeq(const std::string& sModule) const;
@@ -47,6 +52,8 @@ public:
     Json::Value ToJson(const std::string& sModule, long long llSince) const;
 
 private:
+    CJournalEntry& Append(const std::string& sModule, std::time_t tNow);
+
     struct CModuleJournal {
         long long llLastSeq = 0;
         std::deque<CJournalEntry> dequeEntries;

@@ -40,6 +40,22 @@ bool IsJournalled(const std::string& sMethod)
     return false;
 }
 
+// Where a request stands in a publish (load, writes, completion event).
+CPublishOverlap::Kind PublishStep(const std::string& sMethod, const CStoreReply& reply)
+{
+    if (sMethod == "send_sync") return CPublishOverlap::Kind::kDone;
+    if (sMethod == "select") {
+        // A load is the only time the library reads a module's sections (it reads the
+        // accelerator row again in the middle of a publish, to add new sections to it).
+        return reply.sTable == StoreSchema::Sections().sName ? CPublishOverlap::Kind::kLoadStart
+                                                             : CPublishOverlap::Kind::kRead;
+    }
+    if (sMethod == "insert" || sMethod == "insert_bulk" || sMethod == "update" || sMethod == "delete") {
+        return CPublishOverlap::Kind::kWrite;
+    }
+    return CPublishOverlap::Kind::kRead;
+}
+
 // A module name the journal can keep and show: what Dispatch accepts as a module.
 bool IsUsableModule(const std::string& sModule)
 {
@@ -81,7 +97,13 @@ CStoreReply CStoreRequestHandler::Handle(const std::string& sMethod, const std::
     if (IsJournalled(sMethod) && IsUsableModule(sModule) && !reply.bForeignModule) {
         try {
             std::lock_guard<std::mutex> lock(m_pShared->mutex);
-            m_pShared->journal.Record(sModule, sMethod, reply, m_clock());
+            const std::time_t tNow = m_clock();
+            m_pShared->journal.Record(sModule, sMethod, reply, tNow);
+            std::string sOverlap;
+            if (reply.bResult &&
+                m_pShared->overlap.Note(sModule, caller.sConnection, PublishStep(sMethod, reply), tNow, sOverlap)) {
+                m_pShared->journal.RecordNotice(sModule, "two_writers", sOverlap, tNow);
+            }
         } catch (...) {
             // Out of memory while keeping the journal: the request itself was answered.
         }

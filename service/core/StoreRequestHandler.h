@@ -19,6 +19,7 @@
 #include "CallerIdentity.h"
 #include "ModuleActivity.h"
 #include "ModuleOwnership.h"
+#include "ModuleQuota.h"
 #include "RequestJournal.h"
 #include "ResultPublisher.h"
 #include "SanitizerBuild.h"
@@ -66,7 +67,10 @@ public:
                        const PT_CALLER_IDENTITY& caller);
 
     // Users besides root that may act for every module (the platform's own services).
-    void SetPlatformServices(std::set<uid_t> setUid) { m_ownership.SetPlatformServices(std::move(setUid)); }
+    void SetPlatformServices(std::set<uid_t> setUid)
+    {
+        m_ownership.SetPlatformServices(std::move(setUid));
+    }
 
     // For tests, while no other handler of the shared state runs.
     const CModuleActivity& Activity() const
@@ -85,6 +89,16 @@ public:
     std::chrono::milliseconds Budget() const
     {
         return m_budget;
+    }
+    // How much one module may hold; a write that would leave it over is refused whole (a
+    // module over a lowered quota can only delete until it is under it).
+    void SetModuleQuota(const PT_MODULE_QUOTA& quota)
+    {
+        m_quota = quota;
+    }
+    const PT_MODULE_QUOTA& ModuleQuota() const
+    {
+        return m_quota;
     }
     void SetMaxInputSize(std::size_t iBytes)
     {
@@ -119,6 +133,8 @@ private:
     bool RecordRegistration(const CStoreTable& table, const std::string& sModule, const PT_CALLER_IDENTITY& caller,
                             std::string& sError);
     bool UpdateRow(const CStoreTable& table, const std::string& sModule, const Json::Value& row, std::string& sError);
+    // After a write, inside its transaction: false with the reason when the module is now over its quota.
+    bool WithinQuota(const std::string& sModule, std::string& sError);
 
     // StoreToolingRequests.cpp: methods that pelmoctl and people use, never the library.
     CStoreReply JournalRequest(const std::string& sModule, const std::string& sInput);
@@ -142,6 +158,7 @@ private:
     std::function<std::time_t()> m_clock = [] { return std::time(nullptr); };
     std::chrono::milliseconds m_budget = kDefaultBudget;
     std::size_t m_iMaxInputSize = kMaxInputSize;
+    PT_MODULE_QUOTA m_quota;
     long long m_llRequestId = 0;  // this request's number, for the select reply
 };
 

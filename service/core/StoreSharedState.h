@@ -10,6 +10,7 @@
 
 #include "ModuleActivity.h"
 #include "OutsideWrites.h"
+#include "PublishOverlap.h"
 #include "RequestJournal.h"
 #include "WriteTurns.h"
 
@@ -26,6 +27,7 @@ struct CStoreSharedState {
     std::mutex mutex;
     CModuleActivity activity;
     CRequestJournal journal;
+    CPublishOverlap overlap;
     CStorageCondition storage;
     long long llRequestId = 0;
     // Taken by every write transaction of every handler (see CStoreDatabase::SetWriteLock).

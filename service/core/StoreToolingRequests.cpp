@@ -7,6 +7,7 @@
 #include <memory>
 #include <string>
 
+#include "ModuleUsage.h"
 #include "SanitizerBuild.h"
 #include "StoreRequestHandler.h"
 
@@ -200,7 +201,29 @@ CStoreReply CStoreRequestHandler::StatsRequest(const std::string& sModule)
         root["scheduler_caller"] = activity.SchedulerCaller(sModule);
         root["journal_seq"] = static_cast<Json::Int64>(m_pShared->journal.LastSeq(sModule));
         root["storage"] = StorageToJson(m_pShared->storage);
+        Json::Value quota(Json::objectValue);
+        quota["limit"] = ModuleUsage::ToJson(m_quota);
+        quota["refused"] = static_cast<Json::Int64>(activity.QuotaRefusals(sModule));
+        std::time_t tRefused = 0;
+        const std::string sRefusal = activity.LastQuotaRefusal(sModule, tRefused);
+        quota["last_refusal"] = tRefused > 0 ? Json::Value(sRefusal) : Json::Value();
+        quota["last_refusal_time"] = OptionalTime(tRefused);
+        root["quota"] = quota;
+        const CPublishOverlap::PT_LAST_OVERLAP overlap = m_pShared->overlap.Last(sModule);
+        if (overlap.tTime > 0) {
+            Json::Value writers(Json::objectValue);
+            writers["time"] = static_cast<Json::Int64>(overlap.tTime);
+            writers["writer"] = overlap.sWriter;
+            writers["other"] = overlap.sOther;
+            writers["republished"] = overlap.bRepublished;
+            root["two_writers"] = writers;
+        } else {
+            root["two_writers"] = Json::Value();
+        }
     }
+    PT_MODULE_USAGE usage;
+    if (!ModuleUsage::Read(m_database, sModule, usage, sError)) return Refuse(sError);
+    root["quota"]["usage"] = ModuleUsage::ToJson(usage);
     root["results"] = ResultSpaceToJson(m_publisher.Space(sModule));
     Json::Value limits(Json::objectValue);
     limits["request_bytes"] = static_cast<Json::UInt64>(m_iMaxInputSize);

@@ -2,6 +2,7 @@
 // the same module, and every request is one transaction.
 #include <string>
 
+#include "ModuleUsage.h"
 #include "RequestEnvelope.h"
 #include "RowWriter.h"
 #include "StoreRequestHandler.h"
@@ -72,6 +73,7 @@ CStoreReply CStoreRequestHandler::Insert(const std::string& sModule, const Json:
     if (!transaction.Started()) return Refuse("cannot begin a transaction: " + transaction.Error());
     long long llRowId = 0;
     if (!InsertRow(*pTable, sModule, root, llRowId, sError)) return Refuse(sError);
+    if (!WithinQuota(sModule, sError)) return Refuse(sError);
     if (!RecordRegistration(*pTable, sModule, caller, sError)) return Refuse(sError);
     if (!transaction.Commit(sError)) return Refuse("cannot commit: " + sError);
     CStoreReply reply = Accept(std::to_string(llRowId), 1);
@@ -99,11 +101,23 @@ CStoreReply CStoreRequestHandler::InsertBulk(const std::string& sModule, const J
         }
         ++llCount;
     }
+    if (!WithinQuota(sModule, sError)) return Refuse(sError);
     if (!RecordRegistration(*pTable, sModule, caller, sError)) return Refuse(sError);
     if (!transaction.Commit(sError)) return Refuse("cannot commit: " + sError);
     CStoreReply reply = Accept(std::to_string(llRowId), llCount);
     reply.mapChanges[pTable->sName].llInserted = llCount;
     return reply;
+}
+
+bool CStoreRequestHandler::WithinQuota(const std::string& sModule, std::string& sError)
+{
+    PT_MODULE_USAGE usage;
+    if (!ModuleUsage::Read(m_database, sModule, usage, sError)) return false;
+    sError = ModuleUsage::OverQuota(sModule, usage, m_quota);
+    if (sError.empty()) return true;
+    std::lock_guard<std::mutex> lock(m_pShared->mutex);
+    m_pShared->activity.RecordQuotaRefusal(sModule, sError, m_clock());
+    return false;
 }
 
 bool CStoreRequestHandler::RecordRegistration(const CStoreTable& table, const std::string& sModule,
@@ -165,6 +179,7 @@ CStoreReply CStoreRequestHandler::Update(const std::string& sModule, const Json:
         if (!UpdateRow(*pTable, sModule, row, sError)) return Refuse("row " + std::to_string(llCount) + ": " + sError);
         ++llCount;
     }
+    if (!WithinQuota(sModule, sError)) return Refuse(sError);
     if (!transaction.Commit(sError)) return Refuse("cannot commit: " + sError);
     CStoreReply reply = Accept("", llCount);
     if (llCount > 0) reply.mapChanges[pTable->sName].llUpdated = llCount;

@@ -126,6 +126,8 @@ int main(int argc, char** argv)
         pStore->pHandler = std::make_unique<CStoreRequestHandler>(pStore->database, publisher, pShared);
         pStore->pHandler->SetMaxInputSize(iMaxInput);
         pStore->pHandler->SetPlatformServices(options.setPlatformService);
+        pStore->pHandler->SetModuleQuota(options.quota);
+        if (options.budget.count() > 0) pStore->pHandler->SetBudget(options.budget);
         vecStores.push_back(std::move(pStore));
     }
     // After the first connection created the file, which the watching one only reads.

@@ -9,6 +9,7 @@ const char* ServiceUsage()
 {
     return "usage: pelmo-service [--db PATH] [--log FILE] [--result-ttl SECONDS] [--workers N]\n"
            "                    [--bus-config FILE] [--result-space BYTES] [--platform-service USER]...\n"
+           "                    [--module-quota SECTIONS,TILES,BYTES] [--budget-ms MS]\n"
            "  --db PATH             SQLite database of the store (default :memory:)\n"
            "  --log FILE            append one line per request to FILE (default: standard error)\n"
            "  --result-ttl SECONDS  remove select results nobody opened after this long (default 30)\n"
@@ -20,6 +21,11 @@ const char* ServiceUsage()
            "  --platform-service USER\n"
            "                        a user name or uid that may act for every module, as root may;\n"
            "                        repeat for several (every other user acts only for its own modules)\n"
+           "  --module-quota SECTIONS,TILES,BYTES\n"
+           "                        how much one module may hold; a write that would go over is\n"
+           "                        refused whole (default 1000,2000,67108864)\n"
+           "  --budget-ms MS        the time each request's statements may take (default 1000;\n"
+           "                        10000 in a sanitizer build)\n"
            "Serves org.orvik.Feltrix.dbus and org.orvik.pelmo_provider.dbus on the system bus\n"
            "(DBUS_SYSTEM_BUS_ADDRESS); stops cleanly on SIGTERM or SIGINT.\n";
 }
@@ -94,6 +100,23 @@ bool ParseServiceOptions(int argc, char** argv, CServiceOptions& options, std::s
                 sError = "--result-space wants a number of bytes of at least 1048576, not '" + sValue + "'";
                 return false;
             }
+        } else if (sArg == "--module-quota") {
+            const std::size_t iFirst = sValue.find(',');
+            const std::size_t iSecond = iFirst == std::string::npos ? iFirst : sValue.find(',', iFirst + 1);
+            if (iSecond == std::string::npos ||
+                !ParseWhole(sValue.substr(0, iFirst), 1, 1LL << 40, options.quota.llSections) ||
+                !ParseWhole(sValue.substr(iFirst + 1, iSecond - iFirst - 1), 1, 1LL << 40, options.quota.llTiles) ||
+                !ParseWhole(sValue.substr(iSecond + 1), 1, 1LL << 50, options.quota.llBytes)) {
+                sError = "--module-quota wants three positive numbers SECTIONS,TILES,BYTES, not '" + sValue + "'";
+                return false;
+            }
+        } else if (sArg == "--budget-ms") {
+            long long llValue = 0;
+            if (!ParseWhole(sValue, 1, 600000, llValue)) {
+                sError = "--budget-ms wants a number of milliseconds from 1 to 600000, not '" + sValue + "'";
+                return false;
+            }
+            options.budget = std::chrono::milliseconds(llValue);
         } else if (sArg == "--platform-service") {
             uid_t uid = 0;
             if (!ResolveUser(sValue, uid, sError)) return false;

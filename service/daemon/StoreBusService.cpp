@@ -101,6 +101,7 @@ gboolean CStoreBusService::OnHandleCall(GObject* pObject, GDBusMethodInvocation*
     std::string sError;
     const gchar* sSender = g_dbus_method_invocation_get_sender(pInvocation);
     const bool bKnown = pEndpoint->credentials.Lookup(sSender ? sSender : "", caller, sError);
+    if (bKnown) caller.sConnection = sSender;
     auto pCall = std::make_unique<CPendingCall>(pObject, pInvocation, pEndpoint->sName, sMethod ? sMethod : "",
                                                 sPackage ? sPackage : "", sInput ? sInput : "", caller);
     if (!bKnown) {

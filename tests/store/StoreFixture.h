@@ -54,9 +54,12 @@ protected:
         m_options.sServicePath = (sService != nullptr && *sService != '\0') ? sService : PELMO_SERVICE_PATH;
         m_options.sDatabase = m_sDir + "/store.db";
         m_options.sLogFile = m_sDir + "/requests.log";
+        ConfigureService(m_options);
         std::string sError;
         ASSERT_TRUE(m_store.Start(m_options, sError)) << sError;
     }
+    // A test that starts the service with options of its own sets them here.
+    virtual void ConfigureService(CHostStoreOptions&) {}
     void TearDown() override
     {
         CPelmoGDBusUtil::ReleaseInstance();

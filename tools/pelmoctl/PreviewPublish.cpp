@@ -70,8 +70,15 @@ int PublishAndReport(const std::string& sCommand, const std::string& sModule, co
     }
 
     const Json::Value& entries = after["entries"];
+    for (const Json::Value& entry : entries) {
+        // Another connection wrote this module while this publish ran.
+        if (entry.isMember("note")) {
+            std::fprintf(stderr, "pelmoctl %s: warning: %s\n", sCommand.c_str(), entry["note"].asCString());
+        }
+    }
     if (bShowRequests) {
         for (const Json::Value& entry : entries) {
+            if (entry.isMember("note")) continue;
             std::printf("request %lld: %s%s%s %s rows=%lld\n", static_cast<long long>(entry["seq"].asInt64()),
                         entry["method"].asCString(), entry["table"].asString().empty() ? "" : " ",
                         entry["table"].asCString(), entry["ok"].asBool() ? "ok" : "refused",

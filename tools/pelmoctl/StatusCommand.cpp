@@ -21,8 +21,9 @@ constexpr const char* kHelp =
     "  module, registered (accelerator row and title), owner (the Unix user whose request\n"
     "  registered it: only that user, root and the store's platform services may act for it),\n"
     "  sections, tiles (with those past their display window and those before it), last\n"
-    "  completion event, preview scheduler, requests, whether the store's disk is full, and a\n"
-    "  last line \"preview: shown ...\" or \"preview: not shown: REASON\".\n"
+    "  completion event, preview scheduler, requests, what the module holds of its quota, whether\n"
+    "  two writers published it at the same time, whether the store's disk is full, and a last\n"
+    "  line \"preview: shown ...\" or \"preview: not shown: REASON\".\n"
     "The completion event, the scheduler and the requests are what the store saw since it\n"
     "started (it keeps them in memory only; with --host that is this command's own run).\n"
     "Reads only; changes nothing. An unregistered module is a failure.\n"
@@ -98,6 +99,32 @@ int RunStatusCommand(int argc, char** argv)
             stats["scheduler_caller"].asString().empty() ? "an unnamed caller" : stats["scheduler_caller"].asCString());
     }
     std::printf("requests since the store started: %lld\n", static_cast<long long>(stats["journal_seq"].asInt64()));
+    const Json::Value& quota = stats["quota"];
+    if (quota.isObject()) {
+        const Json::Value& usage = quota["usage"];
+        const Json::Value& limit = quota["limit"];
+        std::printf("quota: %lld of %lld sections, %lld of %lld tiles, %lld of %lld bytes",
+                    static_cast<long long>(usage["sections"].asInt64()),
+                    static_cast<long long>(limit["sections"].asInt64()),
+                    static_cast<long long>(usage["tiles"].asInt64()), static_cast<long long>(limit["tiles"].asInt64()),
+                    static_cast<long long>(usage["bytes"].asInt64()), static_cast<long long>(limit["bytes"].asInt64()));
+        if (quota["refused"].asInt64() > 0) {
+            std::printf("; %lld write%s refused for it, the last at %s: %s",
+                        static_cast<long long>(quota["refused"].asInt64()), quota["refused"].asInt64() == 1 ? "" : "s",
+                        UtcTime(quota["last_refusal_time"].asInt64()).c_str(), quota["last_refusal"].asCString());
+        }
+        std::printf("\n");
+    }
+    const Json::Value& writers = stats["two_writers"];
+    if (writers.isObject() && !writers["republished"].asBool()) {
+        std::printf(
+            "writers: two writers published for this module at the same time at %s; the store may hold a "
+            "mix; publish again from one writer\n",
+            UtcTime(writers["time"].asInt64()).c_str());
+    } else if (writers.isObject()) {
+        std::printf("writers: one at a time since %s, when two published at the same time\n",
+                    UtcTime(writers["time"].asInt64()).c_str());
+    }
     const Json::Value& storage = stats["storage"];
     if (storage["full"].asBool()) {
         std::printf("store disk: full since %s, changes are refused until there is space again (%s)\n",

@@ -169,7 +169,8 @@ bool CStudioStoreWatch::Refresh(const Json::Value& listing, CModule& module, boo
     }
     const Json::Value& entries = journal["entries"];
     for (const Json::Value& entry : entries) {
-        if (entry["method"].asString() == "select") continue;
+        // Reads change nothing; notices (two writers at once) are the store's, not requests.
+        if (entry["method"].asString() == "select" || entry.isMember("note")) continue;
         ++llRequests;
         if (!entry["ok"].asBool()) {
             ++llRefused;
