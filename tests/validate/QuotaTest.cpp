@@ -73,7 +73,8 @@ TEST(ModuleQuota, SectionsWarnFromTheWarningShareOfTheQuotaOn)
     EXPECT_TRUE(Contains(vecAt[0].sMessage, std::to_string(llWarned) + " sections")) << vecAt[0].sMessage;
     EXPECT_TRUE(Contains(vecAt[0].sMessage, "quota of " + std::to_string(quota.llSections) + " sections"))
         << vecAt[0].sMessage;
-    EXPECT_TRUE(Contains(vecAt[0].sMessage, "refuses writes beyond its quota")) << vecAt[0].sMessage;
+    EXPECT_TRUE(Contains(vecAt[0].sMessage, "refuses whole every write that would put the module over it"))
+        << vecAt[0].sMessage;
     EXPECT_TRUE(Contains(vecAt[0].sMessage, "missing")) << vecAt[0].sMessage;
 
     EXPECT_TRUE(QuotaFindings(Validate(Document(llWarned - 1, 0))).empty());

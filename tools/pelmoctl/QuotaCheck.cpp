@@ -4,7 +4,7 @@
 
 namespace {
 // What the store does beyond a quota, said once for every finding.
-const char* const kRefusal = "the store refuses writes beyond its quota, so ";
+const char* const kRefusal = "the store refuses whole every write that would put the module over it";
 
 long long ValueBytes(const PropertyMap& mapProperty)
 {
@@ -35,21 +35,26 @@ void Add(bool bError, const PT_ITEM_PLACE& place, const std::string& sMessage,
     vecFinding.push_back(finding);
 }
 
+struct PT_COUNTED {
+    const char* sWhat;     // "sections"
+    const char* sNote;     // said of the count, or ""
+    const char* sMissing;  // what is missing when the count is over the quota
+};
+
 // One count against its quota: an error at the first item over it, or a warning near it.
-void CheckCount(long long llCount, long long llLimit, const char* sWhat, const PT_ITEM_PLACE* pFirstOver,
-                const PT_ITEM_PLACE& sectionsPlace, const std::string& sNote,
-                std::vector<PT_VALIDATE_FINDING>& vecFinding)
+void CheckCount(long long llCount, long long llLimit, const PT_COUNTED& counted, const PT_ITEM_PLACE* pFirstOver,
+                const PT_ITEM_PLACE& sectionsPlace, std::vector<PT_VALIDATE_FINDING>& vecFinding)
 {
-    const std::string sQuota = "the store's quota of " + std::to_string(llLimit) + " " + sWhat + " per module";
+    const std::string sCount = std::to_string(llCount) + " " + counted.sWhat;
+    const std::string sQuota =
+        "the store's quota of " + std::to_string(llLimit) + " " + counted.sWhat + " per module" + counted.sNote;
     if (llCount > llLimit && pFirstOver != nullptr) {
-        Add(true, *pFirstOver,
-            std::to_string(llCount) + " " + sWhat + " are over " + sQuota + sNote + "; " + kRefusal + "the " + sWhat +
-                " over it would be missing, from this one on",
+        Add(true, *pFirstOver, sCount + " are over " + sQuota + "; " + kRefusal + ", so " + counted.sMissing,
             vecFinding);
     } else if (Near(llCount, llLimit)) {
         Add(false, sectionsPlace,
-            std::to_string(llCount) + " " + sWhat + " come to " + Percent(llCount, llLimit) + " of " + sQuota + sNote +
-                "; " + kRefusal + "the " + sWhat + " over it would be missing",
+            sCount + " come to " + Percent(llCount, llLimit) + " of " + sQuota + "; " + kRefusal +
+                ", and what that write carries would be missing",
             vecFinding);
     }
 }
@@ -75,7 +80,9 @@ void CheckModuleQuota(const CPreviewAccelerator& accelerator, const std::vector<
     const long long llSections = static_cast<long long>(vecSection.size());
     const PT_ITEM_PLACE* pFirstSectionOver =
         llSections > quota.llSections ? &vecSection[static_cast<size_t>(quota.llSections)].place : nullptr;
-    CheckCount(llSections, quota.llSections, "sections", pFirstSectionOver, sectionsPlace, "", vecFinding);
+    CheckCount(llSections, quota.llSections,
+               PT_COUNTED{"sections", "", "this section and the ones after it would be missing"}, pFirstSectionOver,
+               sectionsPlace, vecFinding);
 
     long long llTiles = 0;
     const PT_ITEM_PLACE* pFirstTileOver = nullptr;
@@ -84,8 +91,10 @@ void CheckModuleQuota(const CPreviewAccelerator& accelerator, const std::vector<
             if (++llTiles == quota.llTiles + 1) pFirstTileOver = &tile;
         }
     }
-    CheckCount(llTiles, quota.llTiles, "tiles", pFirstTileOver, sectionsPlace,
-               " (while a publish runs, the tiles it replaces still count)", vecFinding);
+    CheckCount(llTiles, quota.llTiles,
+               PT_COUNTED{"tiles", " (while a publish runs, the tiles it replaces still count)",
+                          "the tiles of this tile's section and of the sections after it would be missing"},
+               pFirstTileOver, sectionsPlace, vecFinding);
 
     const long long llBytes = EstimatedStoredBytes(accelerator);
     if (!Near(llBytes, quota.llBytes)) return;
@@ -96,6 +105,6 @@ void CheckModuleQuota(const CPreviewAccelerator& accelerator, const std::vector<
             " bytes (an estimate: every value the reader makes of the sections and tiles, as text), " +
             (bOver ? std::string("over") : Percent(llBytes, quota.llBytes) + " of") + " the store's quota of " +
             std::to_string(quota.llBytes) + " bytes per module; " + kRefusal +
-            "sections and tiles that do not fit would be missing",
+            ", so the sections and tiles whose writes would go over it would be missing",
         vecFinding);
 }

@@ -1,6 +1,6 @@
 // How near a document comes to what the store holds of one module at most: sections, tiles and
-// bytes. The store refuses writes beyond its quota, so the sections and tiles over it would be
-// missing while the publish itself goes through.
+// bytes. The store refuses whole a write that would put the module over its quota, and the rest
+// of the publish goes on, so what that write carries would be missing.
 #pragma once
 
 #include <vector>
@@ -19,5 +19,6 @@ void CheckModuleQuota(const CPreviewAccelerator& accelerator, const std::vector<
                       std::vector<PT_VALIDATE_FINDING>& vecFinding);
 
 // The bytes of every value the publish writes into the module's section and tile rows, as the
-// reader made them; the store counts those and the few the library adds (row ids, positions).
+// reader made them. The store counts those and a few more: the module's accelerator row, and
+// the row ids and module names that the library and the store add to every row.
 long long EstimatedStoredBytes(const CPreviewAccelerator& accelerator);
