@@ -10,23 +10,13 @@
 #include "ModuleQuota.h"
 #include "QuotaCheck.h"
 #include "ValidateDocument.h"
+#include "ValidateInProcess.h"
 
 namespace {
 
 std::vector<PT_VALIDATE_FINDING> QuotaFindings(const PT_VALIDATE_RESULT& result)
 {
-    std::vector<PT_VALIDATE_FINDING> vecFinding;
-    for (const PT_VALIDATE_FINDING& finding : result.vecFinding) {
-        if (finding.sKind == ValidateKind::QUOTA) vecFinding.push_back(finding);
-    }
-    return vecFinding;
-}
-
-PT_VALIDATE_RESULT Validate(const std::string& sText)
-{
-    PT_VALIDATE_OPTIONS options;
-    options.llNow = 1767225600;
-    return ValidateDocumentText(sText, options);
+    return FindingsOfKind(result, ValidateKind::QUOTA);
 }
 
 // The smallest count that comes to the warning share of a quota.

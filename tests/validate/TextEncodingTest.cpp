@@ -11,24 +11,13 @@
 #include "JsonTextFlaws.h"
 #include "TextCheck.h"
 #include "ValidateDocument.h"
+#include "ValidateInProcess.h"
 
 namespace {
 
 std::vector<PT_VALIDATE_FINDING> NotUtf8Findings(const PT_VALIDATE_RESULT& result)
 {
-    std::vector<PT_VALIDATE_FINDING> vecFinding;
-    for (const PT_VALIDATE_FINDING& finding : result.vecFinding) {
-        if (finding.sKind == ValidateKind::NOT_UTF8) vecFinding.push_back(finding);
-    }
-    return vecFinding;
-}
-
-PT_VALIDATE_RESULT Validate(const std::string& sText, const std::string& sModule = std::string())
-{
-    PT_VALIDATE_OPTIONS options;
-    options.sModuleName = sModule;
-    options.llNow = 1767225600;
-    return ValidateDocumentText(sText, options);
+    return FindingsOfKind(result, ValidateKind::NOT_UTF8);
 }
 
 // The one not-utf8 finding of a document; fails the test when there is not exactly one.
@@ -70,43 +59,43 @@ TEST(TextEncoding, InvalidByteInATileTitleRecreatesTheTileOnEveryPublish)
     EXPECT_TRUE(Contains(finding.sMessage, kRecreated)) << finding.sMessage;
 }
 
-TEST(TextEncoding, InvalidByteInASectionTitleRecreatesTheSection)
+// One document per place: the finding's path, and what the message says the store makes of it.
+TEST(TextEncoding, EachPlaceSaysWhatTheStoreMakesOfTheText)
 {
-    const PT_VALIDATE_FINDING finding =
-        OnlyNotUtf8Finding("{\"sections\": [{\"section_id\": 1, \"section_title\": \"\xff News\"}]}");
-    EXPECT_EQ(finding.sPath, "sections[0].section_title");
-    EXPECT_EQ(finding.iLine, 1);
-    EXPECT_TRUE(Contains(finding.sMessage, "this section")) << finding.sMessage;
-    EXPECT_TRUE(Contains(finding.sMessage, kRecreated)) << finding.sMessage;
-}
-
-TEST(TextEncoding, InvalidMemberNameOfATileIsStoredWithReplacementCharacters)
-{
-    // A tile member without a column goes to public_extra, name and all.
-    const PT_VALIDATE_FINDING finding =
-        OnlyNotUtf8Finding("{\"sections\": [{\"tiles\": [{\"tile_title\": \"T\", \"gr\xfc\xdf\": 1}]}]}");
-    EXPECT_EQ(finding.sPath, "sections[0].tiles[0][\"gr\\ufffd\\ufffd\"]");
-    EXPECT_TRUE(Contains(finding.sMessage, "the member name")) << finding.sMessage;
-    EXPECT_TRUE(Contains(finding.sMessage, "and 1 more")) << finding.sMessage;
-    EXPECT_TRUE(Contains(finding.sMessage, kOtherText)) << finding.sMessage;
-}
-
-TEST(TextEncoding, InvalidMemberNameOfASectionIsDroppedWithItsMember)
-{
-    const PT_VALIDATE_FINDING finding =
-        OnlyNotUtf8Finding("{\"sections\": [{\"section_title\": \"S\", \"x\x80\": \"y\"}]}");
-    EXPECT_EQ(finding.sPath, "sections[0][\"x\\ufffd\"]");
-    EXPECT_TRUE(Contains(finding.sMessage, kNotStored)) << finding.sMessage;
-}
-
-TEST(TextEncoding, InvalidPublicExtraValueChangesTheStoredTextButNotTheTile)
-{
-    const PT_VALIDATE_FINDING finding =
-        OnlyNotUtf8Finding("{\"sections\": [{\"tiles\": [{\"tile_title\": \"T\", \"resume\": [\"ok\", \"\xc3\"]}]}]}");
-    EXPECT_EQ(finding.sPath, "sections[0].tiles[0].resume[1]");
-    EXPECT_TRUE(Contains(finding.sMessage, "continuation bytes are missing")) << finding.sMessage;
-    EXPECT_TRUE(Contains(finding.sMessage, kOtherText)) << finding.sMessage;
-    EXPECT_FALSE(Contains(finding.sMessage, kRecreated)) << finding.sMessage;
+    struct PT_CASE {
+        const char* sDocument;
+        const char* sPath;
+        std::vector<const char*> vecSaid;
+        const char* sNotSaid;
+    };
+    const PT_CASE aCase[] = {
+        // A section's title is part of its content key.
+        {"{\"sections\": [{\"section_id\": 1, \"section_title\": \"\xff News\"}]}",
+         "sections[0].section_title",
+         {"this section", kRecreated},
+         kOtherText},
+        // A tile member without a column goes to public_extra, name and all.
+        {"{\"sections\": [{\"tiles\": [{\"tile_title\": \"T\", \"gr\xfc\xdf\": 1}]}]}",
+         "sections[0].tiles[0][\"gr\\ufffd\\ufffd\"]",
+         {"the member name", "and 1 more", kOtherText},
+         kRecreated},
+        // A section member without a column is dropped, name and all.
+        {"{\"sections\": [{\"section_title\": \"S\", \"x\x80\": \"y\"}]}",
+         "sections[0][\"x\\ufffd\"]",
+         {"the member name", kNotStored},
+         kRecreated},
+        // A text deep inside a public_extra member.
+        {"{\"sections\": [{\"tiles\": [{\"tile_title\": \"T\", \"resume\": [\"ok\", \"\xc3\"]}]}]}",
+         "sections[0].tiles[0].resume[1]",
+         {"continuation bytes are missing", kOtherText},
+         kRecreated},
+    };
+    for (const PT_CASE& testCase : aCase) {
+        const PT_VALIDATE_FINDING finding = OnlyNotUtf8Finding(testCase.sDocument);
+        EXPECT_EQ(finding.sPath, testCase.sPath);
+        for (const char* sSaid : testCase.vecSaid) EXPECT_TRUE(Contains(finding.sMessage, sSaid)) << finding.sMessage;
+        EXPECT_FALSE(Contains(finding.sMessage, testCase.sNotSaid)) << finding.sMessage;
+    }
 }
 
 TEST(TextEncoding, EveryInvalidTextOfADocumentIsOneWarning)

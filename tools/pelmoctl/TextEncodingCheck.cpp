@@ -1,6 +1,7 @@
 #include "TextEncodingCheck.h"
 
 #include <cctype>
+#include <cstdint>
 #include <cstring>
 #include <exception>
 #include <map>
@@ -258,21 +259,23 @@ private:
             return builder;
         }();
         m_reader.Read(Json::writeString(kBytesAsTheyAre, probe), accelerator, sReason);
+        auto AddItem = [&reading](const PropertyMap& mapProperty, const Json::Value& updateRow, uint64_t key,
+                                  std::string& sKeys) {
+            reading.sRows += "row\n";
+            AppendRow(mapProperty, updateRow, reading.sRows);
+            sKeys += std::to_string(key) + " ";
+        };
         CPreviewDataUtil util;
         for (const auto& pSection : accelerator.m_vecSection) {
             if (!pSection) continue;
             Json::Value sectionRow(Json::objectValue);
             util.MakeUpdatedSectionJson(m_reader.ModuleName(), sectionRow, pSection);
-            reading.sRows += "section\n";
-            AppendRow(pSection->m_mapProperty, sectionRow, reading.sRows);
-            reading.sSectionKeys += std::to_string(pSection->m_hash) + " ";
+            AddItem(pSection->m_mapProperty, sectionRow, pSection->m_hash, reading.sSectionKeys);
             for (const auto& pTile : pSection->m_vecTile) {
                 if (!pTile) continue;
                 Json::Value tileRow(Json::objectValue);
                 util.MakeUpdatedTileJson(m_reader.ModuleName(), tileRow, pTile);
-                reading.sRows += "tile\n";
-                AppendRow(pTile->m_mapProperty, tileRow, reading.sRows);
-                reading.sTileKeys += std::to_string(pTile->m_hash) + " ";
+                AddItem(pTile->m_mapProperty, tileRow, pTile->m_hash, reading.sTileKeys);
             }
         }
         return reading;
