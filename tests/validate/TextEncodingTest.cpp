@@ -200,6 +200,21 @@ TEST(TextEncoding, TextOutsideStringsAndNotJsonAtAllAreNotTexts)
     EXPECT_TRUE(notJson.vecFinding.empty());
 }
 
+TEST(TextEncoding, PathsAreWrittenAsForEveryOtherFinding)
+{
+    const std::string sDeep =
+        "{\"sections\": [{\"tiles\": [{\"x\": [[{\"y z\": [\"\xff\"]}]], \"w\": {\"\": \"\xfe\"}}]}], \"$\": "
+        "[\"\xfd\"]}";
+    const std::vector<PT_VALIDATE_FINDING> vecFinding = NotUtf8Findings(Validate(sDeep));
+    ASSERT_EQ(vecFinding.size(), 3u);
+    const std::string sTile = JsonPathIndex(JsonPathMember(JsonPathIndex("sections", 0), "tiles"), 0);
+    EXPECT_EQ(vecFinding[0].sPath,
+              JsonPathIndex(JsonPathMember(JsonPathIndex(JsonPathIndex(JsonPathMember(sTile, "x"), 0), 0), "y z"), 0));
+    EXPECT_EQ(vecFinding[1].sPath, JsonPathMember(JsonPathMember(sTile, "w"), ""));
+    EXPECT_EQ(vecFinding[2].sPath, JsonPathIndex(JsonPathMember(JsonPathRoot(), "$"), 0));
+    EXPECT_EQ(vecFinding[0].sPath, "sections[0].tiles[0].x[0][0][\"y z\"][0]");
+}
+
 TEST(TextEncoding, PathsShowBytesThatAreNotUtf8AsReplacementCharacters)
 {
     EXPECT_EQ(JsonPathMember("x",

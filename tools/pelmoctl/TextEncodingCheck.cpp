@@ -38,11 +38,6 @@ bool ChildrenArePlaces(EPlace place)
            place == EPlace::kTileList || place == EPlace::kTile;
 }
 
-bool IsMemberPlace(EPlace place)
-{
-    return place == EPlace::kRootMember || place == EPlace::kSectionMember || place == EPlace::kTileMember;
-}
-
 // The reader takes the object elements of a list (array elements, or the member values of an
 // object) as sections or tiles.
 EPlace ChildPlace(EPlace parent, const std::string* pName, bool bObject)
@@ -213,13 +208,28 @@ private:
         }
     }
 
+    // The path in findings' notation, built by appending: texts can sit a thousand levels deep.
     std::string Path() const
     {
-        std::string sPath = JsonPathRoot();
+        const std::string sRoot = JsonPathRoot();
+        std::string sPath;
         for (const PT_STEP& step : m_vecStep) {
-            sPath = step.bMember ? JsonPathMember(sPath, step.sName) : JsonPathIndex(sPath, step.uIndex);
+            if (!step.bMember) {
+                if (sPath.empty()) sPath = sRoot;
+                sPath += JsonPathIndex(std::string(), step.uIndex);
+                continue;
+            }
+            // The step on its own: "name", or "$[\"other name\"]".
+            const std::string sStep = JsonPathMember(sRoot, step.sName);
+            if (sPath.empty()) {
+                sPath = sStep;
+            } else if (sStep.compare(0, sRoot.size(), sRoot) == 0) {
+                sPath.append(sStep, sRoot.size(), std::string::npos);
+            } else {
+                sPath += "." + sStep;
+            }
         }
-        return sPath;
+        return sPath.empty() ? sRoot : sPath;
     }
 
     // The path without its indices, for the answers that hold for every element of a list.
@@ -302,7 +312,7 @@ private:
     // A finding for a string token [uBegin, uEnd) with flaws. For a member name, pSample is its
     // value's stand-in and the current path leads to the object; otherwise to the value itself.
     void Report(size_t uBegin, size_t uEnd, const std::vector<PT_TEXT_FLAW>& vecFlaw, const Json::Value* pSample,
-                EPlace place, const std::string* pShape, bool bReplaced)
+                const std::string* pShape, bool bReplaced)
     {
         const char* pToken = m_sText.data() + uBegin;
         const std::string sWritten = Decoded(uBegin, uEnd);
@@ -311,15 +321,15 @@ private:
         const std::string sOther = DecodedToken(sOtherToken.data(), sOtherToken.size());
         PT_OUTCOME outcome;
         if (!bReplaced) {
-            std::string sCacheKey;
-            if (pShape != nullptr) {
-                sCacheKey = "in " + *pShape;
-            } else if (pSample == nullptr && IsMemberPlace(place)) {
-                // A member's own text: what the reader makes of it may depend on every byte.
-                sCacheKey = "text " + Shape() + " " + sWritten;
-            } else {
-                sCacheKey = "at " + Shape() + (pSample != nullptr ? " name " + JsonKindName(*pSample) : std::string());
-            }
+            // What the store makes of a text depends on its place, not on its bytes: bad bytes
+            // are never digits of an integer column nor the word of a flag, and change a key
+            // wherever they are part of it. Whether the store gives it back as written (an
+            // escape the reader turned into another character) is the one difference.
+            std::string sCacheKey =
+                pShape != nullptr
+                    ? "in " + *pShape
+                    : "at " + Shape() + (pSample != nullptr ? " name " + JsonKindName(*pSample) : std::string());
+            if (sStored == sWritten) sCacheKey += " as written";
             auto Leaf = [pSample](const std::string& sText) -> Json::Value {
                 if (pSample == nullptr) return Json::Value(sText);
                 Json::Value object(Json::objectValue);
@@ -347,15 +357,17 @@ private:
         if (bReplaced) {
             finding.sMessage +=
                 std::string("; a later member of the same name replaces it, so it is not stored, but ") + sRefused;
+        } else if (outcome.bTileKey || outcome.bSectionKey) {
+            // The document's key holds the bad bytes, what the store gives back never does.
+            finding.sMessage +=
+                std::string(outcome.bStored ? "; the library stores U+FFFD replacement characters in its place"
+                                            : "; the store does not keep these bytes") +
+                ", so this " + (outcome.bTileKey ? "tile" : "section") +
+                " never matches its stored copy: every publish deletes it and inserts it again";
         } else if (!outcome.bStored) {
             finding.sMessage += std::string("; these bytes never reach the store, but ") + sRefused;
         } else if (sStored == sWritten) {
             finding.sMessage += "; the store holds what the reader makes of it, not the text written";
-        } else if (outcome.bTileKey || outcome.bSectionKey) {
-            finding.sMessage +=
-                std::string("; the library stores U+FFFD replacement characters in its place, so this ") +
-                (outcome.bTileKey ? "tile" : "section") +
-                " never matches its stored copy: every publish deletes it and inserts it again";
         } else {
             finding.sMessage +=
                 "; the library stores U+FFFD replacement characters in its place, so the store holds other text "
@@ -372,7 +384,7 @@ private:
             const size_t uBegin = m_u;
             if (!SkipString()) return false;
             const std::vector<PT_TEXT_FLAW> vecFlaw = FindTextFlaws(m_sText.data() + uBegin, m_u - uBegin);
-            if (!vecFlaw.empty()) Report(uBegin, m_u, vecFlaw, nullptr, at.place, at.pShape, at.bReplaced);
+            if (!vecFlaw.empty()) Report(uBegin, m_u, vecFlaw, nullptr, at.pShape, at.bReplaced);
             return true;
         }
         if (c == '{' || c == '[') return WalkContainer(at, iDepth);
@@ -433,7 +445,7 @@ private:
                     FindTextFlaws(m_sText.data() + uNameBegin, uNameEnd - uNameBegin);
                 if (!vecFlaw.empty()) {
                     const Json::Value sample = SampleAt(m_u);
-                    Report(uNameBegin, uNameEnd, vecFlaw, &sample, at.place, pShape, bReplaced);
+                    Report(uNameBegin, uNameEnd, vecFlaw, &sample, pShape, bReplaced);
                 }
             } else {
                 step.uIndex = uIndex;
