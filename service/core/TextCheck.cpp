@@ -1,41 +1,59 @@
 #include "TextCheck.h"
 
 namespace TextCheck {
-bool IsUtf8(const std::string& sText)
+namespace {
+// The bytes a character may continue with after its lead byte: the second byte's range rules
+// out overlong forms (E0, F0), surrogates (ED) and code points above U+10FFFF (F4); every
+// later byte is an ordinary continuation byte.
+struct PT_SEQUENCE {
+    std::size_t uLength;  // bytes of the whole character; 0 for a byte that never leads one
+    unsigned char ucSecondLow;
+    unsigned char ucSecondHigh;
+};
+
+PT_SEQUENCE SequenceOf(unsigned char ucLead)
 {
-    const auto* p = reinterpret_cast<const unsigned char*>(sText.data());
-    const std::size_t iSize = sText.size();
+    if (ucLead >= 0xc2 && ucLead <= 0xdf) return {2, 0x80, 0xbf};
+    if (ucLead == 0xe0) return {3, 0xa0, 0xbf};
+    if (ucLead == 0xed) return {3, 0x80, 0x9f};
+    if (ucLead >= 0xe1 && ucLead <= 0xef) return {3, 0x80, 0xbf};
+    if (ucLead == 0xf0) return {4, 0x90, 0xbf};
+    if (ucLead >= 0xf1 && ucLead <= 0xf3) return {4, 0x80, 0xbf};
+    if (ucLead == 0xf4) return {4, 0x80, 0x8f};
+    return {0, 0, 0};
+}
+}  // namespace
+
+std::size_t FindNotUtf8(const char* pText, std::size_t uSize, std::size_t& uLength)
+{
+    const auto* p = reinterpret_cast<const unsigned char*>(pText);
     std::size_t i = 0;
-    while (i < iSize) {
-        const unsigned char c = p[i];
-        if (c < 0x80) {
+    while (i < uSize) {
+        if (p[i] < 0x80) {
             ++i;
             continue;
         }
-        std::size_t iLength = 0;
-        unsigned long ulCode = 0;
-        if (c >= 0xc2 && c <= 0xdf) {
-            iLength = 2;
-            ulCode = c & 0x1f;
-        } else if (c >= 0xe0 && c <= 0xef) {
-            iLength = 3;
-            ulCode = c & 0x0f;
-        } else if (c >= 0xf0 && c <= 0xf4) {
-            iLength = 4;
-            ulCode = c & 0x07;
-        } else {
-            return false;
+        const PT_SEQUENCE sequence = SequenceOf(p[i]);
+        std::size_t uGood = 1;
+        if (sequence.uLength > 0 && i + 1 < uSize && p[i + 1] >= sequence.ucSecondLow &&
+            p[i + 1] <= sequence.ucSecondHigh) {
+            uGood = 2;
+            while (uGood < sequence.uLength && i + uGood < uSize && (p[i + uGood] & 0xc0) == 0x80) ++uGood;
         }
-        if (iSize - i < iLength) return false;
-        for (std::size_t k = 1; k < iLength; ++k) {
-            if ((p[i + k] & 0xc0) != 0x80) return false;
-            ulCode = (ulCode << 6) | (p[i + k] & 0x3f);
+        if (sequence.uLength == 0 || uGood < sequence.uLength) {
+            uLength = uGood;
+            return i;
         }
-        if ((iLength == 3 && ulCode < 0x800) || (iLength == 4 && ulCode < 0x10000)) return false;
-        if (ulCode > 0x10ffff || (ulCode >= 0xd800 && ulCode <= 0xdfff)) return false;
-        i += iLength;
+        i += uGood;
     }
-    return true;
+    uLength = 0;
+    return uSize;
+}
+
+bool IsUtf8(const std::string& sText)
+{
+    std::size_t uLength = 0;
+    return FindNotUtf8(sText.data(), sText.size(), uLength) == sText.size();
 }
 
 bool HasNul(const std::string& sText)

@@ -2,6 +2,7 @@
 // would cut a text short wherever it is read as a C string.
 #pragma once
 
+#include <cstddef>
 #include <string>
 
 namespace TextCheck {
@@ -9,4 +10,9 @@ namespace TextCheck {
 // nothing above U+10FFFF.
 bool IsUtf8(const std::string& sText);
 bool HasNul(const std::string& sText);
+
+// Where the first byte sequence of [pText, pText + uSize) that is not well-formed UTF-8
+// starts; uSize when there is none. uLength is how many bytes of it could still begin a
+// well-formed character (at least one): the part a decoder replaces by one U+FFFD.
+std::size_t FindNotUtf8(const char* pText, std::size_t uSize, std::size_t& uLength);
 }  // namespace TextCheck

@@ -3,6 +3,7 @@
 #include <gtest/gtest.h>
 #include <json/json.h>
 
+#include "ModuleQuota.h"
 #include "ProcessRun.h"
 
 namespace {
@@ -95,4 +96,35 @@ TEST(ValidateJsonFormat, UnknownFormatIsBadUsage)
         RunProcess({PELMOCTL_PATH, "validate", Document("tiles_200.json"), "--format", "xml"});
     EXPECT_EQ(result.iExitStatus, 2);
     EXPECT_NE(result.sErr.find("--format takes text or json"), std::string::npos);
+}
+
+TEST(ValidateJsonFormat, TextThatIsNotUtf8IsAWarningWhoseColumnIsTheFirstBadByte)
+{
+    const std::string sLine = "  \"tiles\": [{\"tile_title\": \"Caf";
+    const Json::Value report =
+        RunJson({"-"}, 0, "{\"sections\": [{\"section_id\": 1, \"section_title\": \"S\",\n" + sLine + "\xe9\"}]}]}");
+    ASSERT_EQ(report["findings"].size(), 1u) << report;
+    const Json::Value& finding = report["findings"][0];
+    EXPECT_EQ(finding["kind"].asString(), "not-utf8");
+    EXPECT_EQ(finding["level"].asString(), "warning");
+    EXPECT_EQ(finding["path"].asString(), "sections[0].tiles[0].tile_title");
+    EXPECT_EQ(finding["line"].asInt(), 2);
+    EXPECT_EQ(finding["column"].asInt(), static_cast<int>(sLine.size()) + 1);
+    EXPECT_EQ(report["warnings"].asInt(), 1);
+    EXPECT_EQ(report["errors"].asInt(), 0);
+}
+
+TEST(ValidateJsonFormat, QuotaWarningsComeAsWarnings)
+{
+    // As many sections as the store holds of a module: near its quota, not over.
+    const long long llSections = PT_MODULE_QUOTA().llSections;
+    std::string sText = "{\"sections\": [";
+    for (long long i = 0; i < llSections; ++i)
+        sText += std::string(i ? "," : "") + "{\"section_id\": " + std::to_string(i + 1) + "}";
+    sText += "]}";
+    const Json::Value report = RunJson({"-"}, 0, sText);
+    ASSERT_EQ(report["findings"].size(), 1u) << report;
+    EXPECT_EQ(report["findings"][0]["kind"].asString(), "quota");
+    EXPECT_EQ(report["findings"][0]["level"].asString(), "warning");
+    EXPECT_EQ(report["findings"][0]["path"].asString(), "sections");
 }

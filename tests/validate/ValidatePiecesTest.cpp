@@ -14,25 +14,9 @@
 #include "DocumentPositions.h"
 #include "NameSuggestion.h"
 #include "ValidateDocument.h"
+#include "ValidateInProcess.h"
 
 namespace {
-
-std::vector<PT_VALIDATE_FINDING> FindingsOfKind(const PT_VALIDATE_RESULT& result, const std::string& sKind)
-{
-    std::vector<PT_VALIDATE_FINDING> vecFinding;
-    for (const PT_VALIDATE_FINDING& finding : result.vecFinding) {
-        if (finding.sKind == sKind) vecFinding.push_back(finding);
-    }
-    return vecFinding;
-}
-
-PT_VALIDATE_RESULT Validate(const std::string& sText, const std::string& sModule = std::string())
-{
-    PT_VALIDATE_OPTIONS options;
-    options.sModuleName = sModule;
-    options.llNow = 1767225600;
-    return ValidateDocumentText(sText, options);
-}
 
 TEST(DocumentPositions, OffsetsBecomeLinesAndColumns)
 {

@@ -3,6 +3,8 @@
 #include <algorithm>
 #include <cstdio>
 
+#include "TextCheck.h"
+
 CDocumentPositions::CDocumentPositions(const std::string& sText) : m_iTextSize(sText.size())
 {
     m_vecLineStart.push_back(0);
@@ -53,7 +55,19 @@ bool IsIdentifier(const std::string& sName)
 std::string JsonQuoted(const std::string& sName)
 {
     std::string sQuoted = "\"";
-    for (const char ch : sName) {
+    size_t uBadLength = 0;
+    size_t uBad = TextCheck::FindNotUtf8(sName.data(), sName.size(), uBadLength);
+    for (size_t u = 0; u < sName.size(); ++u) {
+        if (u == uBad) {
+            // Bytes that are not UTF-8 have no JSON spelling; they show as the replacement
+            // character, so that paths and messages stay text.
+            sQuoted += "\\ufffd";
+            u += uBadLength - 1;
+            const size_t uNext = u + 1;
+            uBad = uNext + TextCheck::FindNotUtf8(sName.data() + uNext, sName.size() - uNext, uBadLength);
+            continue;
+        }
+        const char ch = sName[u];
         const unsigned char c = static_cast<unsigned char>(ch);
         if (c == '"' || c == '\\') {
             sQuoted += '\\';

@@ -33,5 +33,6 @@ private:
 std::string JsonPathRoot();
 std::string JsonPathMember(const std::string& sParent, const std::string& sName);
 std::string JsonPathIndex(const std::string& sParent, size_t iIndex);
-// A text as a JSON string literal with control bytes escaped, so that it stays on one line.
+// A text as a JSON string literal with control bytes escaped, so that it stays on one line, and
+// bytes that are not UTF-8 written as \ufffd, so that it stays text.
 std::string JsonQuoted(const std::string& sText);

@@ -12,6 +12,7 @@
 #include <string>
 
 #include "BusMessageLimit.h"
+#include "ModuleQuota.h"
 #include "PreviewDataUtil.h"
 #include "ValidateDocument.h"
 #include "ValidateJsonReport.h"
@@ -33,11 +34,13 @@ void PrintHelp()
         "errors (the publish fails, or stores less than the document says):\n"
         "  not JSON (line and column), a document that is not an object, values of a JSON kind\n"
         "  the reader cannot take, more tiles than the module may publish (%d for most modules),\n"
-        "  sections or tiles of one section that share a content key\n"
+        "  sections or tiles of one section that share a content key, more sections, tiles or\n"
+        "  bytes than the store holds of one module\n"
         "warnings (the publish goes through):\n"
         "  tile members without a column (kept only in public_extra, with the nearest known name),\n"
         "  unknown section and document members, skipped values, display windows that are\n"
-        "  reversed or already over\n"
+        "  reversed or already over, texts that are not valid UTF-8 (stored with replacement\n"
+        "  characters), a document at %d%% of what the store holds of one module or more\n"
         "\n"
         "  --module MODULE  judge by this module's rules (tile limit, content keys); default: an\n"
         "                   ordinary module\n"
@@ -48,7 +51,7 @@ void PrintHelp()
         "\n"
         "Prints one line per finding (error: PATH (line N): what [kind]) and a summary line.\n"
         "exit status: 0 no errors (warnings allowed), 1 errors or unreadable input, 2 bad usage\n",
-        CPreviewDataUtil::GetTileLimit(""));
+        CPreviewDataUtil::GetTileLimit(""), kQuotaWarnPercent);
 }
 
 int UsageError(const std::string& sMessage)

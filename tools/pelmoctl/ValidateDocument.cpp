@@ -10,7 +10,9 @@
 #include "DocumentPositions.h"
 #include "IntegerColumnCheck.h"
 #include "LibraryReader.h"
+#include "QuotaCheck.h"
 #include "RequestSizeCheck.h"
+#include "TextEncodingCheck.h"
 
 int PT_VALIDATE_RESULT::ErrorCount() const
 {
@@ -90,17 +92,22 @@ PT_VALIDATE_RESULT ValidateDocumentText(const std::string& sText, const PT_VALID
     if (result.bReaderAccepts && options.llMaxMessage > 0) {
         CheckRequestSizes(accelerator, checker.Sections(), options.llMaxMessage, result.vecFinding);
     }
-    if (checker.RefusedValues().empty() || !root.isObject()) {
-        CheckSharedContentKeys(accelerator, checker.Sections(), result.vecFinding);
-    } else {
-        // The reader stops at the first refused value; read the document once more without
-        // them, so that the keys of every section and tile can be compared.
+    // The reader stops at the first refused value; then the document is read once more without
+    // them, so that every section and tile can be compared and counted.
+    CPreviewAccelerator rest;
+    if (!checker.RefusedValues().empty() && root.isObject()) {
         Json::FastWriter writer;
-        CPreviewAccelerator rest;
         std::string sRestReason;
         libraryReader.Read(writer.write(CopyWithoutMembers(root, checker.RefusedValues())), rest, sRestReason);
-        CheckSharedContentKeys(rest, checker.Sections(), result.vecFinding);
     }
+    const CPreviewAccelerator& whole = checker.RefusedValues().empty() || !root.isObject() ? accelerator : rest;
+    CheckSharedContentKeys(whole, checker.Sections(), result.vecFinding);
+    PT_ITEM_PLACE sectionsPlace{JsonPathRoot(), 1};
+    if (root.isObject() && root.isMember("sections")) {
+        sectionsPlace = PT_ITEM_PLACE{JsonPathMember(JsonPathRoot(), "sections"), positions.LineOf(root["sections"])};
+    }
+    CheckModuleQuota(whole, checker.Sections(), sectionsPlace, PT_MODULE_QUOTA(), result.vecFinding);
+    CheckTextEncoding(sText, root, positions, libraryReader, result.vecFinding);
 
     // The reader has the last word: a refusal that no finding explains is still an error.
     if (!result.bReaderAccepts && std::none_of(result.vecFinding.begin(), result.vecFinding.end(), ExplainsRefusal)) {

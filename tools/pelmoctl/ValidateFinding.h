@@ -20,13 +20,16 @@ inline constexpr const char* INTEGER_CHANGED = "integer-changed";  // a number a
 inline constexpr const char* TILE_RECREATED = "tile-recreated";    // a display period the tile key cannot find again
 inline constexpr const char* READ_BACK_EMPTY = "read-back-empty";  // an integer the read-back cannot write
 inline constexpr const char* REFUSED = "refused";                  // the reader refuses it for a reason not named above
-inline constexpr const char* REQUEST_SIZE = "request-size";       // a request near or over the bus's message size
+inline constexpr const char* REQUEST_SIZE = "request-size";        // a request near or over the bus's message size
+inline constexpr const char* NOT_UTF8 = "not-utf8";                // a text the store cannot hold as written
+inline constexpr const char* QUOTA = "quota";                      // near or over what the store holds of a module
 }  // namespace ValidateKind
 
 struct PT_VALIDATE_FINDING {
     bool bError = false;
     std::string sPath;  // JSON path of the value, "$" for the document itself
     int iLine = 0;      // line where the value starts, 0 when the text gives none
+    int iColumn = 0;    // column the finding points at; 0: where the value the path names starts
     std::string sKind;  // one of ValidateKind
     std::string sMessage;
 };

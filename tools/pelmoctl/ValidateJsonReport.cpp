@@ -9,6 +9,17 @@
 
 namespace {
 
+// The member a quoted path segment names. A name that is not UTF-8 is written with replacement
+// characters, so it is found by its quoted form.
+const Json::Value* MemberQuotedAs(const Json::Value& object, const std::string& sName, const std::string& sQuoted)
+{
+    if (object.isMember(sName)) return &object[sName];
+    for (auto it = object.begin(); it != object.end(); ++it) {
+        if (JsonQuoted(it.name()) == sQuoted) return &*it;
+    }
+    return nullptr;
+}
+
 // Walks a path as findings write it ($, name.name, [3], ["any name"]) through the parsed
 // document; null when it leads nowhere.
 const Json::Value* ValueAt(const Json::Value& root, const std::string& sPath)
@@ -26,7 +37,8 @@ const Json::Value* ValueAt(const Json::Value& root, const std::string& sPath)
                 !name.isString()) {
                 return nullptr;
             }
-            pValue = pValue->isObject() && pValue->isMember(name.asString()) ? &(*pValue)[name.asString()] : nullptr;
+            pValue =
+                pValue->isObject() ? MemberQuotedAs(*pValue, name.asString(), sPath.substr(u + 1, uEnd - u)) : nullptr;
             u = uEnd + 2;
         } else if (sPath[u] == '[') {
             const size_t uEnd = sPath.find(']', u);
@@ -97,8 +109,8 @@ std::string FormatFindingsJson(const std::string& sFileName, const std::string& 
             Json::Value finding(Json::objectValue);
             finding["path"] = found.sPath;
             finding["line"] = found.iLine;
-            int iColumn = 0;
-            const Json::Value* pValue = bParsed ? ValueAt(root, found.sPath) : nullptr;
+            int iColumn = found.iColumn;
+            const Json::Value* pValue = bParsed && iColumn == 0 ? ValueAt(root, found.sPath) : nullptr;
             if (pValue != nullptr && found.iLine > 0 &&
                 (pValue->getOffsetStart() != 0 || pValue->getOffsetLimit() != 0)) {
                 const PT_TEXT_POSITION at = positions.PositionOf(pValue->getOffsetStart());

@@ -13,7 +13,13 @@ add_library(pelmoctl-validate STATIC
   ${CMAKE_CURRENT_LIST_DIR}/PreviewSchema.cpp
   ${CMAKE_CURRENT_LIST_DIR}/SchemaCommand.cpp
   ${CMAKE_CURRENT_LIST_DIR}/RequestSizeCheck.cpp
-  ${PROJECT_SOURCE_DIR}/service/daemon/BusMessageLimit.cpp)
+  ${CMAKE_CURRENT_LIST_DIR}/QuotaCheck.cpp
+  ${CMAKE_CURRENT_LIST_DIR}/TextEncodingCheck.cpp
+  ${CMAKE_CURRENT_LIST_DIR}/JsonTextFlaws.cpp
+  ${PROJECT_SOURCE_DIR}/service/daemon/BusMessageLimit.cpp
+  ${PROJECT_SOURCE_DIR}/service/core/TextCheck.cpp)
 target_include_directories(pelmoctl-validate PUBLIC ${CMAKE_CURRENT_LIST_DIR}
-  PRIVATE ${PROJECT_SOURCE_DIR}/service/daemon)
+  PRIVATE ${PROJECT_SOURCE_DIR}/service/daemon
+  # The store's quotas and its UTF-8 rule come from the service's own headers.
+  PRIVATE ${PROJECT_SOURCE_DIR}/service/core)
 target_link_libraries(pelmoctl-validate PUBLIC PkgConfig::JSONCPP PRIVATE pelmo-api-internal pelmo_warnings)
