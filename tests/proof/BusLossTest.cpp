@@ -39,7 +39,7 @@ TEST_F(FaultTest, BusDaemonGoneLeavesTheHostRunningRequestsFailCleanlyAndANewBus
     ASSERT_EQ(set_preview_metadata(Document(2, 3, "before").c_str(), kModule), 1);
 
     CTerminationWatch watch;
-    CTimedLog timed;
+    CTimedLog timed(m_log);
     ASSERT_EQ(kill(m_store.GetBus().GetDaemonPid(), SIGKILL), 0);
     // Time for the connection's worker to see the socket close (that is when a connection that
     // ends its host on close would raise SIGTERM).

@@ -22,7 +22,7 @@ TEST_F(FaultTest, ServiceKilledMidPublishCallReturnsAtOnceAndNextPublishAfterRes
 {
     // 40 new sections: a section insert and a tile bulk insert each, 80 writes in a row.
     const std::string sDocument = Document(40, 5, "big");
-    CTimedLog timed;
+    CTimedLog timed(m_log);
     std::atomic<bool> bDone{false};
     std::atomic<int> iResult{-1};
     Clock::time_point returned;
@@ -73,7 +73,7 @@ TEST_F(FaultTest, ServiceThatStopsAnsweringCostsEachRequestItsFiveSecondsAndNoMo
     const std::string sFirst = Document(2, 3, "first");
     ASSERT_EQ(set_preview_metadata(sFirst.c_str(), kModule), 1);
 
-    CTimedLog timed;
+    CTimedLog timed(m_log);
     ASSERT_EQ(kill(m_store.GetServicePid(), SIGSTOP), 0);
     const Clock::time_point start = Clock::now();
     // The load of the stored preview times out; the library then tries to clear the module,

@@ -161,7 +161,7 @@ TEST_F(StoreRestartTest, HostWithoutAMainLoopReachesTheRestartedStoreWithItsVery
 
 TEST_F(StoreRestartTest, HostRunningAMainLoopReachesTheRestartedStoreWithItsVeryNextPublish)
 {
-    CTimedLog timed;
+    CTimedLog timed(m_log);
     std::string sLast;
     for (int i = 0; i < 20; ++i) {
         SCOPED_TRACE(i);

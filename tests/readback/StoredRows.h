@@ -3,6 +3,7 @@
 // the rows the test put under that table and where argument.
 #pragma once
 
+#include <dlog.h>
 #include <pelmo/SharedResult.h>
 #include <unistd.h>
 
@@ -15,7 +16,8 @@
 #include <vector>
 
 #include "PreviewDataUtil.h"
-#include "TransportFixture.h"
+#include "FakeServiceFixture.h"
+#include "PelmoAPI.h"
 
 namespace readback {
 
@@ -59,11 +61,12 @@ inline std::shared_ptr<ISQLiteCursor> CursorOver(const CResultTable& table)
 // The loaders' selects against the scripted service. Every select is answered with the rows
 // stored under its table and its one where argument, in the columns it asked for, published
 // in shared memory as the store service does; a refused (table, argument) gets a false flag.
-class ReadbackTest : public TransportTest {
+class ReadbackTest : public FakeServiceTest {
 protected:
     void SetUp() override
     {
-        TransportTest::SetUp();
+        FakeServiceTest::SetUp();
+        if (HasFatalFailure()) return;
         m_service.SetResponder([this](const CRecordedCall& call) { return Respond(call); });
     }
 

@@ -1,6 +1,10 @@
 // Collects the lines that this process logs through the platform log while it is alive.
 #pragma once
 
+#include <chrono>
+#include <condition_variable>
+#include <cstddef>
+#include <functional>
 #include <mutex>
 #include <string>
 #include <vector>
@@ -9,6 +13,7 @@ struct CLogLine {
     int iPriority;
     std::string sTag;
     std::string sMessage;
+    std::chrono::steady_clock::time_point when;  // when it was logged
 };
 
 class CLogCapture {
@@ -32,8 +37,15 @@ public:
     // All lines, one per row, for failure messages.
     std::string Dump() const;
 
+    // Waits until the lines logged so far satisfy `condition`, which is tested at once and after
+    // every new line. False when the deadline (a guard against a hang) passed first.
+    bool WaitFor(const std::function<bool(const std::vector<CLogLine>&)>& condition, int iTimeoutMs) const;
+    // Waits until some line of this priority has a body that starts with `sStart`.
+    bool WaitForBodyStart(int iPriority, const std::string& sStart, int iTimeoutMs) const;
+
 private:
     static void Sink(int prio, const char* tag, const char* message, void* user);
     mutable std::mutex m_mutex;
+    mutable std::condition_variable m_cond;
     std::vector<CLogLine> m_vecLines;
 };
