@@ -13,6 +13,7 @@
 #include <vector>
 
 #include "ExpectedStore.h"
+#include "ShortCallTimeout.h"
 #include "StoreFixture.h"
 
 // The lines the library logged since this object was made, each with the time it was logged,
@@ -85,17 +86,6 @@ protected:
         m_acceleratorMembers["_id"] = static_cast<int>(m_llAccelerator);
         m_acceleratorMembers["accelerator_title"] = "Sturdy";
         m_acceleratorMembers["app_pkg_name"] = kModule;
-    }
-
-    // Lets the host's main context run for a while, as an app's main loop does (the library's
-    // cached proxy hears of a new owner of the service's name there, though its calls do not
-    // depend on it).
-    static void RunHostMainContext(int iMilliseconds)
-    {
-        const auto end = std::chrono::steady_clock::now() + std::chrono::milliseconds(iMilliseconds);
-        while (std::chrono::steady_clock::now() < end) {
-            if (!g_main_context_iteration(nullptr, FALSE)) g_usleep(2000);
-        }
     }
 
     // A document of `iSections` sections of `iTiles` tiles each; `sTag` makes its keys its own.

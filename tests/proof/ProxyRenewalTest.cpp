@@ -8,7 +8,7 @@
 
 #include <string>
 
-#include "BusNameWatch.h"
+#include "BusEvents.h"
 #include "FakeServiceFixture.h"
 #include "PelmoAPI.h"
 

@@ -1,5 +1,5 @@
-// A bus name changing hands, seen as an app sees it: through the signals its main context
-// dispatches.
+// What the bus tells an app (a name changing hands, its connection closing), seen as the app sees
+// it: through the signals its main context dispatches.
 #pragma once
 
 #include <gio/gio.h>
@@ -15,6 +15,10 @@ std::string BusNameOwner(GDBusConnection* pConnection, const std::string& sName)
 // guard against a bus that never tells, passed first.
 bool RunMainContextUntilNewOwner(GDBusConnection* pConnection, const std::string& sName, const std::string& sOldOwner,
                                  int iTimeoutMs);
+
+// Runs this thread's default main context until the connection, made in this thread, has
+// signalled that it is closed. False when the deadline, a guard against a hang, passed first.
+bool WaitForConnectionClosed(GDBusConnection* pConnection, int iTimeoutMs);
 
 // Dispatches what this thread's default main context has pending, as an app's main loop does
 // between two requests when nothing else happens.

@@ -1,4 +1,4 @@
-#include "BusNameWatch.h"
+#include "BusEvents.h"
 
 namespace {
 struct PT_OWNER_WATCH {
@@ -6,6 +6,27 @@ struct PT_OWNER_WATCH {
     std::string sOwner;
     bool bTimedOut = false;
 };
+
+// A source on the default main context that sets *pFlag once the time is up.
+GSource* AttachDeadline(int iTimeoutMs, bool* pFlag)
+{
+    GSource* pGuard = g_timeout_source_new(static_cast<guint>(iTimeoutMs));
+    g_source_set_callback(
+        pGuard,
+        [](gpointer pUser) -> gboolean {
+            *static_cast<bool*>(pUser) = true;
+            return G_SOURCE_REMOVE;
+        },
+        pFlag, nullptr);
+    g_source_attach(pGuard, nullptr);
+    return pGuard;
+}
+
+void DetachDeadline(GSource* pGuard)
+{
+    g_source_destroy(pGuard);
+    g_source_unref(pGuard);
+}
 }  // namespace
 
 std::string BusNameOwner(GDBusConnection* pConnection, const std::string& sName)
@@ -34,20 +55,11 @@ bool RunMainContextUntilNewOwner(GDBusConnection* pConnection, const std::string
             static_cast<PT_OWNER_WATCH*>(pUser)->sOwner = sOwner;
         },
         nullptr, &watch, nullptr);
-    GSource* pGuard = g_timeout_source_new(static_cast<guint>(iTimeoutMs));
-    g_source_set_callback(
-        pGuard,
-        [](gpointer pUser) -> gboolean {
-            static_cast<PT_OWNER_WATCH*>(pUser)->bTimedOut = true;
-            return G_SOURCE_REMOVE;
-        },
-        &watch, nullptr);
-    g_source_attach(pGuard, nullptr);
+    GSource* pGuard = AttachDeadline(iTimeoutMs, &watch.bTimedOut);
     while (!watch.bTimedOut && (watch.sOwner.empty() || watch.sOwner == watch.sOldOwner)) {
         g_main_context_iteration(nullptr, TRUE);
     }
-    g_source_destroy(pGuard);
-    g_source_unref(pGuard);
+    DetachDeadline(pGuard);
     g_bus_unwatch_name(uWatch);
     RunMainContextUntilIdle();
     return !watch.bTimedOut;
@@ -57,4 +69,25 @@ void RunMainContextUntilIdle()
 {
     while (g_main_context_iteration(nullptr, FALSE)) {
     }
+}
+
+bool WaitForConnectionClosed(GDBusConnection* pConnection, int iTimeoutMs)
+{
+    if (pConnection == nullptr) return false;
+    bool bClosed = false;
+    const gulong uHandler = g_signal_connect(
+        pConnection, "closed", G_CALLBACK(+[](GDBusConnection*, gboolean, GError*, gpointer pUser) {
+            *static_cast<bool*>(pUser) = true;
+        }),
+        &bClosed);
+    bool bTimedOut = false;
+    GSource* pGuard = AttachDeadline(iTimeoutMs, &bTimedOut);
+    // A close signalled before the handler was connected leaves nothing pending behind it.
+    while (!bClosed && !bTimedOut &&
+           !(g_dbus_connection_is_closed(pConnection) && !g_main_context_pending(nullptr))) {
+        g_main_context_iteration(nullptr, TRUE);
+    }
+    DetachDeadline(pGuard);
+    g_signal_handler_disconnect(pConnection, uHandler);
+    return !bTimedOut;
 }
