@@ -25,8 +25,8 @@ public:
     std::vector<CLogLine> Lines() const
     {
         std::vector<CLogLine> vecLines = m_log.Lines();
-        vecLines.erase(vecLines.begin(), vecLines.begin() + static_cast<std::ptrdiff_t>(
-                                                                std::min(m_uFirst, vecLines.size())));
+        vecLines.erase(vecLines.begin(),
+                       vecLines.begin() + static_cast<std::ptrdiff_t>(std::min(m_uFirst, vecLines.size())));
         return vecLines;
     }
     size_t Count(const std::string& sBodyStart) const

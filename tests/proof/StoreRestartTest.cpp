@@ -79,7 +79,10 @@ public:
     }
 
     // Sets the library's call timeout in the probe (0: the shipped one).
-    bool SetCallTimeout(int iMilliseconds) { return Ask("call-timeout-ms " + std::to_string(iMilliseconds) + "\n") == "ok\n"; }
+    bool SetCallTimeout(int iMilliseconds)
+    {
+        return Ask("call-timeout-ms " + std::to_string(iMilliseconds) + "\n") == "ok\n";
+    }
 
 private:
     // Sends a command and waits for the probe's one line of answer (a generous deadline as a

@@ -15,7 +15,8 @@ size_t CountMethod(const std::vector<CRecordedCall>& vecCalls, const std::string
     for (const CRecordedCall& call : vecCalls) uCount += call.sMethod == sMethod;
     return uCount;
 }
-const char* kDocument = "{\"sections\":[{\"section_id\":1,\"section_title\":\"s\",\"tiles\":[{\"tile_title\":\"t\"}]}]}";
+const char* kDocument =
+    "{\"sections\":[{\"section_id\":1,\"section_title\":\"s\",\"tiles\":[{\"tile_title\":\"t\"}]}]}";
 }  // namespace
 
 class EntryPointTest : public FakeServiceTest {};

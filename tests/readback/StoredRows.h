@@ -15,9 +15,9 @@
 #include <utility>
 #include <vector>
 
-#include "PreviewDataUtil.h"
 #include "FakeServiceFixture.h"
 #include "PelmoAPI.h"
+#include "PreviewDataUtil.h"
 
 namespace readback {
 
@@ -28,9 +28,18 @@ const char* const kTiles = "content://org.orvik.pelmo/tiles";
 // One stored row: column name to cell. A column that the row does not name reads as NULL.
 using StoredRow = std::map<std::string, CResultCell>;
 
-inline CResultCell Text(const std::string& sText) { return CResultCell::Text(sText); }
-inline CResultCell Integer(long long llValue) { return CResultCell::Integer(llValue); }
-inline CResultCell Real(double dValue) { return CResultCell::Double(dValue); }
+inline CResultCell Text(const std::string& sText)
+{
+    return CResultCell::Text(sText);
+}
+inline CResultCell Integer(long long llValue)
+{
+    return CResultCell::Integer(llValue);
+}
+inline CResultCell Real(double dValue)
+{
+    return CResultCell::Double(dValue);
+}
 
 // The rows as a result table with the given columns, in that order.
 inline CResultTable MakeTable(const std::vector<std::string>& vecColumns, const std::vector<StoredRow>& vecRows)
@@ -114,7 +123,8 @@ private:
     {
         static std::atomic<int> s_iCounter{0};
         Json::Value root;
-        if (call.sMethod != "select" || !Json::Reader().parse(call.sInput, root)) return {CScriptedReply::kAnswer, false, "bad"};
+        if (call.sMethod != "select" || !Json::Reader().parse(call.sInput, root))
+            return {CScriptedReply::kAnswer, false, "bad"};
         const std::pair<std::string, std::string> key{root["table_name"].asString(), root["where_args"][0].asString()};
         std::vector<StoredRow> vecRows;
         {
@@ -134,8 +144,8 @@ private:
             return {CScriptedReply::kAnswer, false, "publish"};
         }
         return {CScriptedReply::kAnswer, true,
-                "{\"key\":\"" + sKey + "\",\"memory_size\":\"" + std::to_string(sBytes.size()) +
-                    "\",\"req_id\":\"" + std::to_string(s_iCounter.load()) + "\"}"};
+                "{\"key\":\"" + sKey + "\",\"memory_size\":\"" + std::to_string(sBytes.size()) + "\",\"req_id\":\"" +
+                    std::to_string(s_iCounter.load()) + "\"}"};
     }
 
     std::mutex m_mutex;

@@ -115,7 +115,10 @@ TEST_F(StoreTest, KillDuringBulkInsertsLosesNoCommittedRow)
             const bool bAcknowledged = insert_request_for_bulk_data(param, &llRowId, "m") == 0;
             {
                 std::lock_guard<std::mutex> lock(mutex);
-                if (bAcknowledged) llAcknowledged += 50; else ++iFailed;
+                if (bAcknowledged)
+                    llAcknowledged += 50;
+                else
+                    ++iFailed;
             }
             changed.notify_all();
         }
@@ -123,8 +126,7 @@ TEST_F(StoreTest, KillDuringBulkInsertsLosesNoCommittedRow)
     // Let a few batches commit, then kill the service in the middle of the stream; the writer
     // goes on until one of its batches failed, so the stream really was cut.
     std::unique_lock<std::mutex> lock(mutex);
-    const bool bCommitted =
-        changed.wait_for(lock, std::chrono::seconds(20), [&] { return llAcknowledged >= 500; });
+    const bool bCommitted = changed.wait_for(lock, std::chrono::seconds(20), [&] { return llAcknowledged >= 500; });
     lock.unlock();
     const pid_t service = m_store.GetServicePid();
     if (bCommitted) kill(service, SIGKILL);

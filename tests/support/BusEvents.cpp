@@ -76,15 +76,13 @@ bool WaitForConnectionClosed(GDBusConnection* pConnection, int iTimeoutMs)
     if (pConnection == nullptr) return false;
     bool bClosed = false;
     const gulong uHandler = g_signal_connect(
-        pConnection, "closed", G_CALLBACK(+[](GDBusConnection*, gboolean, GError*, gpointer pUser) {
-            *static_cast<bool*>(pUser) = true;
-        }),
+        pConnection, "closed",
+        G_CALLBACK(+[](GDBusConnection*, gboolean, GError*, gpointer pUser) { *static_cast<bool*>(pUser) = true; }),
         &bClosed);
     bool bTimedOut = false;
     GSource* pGuard = AttachDeadline(iTimeoutMs, &bTimedOut);
     // A close signalled before the handler was connected leaves nothing pending behind it.
-    while (!bClosed && !bTimedOut &&
-           !(g_dbus_connection_is_closed(pConnection) && !g_main_context_pending(nullptr))) {
+    while (!bClosed && !bTimedOut && !(g_dbus_connection_is_closed(pConnection) && !g_main_context_pending(nullptr))) {
         g_main_context_iteration(nullptr, TRUE);
     }
     DetachDeadline(pGuard);

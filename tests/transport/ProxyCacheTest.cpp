@@ -1,8 +1,7 @@
+#include <pelmo_service_gdbus_generated.h>
 #include <signal.h>
 
 #include <chrono>
-
-#include <pelmo_service_gdbus_generated.h>
 
 #include "BusEvents.h"
 #include "TransportFixture.h"
@@ -161,8 +160,8 @@ TEST_F(TransportTest, GeneratedSyncCallWithoutAReplyReturnsFalseAndLeavesOutputs
     m_service.AnswerAlways(false, "answered");
     gboolean bResult = TRUE;
     gchar* sOutput = nullptr;
-    ASSERT_TRUE(org_orvik_pelmo_service_call_call_sync(pProxy, "insert", "m", "{}", &bResult, &sOutput, nullptr,
-                                                       &pError));
+    ASSERT_TRUE(
+        org_orvik_pelmo_service_call_call_sync(pProxy, "insert", "m", "{}", &bResult, &sOutput, nullptr, &pError));
     EXPECT_EQ(bResult, FALSE);
     ASSERT_NE(sOutput, nullptr);
     EXPECT_STREQ(sOutput, "answered");
@@ -171,8 +170,8 @@ TEST_F(TransportTest, GeneratedSyncCallWithoutAReplyReturnsFalseAndLeavesOutputs
     m_service.Stop();  // nobody answers now
     bResult = TRUE;
     gchar* sUntouched = nullptr;
-    EXPECT_FALSE(org_orvik_pelmo_service_call_call_sync(pProxy, "insert", "m", "{}", &bResult, &sUntouched, nullptr,
-                                                        &pError));
+    EXPECT_FALSE(
+        org_orvik_pelmo_service_call_call_sync(pProxy, "insert", "m", "{}", &bResult, &sUntouched, nullptr, &pError));
     EXPECT_NE(pError, nullptr);
     EXPECT_EQ(bResult, TRUE);
     EXPECT_EQ(sUntouched, nullptr);
