@@ -49,7 +49,11 @@ bool CHostStore::StartService(std::string& sError)
             int iStatus = 0;
             if (waitpid(m_servicePid, &iStatus, WNOHANG) == m_servicePid) {
                 m_servicePid = -1;
-                sError = "the store service exited during start-up (see its log)";
+                // The service says why on its standard error (a refused database, for instance).
+                sError = "the store service exited during start-up (" +
+                         (WIFEXITED(iStatus) ? "exit status " + std::to_string(WEXITSTATUS(iStatus))
+                                             : "signal " + std::to_string(WTERMSIG(iStatus))) +
+                         "; see its standard error and log)";
                 return false;
             }
         }

@@ -80,7 +80,7 @@ void CStoreDatabase::FinalizeCache()
     m_mapStatement.clear();
 }
 
-bool CStoreDatabase::Open(const std::string& sPath, std::string& sError)
+bool CStoreDatabase::Open(const std::string& sPath, std::string& sError, StoreIdentity::EIntegrity integrity)
 {
     if (m_pDb != nullptr) {
         sError = "database already open";
@@ -90,6 +90,9 @@ bool CStoreDatabase::Open(const std::string& sPath, std::string& sError)
         sError = "no database path given";
         return false;
     }
+    // Before anything is written: switching to WAL or creating a table would already change
+    // another program's file.
+    if (sPath != ":memory:" && !StoreIdentity::CheckFile(sPath, integrity, sError)) return false;
     sqlite3* pDb = nullptr;
     const int iRc = sqlite3_open_v2(sPath.c_str(), &pDb, SQLITE_OPEN_READWRITE | SQLITE_OPEN_CREATE, nullptr);
     if (iRc != SQLITE_OK) {

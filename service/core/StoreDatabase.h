@@ -10,6 +10,7 @@
 #include <unordered_map>
 
 #include "OutsideWrites.h"
+#include "StoreIdentity.h"
 #include "WriteTurns.h"
 
 class CStoreDatabase;
@@ -42,9 +43,12 @@ public:
     CStoreDatabase& operator=(const CStoreDatabase&) = delete;
 
     // Opens (creating if needed) the database at sPath, or an in-memory one for ":memory:",
-    // and creates the preview tables or brings an older database up to the current schema. False with a one-line reason
-    // when it cannot.
-    bool Open(const std::string& sPath, std::string& sError);
+    // and creates the preview tables or brings an older database up to the current schema.
+    // An existing file is looked at first and refused, unchanged, unless it is a store (see
+    // StoreIdentity); `integrity` says whether every page is read for that. False with a
+    // one-line reason when it cannot.
+    bool Open(const std::string& sPath, std::string& sError,
+              StoreIdentity::EIntegrity integrity = StoreIdentity::EIntegrity::kCheck);
     bool IsOpen() const { return m_pDb != nullptr; }
     sqlite3* Handle() const { return m_pDb; }
 

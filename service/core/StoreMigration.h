@@ -5,6 +5,7 @@
 #pragma once
 
 #include <string>
+#include <vector>
 
 class CStoreDatabase;
 
@@ -12,10 +13,14 @@ namespace StoreMigration {
 // The schema version this service writes.
 inline constexpr int kCurrentVersion = 1;
 
-// Creates the tables of a new database, or upgrades an older one. False with a one-line reason
-// (the database is left as it was) when it cannot, or when the database is newer than this
-// service.
+// Creates the tables of a new database, or upgrades an older one, and marks the file with the
+// store's application id and the current version. False with a one-line reason (the database
+// is left as it was) when it cannot, or when the database is newer than this service or marked
+// by another program.
 bool Apply(CStoreDatabase& database, std::string& sError);
 // The database's schema version, or -1 when it cannot be read.
 int Version(CStoreDatabase& database);
+// The statements that build every table, index and trigger of schema version iVersion (0 up to
+// kCurrentVersion) from nothing, as this service writes them; empty for any other version.
+std::vector<std::string> StatementsOfVersion(int iVersion);
 }  // namespace StoreMigration

@@ -118,7 +118,9 @@ int main(int argc, char** argv)
     std::vector<std::unique_ptr<CWorkerStore>> vecStores;
     for (std::size_t i = 0; i < iWorkers; ++i) {
         auto pStore = std::make_unique<CWorkerStore>();
-        if (!pStore->database.Open(options.sDatabase, sError)) {
+        // The first connection reads the whole file through before the service takes it.
+        const auto integrity = i == 0 ? StoreIdentity::EIntegrity::kCheck : StoreIdentity::EIntegrity::kSkip;
+        if (!pStore->database.Open(options.sDatabase, sError, integrity)) {
             std::fprintf(stderr, "pelmo-service: %s\n", sError.c_str());
             return 1;
         }

@@ -1,10 +1,11 @@
-// The schema version: a new database gets the current one, a database written before versions
-// were kept is brought up to it with every row kept, and a database of a newer service is
-// refused and left alone.
+// The schema version: a new database gets the current one, and a database written before
+// versions were kept is brought up to it with every row kept (a database of a newer service is
+// refused before it is opened, see StoreFileIdentityTests).
 #include <fstream>
 #include <iterator>
 #include <memory>
 
+#include "StoreIdentity.h"
 #include "StoreMigration.h"
 #include "StoreTestSupport.h"
 
@@ -84,6 +85,12 @@ TEST_F(StoreMigrationTest, DatabaseWrittenBeforeOwnersOpensKeepsEveryRowAndIsCla
     Open(sPath);
     EXPECT_EQ(StoreMigration::Version(*m_pDatabase), 1);
     EXPECT_EQ(DumpRows(m_pDatabase->Handle()), sRowsBefore);
+    // It is marked as a store now, so that it is taken without a look at its tables next time.
+    sqlite3_stmt* pStatement = nullptr;
+    ASSERT_EQ(sqlite3_prepare_v2(m_pDatabase->Handle(), "PRAGMA application_id", -1, &pStatement, nullptr), SQLITE_OK);
+    ASSERT_EQ(sqlite3_step(pStatement), SQLITE_ROW);
+    EXPECT_EQ(sqlite3_column_int(pStatement, 0), StoreIdentity::kApplicationId);
+    sqlite3_finalize(pStatement);
     // Nobody owns the module yet; the first user to name it takes it, the next one is refused.
     const CStoreReply stats = Call("stats", "org.example.player", Json::Value(" "));
     ASSERT_TRUE(stats.bResult) << stats.sOutput;
@@ -95,24 +102,4 @@ TEST_F(StoreMigrationTest, DatabaseWrittenBeforeOwnersOpensKeepsEveryRowAndIsCla
     Open(sPath);
     EXPECT_EQ(StoreMigration::Version(*m_pDatabase), 1);
     EXPECT_EQ(DumpRows(m_pDatabase->Handle()), sRowsBefore);
-}
-
-TEST(StoreMigration, DatabaseOfANewerServiceIsRefusedAndLeftAlone)
-{
-    CTempDir dir;
-    const std::string sPath = dir.Path() + "/store.db";
-    {
-        CStoreDatabase database;
-        std::string sError;
-        ASSERT_TRUE(database.Open(sPath, sError)) << sError;
-        ASSERT_TRUE(database.Execute("PRAGMA user_version = 7", sError)) << sError;
-    }
-    CStoreDatabase database;
-    std::string sError;
-    EXPECT_FALSE(database.Open(sPath, sError));
-    EXPECT_EQ(sError, "the database has schema version 7, newer than this service's 1");
-    sqlite3* pDb = nullptr;
-    ASSERT_EQ(sqlite3_open(sPath.c_str(), &pDb), SQLITE_OK);
-    EXPECT_EQ(UserVersion(pDb), 7);
-    sqlite3_close(pDb);
 }

@@ -242,6 +242,10 @@ TEST_F(StoreDelete, DeletingAnAcceleratorDeletesItsSectionsAndTiles)
 
 TEST_F(StoreDelete, LongChainOfIdsDeletesEveryNamedRow)
 {
+    // More tiles than a module may hold by default: the chain is what is tested here.
+    PT_MODULE_QUOTA quota;
+    quota.llTiles = 4000;
+    m_pHandler->SetModuleQuota(quota);
     const long long llSection = AddSection("org.example.app", AddAccelerator("org.example.app"));
     Json::Value rows(Json::arrayValue);
     for (int i = 0; i < 3000; ++i) {
