@@ -15,29 +15,8 @@ CLogCapture::~CLogCapture()
 void CLogCapture::Sink(int prio, const char* tag, const char* message, void* user)
 {
     auto* pSelf = static_cast<CLogCapture*>(user);
-    {
-        std::lock_guard<std::mutex> lock(pSelf->m_mutex);
-        pSelf->m_vecLines.push_back(CLogLine{prio, tag, message, std::chrono::steady_clock::now()});
-    }
-    pSelf->m_cond.notify_all();
-}
-
-bool CLogCapture::WaitFor(const std::function<bool(const std::vector<CLogLine>&)>& condition, int iTimeoutMs) const
-{
-    std::unique_lock<std::mutex> lock(m_mutex);
-    return m_cond.wait_for(lock, std::chrono::milliseconds(iTimeoutMs), [&] { return condition(m_vecLines); });
-}
-
-bool CLogCapture::WaitForBodyStart(int iPriority, const std::string& sStart, int iTimeoutMs) const
-{
-    return WaitFor(
-        [&](const std::vector<CLogLine>& vecLines) {
-            for (const CLogLine& line : vecLines) {
-                if (line.iPriority == iPriority && Body(line.sMessage).rfind(sStart, 0) == 0) return true;
-            }
-            return false;
-        },
-        iTimeoutMs);
+    std::lock_guard<std::mutex> lock(pSelf->m_mutex);
+    pSelf->m_vecLines.push_back(CLogLine{prio, tag, message, std::chrono::steady_clock::now()});
 }
 
 std::vector<CLogLine> CLogCapture::Lines() const

@@ -2,9 +2,7 @@
 #pragma once
 
 #include <chrono>
-#include <condition_variable>
 #include <cstddef>
-#include <functional>
 #include <mutex>
 #include <string>
 #include <vector>
@@ -37,15 +35,8 @@ public:
     // All lines, one per row, for failure messages.
     std::string Dump() const;
 
-    // Waits until the lines logged so far satisfy `condition`, which is tested at once and after
-    // every new line. False when the deadline (a guard against a hang) passed first.
-    bool WaitFor(const std::function<bool(const std::vector<CLogLine>&)>& condition, int iTimeoutMs) const;
-    // Waits until some line of this priority has a body that starts with `sStart`.
-    bool WaitForBodyStart(int iPriority, const std::string& sStart, int iTimeoutMs) const;
-
 private:
     static void Sink(int prio, const char* tag, const char* message, void* user);
     mutable std::mutex m_mutex;
-    mutable std::condition_variable m_cond;
     std::vector<CLogLine> m_vecLines;
 };
