@@ -1,5 +1,6 @@
 // Reading a preview document (parse, typing, public extra, keys) against a bare jsoncpp parse
 // of the same text, measured in the same run. Prints medians and the ratio.
+//   parse_bench [RUNS]   (default 301 runs of each document)
 #include <dlog_host.h>
 #include <json/json.h>
 #include <pelmo/TilesModel.h>
@@ -62,14 +63,14 @@ double MedianMicros(int iRuns, F fn)
 }
 }  // namespace
 
-int main()
+int main(int argc, char** argv)
 {
+    const int iRuns = argc > 1 ? std::max(1, std::atoi(argv[1])) : 301;
     setenv("PELMO_LOG_LEVEL", "none", 1);
     dlog_host_reload_level();
     std::printf("%-6s %10s %14s %14s %7s\n", "tiles", "bytes", "jsoncpp_us", "preview_us", "ratio");
     for (int iTiles : {30, 200, 300}) {
         const std::string sDoc = MakeDocument(iTiles);
-        const int iRuns = 301;
         size_t nSink = 0;
         const double dBare = MedianMicros(iRuns, [&] {
             Json::Reader reader;

@@ -1,6 +1,7 @@
 // What the look at an existing store costs the service's start: CStoreDatabase::Open of a file
 // store of growing size with the integrity check (the first worker's connection) and without
 // it (the others'), median of a few opens each, the file in the OS cache. Prints the figures.
+//   store_open_bench [LARGEST]   (stores of 1000, 10000 and 50000 tiles, those up to LARGEST)
 #include <stdlib.h>
 #include <sys/stat.h>
 #include <unistd.h>
@@ -8,6 +9,7 @@
 #include <algorithm>
 #include <chrono>
 #include <cstdio>
+#include <cstdlib>
 #include <string>
 #include <vector>
 
@@ -56,8 +58,9 @@ double MedianOpenMillis(const std::string& sPath, StoreIdentity::EIntegrity inte
 }
 }  // namespace
 
-int main()
+int main(int argc, char** argv)
 {
+    const int iLargest = argc > 1 ? std::max(1000, std::atoi(argv[1])) : 50000;
     const char* pDir = getenv("PELMO_BENCH_DIR");
     std::string sTemplate = std::string(pDir != nullptr && *pDir != '\0' ? pDir : "/tmp") + "/pelmo-open-bench-XXXXXX";
     if (mkdtemp(sTemplate.data()) == nullptr) {
@@ -68,6 +71,7 @@ int main()
     std::printf("%8s %10s %14s %14s\n", "tiles", "file MB", "checked ms", "unchecked ms");
     int iStatus = 0;
     for (const int iTiles : {1000, 10000, 50000}) {
+        if (iTiles > iLargest) break;
         const std::string sPath = sTemplate + "/store-" + std::to_string(iTiles) + ".db";
         if (!Fill(sPath, iTiles)) {
             iStatus = 1;

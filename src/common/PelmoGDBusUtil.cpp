@@ -1,7 +1,10 @@
 #include "PelmoGDBusUtil.h"
 
+#include <atomic>
+
 // Log lines name this unit by its path in the tree, whatever path the build hands the compiler.
 #define PELMO_LOG_UNIT "src/common/PelmoGDBusUtil.cpp"
+#include "PelmoCallTimeout.h"
 #include "PelmoLog.h"
 #include "PelmoTransportMutex.h"
 #include "SendableText.h"
@@ -9,8 +12,18 @@
 namespace {
 constexpr const char* kObjectPath = "/org/orvik/pelmo_service";
 constexpr const char* kInterfaceName = "org.orvik.pelmo_service";
-constexpr int kCallTimeoutMs = 5000;
+std::atomic<int> s_iCallTimeoutMs{kPelmoDefaultCallTimeoutMs};
 }  // namespace
+
+int PelmoCallTimeoutMs()
+{
+    return s_iCallTimeoutMs.load();
+}
+
+void PelmoSetCallTimeoutMs(int iMilliseconds)
+{
+    s_iCallTimeoutMs.store(iMilliseconds > 0 ? iMilliseconds : kPelmoDefaultCallTimeoutMs);
+}
 
 pthread_mutex_t gMutex = PTHREAD_MUTEX_INITIALIZER;
 
@@ -194,7 +207,7 @@ GVariant* CPelmoGDBusUtil::SendMessageViaDBUS(const std::string& sBusName, const
     if (pConnection != nullptr) {
         pReply =
             g_dbus_connection_call_sync(pConnection, sBusName.c_str(), kObjectPath, kInterfaceName, "Call", pParams,
-                                        nullptr, G_DBUS_CALL_FLAGS_NONE, kCallTimeoutMs, nullptr, &pError);
+                                        nullptr, G_DBUS_CALL_FLAGS_NONE, PelmoCallTimeoutMs(), nullptr, &pError);
         g_object_unref(pConnection);
         if (pError == nullptr && pReply != nullptr) return pReply;
     }

@@ -9,6 +9,7 @@
 #include <iterator>
 #include <thread>
 
+#include "EventWait.h"
 #include "HostStore.h"
 #include "PelmoctlStoreFixture.h"
 
@@ -112,12 +113,8 @@ bool StartWaitingPublish(CToolProcess& process, const std::string& sStoreDir, co
     if (!process.Start({PELMOCTL_PATH, "--host", sStoreDir, "publish", "org.example.player", "-"}, vecEnv)) {
         return false;
     }
-    const auto deadline = std::chrono::steady_clock::now() + std::chrono::seconds(20);
-    while (std::chrono::steady_clock::now() < deadline) {
-        if (CountInFile(sStoreDir + "/service.log", "serving ") > iServedBefore) return true;
-        std::this_thread::sleep_for(std::chrono::milliseconds(20));
-    }
-    return false;
+    return WaitForFolderCondition(
+        sStoreDir, [&] { return CountInFile(sStoreDir + "/service.log", "serving ") > iServedBefore; }, 20000);
 }
 }  // namespace
 

@@ -6,11 +6,14 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <cerrno>
 #include <chrono>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
+
+#include "EventWait.h"
 
 namespace {
 void CloseFd(int& iFd)
@@ -113,17 +116,13 @@ bool CToolProcess::Pump(int iTimeoutMs, bool bCloseInput)
         }
     }
     // Both outputs closed: the process ended (or closed them); wait for it within the time left.
-    for (;;) {
-        int iStatus = 0;
-        const pid_t r = waitpid(m_pid, &iStatus, WNOHANG);
-        if (r == m_pid) {
-            m_bExited = true;
-            m_result.iExit = WIFEXITED(iStatus) ? WEXITSTATUS(iStatus) : 128 + WTERMSIG(iStatus);
-            return true;
-        }
-        if (std::chrono::steady_clock::now() >= deadline) return false;
-        usleep(5000);
-    }
+    const auto left =
+        std::chrono::duration_cast<std::chrono::milliseconds>(deadline - std::chrono::steady_clock::now()).count();
+    int iStatus = 0;
+    if (!WaitForChildExit(m_pid, static_cast<int>(std::max<long long>(left, 0)), &iStatus)) return false;
+    m_bExited = true;
+    m_result.iExit = WIFEXITED(iStatus) ? WEXITSTATUS(iStatus) : 128 + WTERMSIG(iStatus);
+    return true;
 }
 
 bool CToolProcess::WaitWithInputOpen(int iTimeoutMs)

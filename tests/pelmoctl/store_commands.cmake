@@ -14,4 +14,4 @@ target_compile_definitions(pelmoctl_store_tests PRIVATE
 target_link_libraries(pelmoctl_store_tests PRIVATE pelmo-test-support PkgConfig::SQLITE3 PkgConfig::JSONCPP
   GTest::gtest_main pelmo_warnings)
 add_dependencies(pelmoctl_store_tests pelmoctl pelmo-service)
-gtest_discover_tests(pelmoctl_store_tests DISCOVERY_TIMEOUT 30 PROPERTIES TIMEOUT 120)
+pelmo_discover_tests(pelmoctl_store_tests KIND integration PROPERTIES TIMEOUT 120)

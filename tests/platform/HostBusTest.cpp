@@ -7,6 +7,7 @@
 #include <cstdlib>
 #include <string>
 
+#include "EventWait.h"
 #include "HostBus.h"
 
 TEST(HostBus, StartsAPrivateSystemBusAndPointsTheEnvironmentAtIt)
@@ -66,12 +67,8 @@ TEST(HostBus, DaemonDiesWithAProcessThatCrashes)
     ASSERT_NE(sFolder.find("/pelmo-bus."), std::string::npos) << sFolder;
     int iStatus = 0;
     waitpid(child, &iStatus, 0);
-    bool bGone = false;
-    for (int i = 0; i < 200 && !bGone; ++i) {
-        // The daemon was the crashed process's child; once it dies it is reparented and reaped.
-        bGone = kill(daemon, 0) != 0;
-        if (!bGone) usleep(10000);
-    }
+    // The daemon was the crashed process's child: it is told of its parent's death and ends.
+    const bool bGone = WaitForProcessEnd(daemon, 10000);
     EXPECT_TRUE(bGone) << "dbus-daemon " << daemon << " outlived its starter";
     if (!bGone) kill(daemon, SIGKILL);
     unlink((sFolder + "/system_bus_socket").c_str());
@@ -87,11 +84,14 @@ TEST(HostBus, SpawnedProcessesSeeTheBusAndAreStoppedWithIt)
     const std::string sOut = bus.GetDirectory() + "/env.txt";
     const pid_t pid = bus.Spawn({"/bin/sh", "-c", "echo \"$DBUS_SYSTEM_BUS_ADDRESS\" > " + sOut + "; exec sleep 60"});
     ASSERT_GT(pid, 0);
-    for (int i = 0; i < 300; ++i) {
-        struct stat st {};
-        if (stat(sOut.c_str(), &st) == 0 && st.st_size > 0) break;
-        usleep(10000);
-    }
+    ASSERT_TRUE(WaitForFolderCondition(
+        bus.GetDirectory(),
+        [&] {
+            struct stat st {};
+            return stat(sOut.c_str(), &st) == 0 && st.st_size > 0;
+        },
+        10000))
+        << "the spawned shell wrote nothing";
     FILE* pFile = fopen(sOut.c_str(), "r");
     ASSERT_NE(pFile, nullptr);
     char buf[512] = {};

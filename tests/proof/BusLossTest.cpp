@@ -3,8 +3,8 @@
 #include <signal.h>
 
 #include <chrono>
-#include <thread>
 
+#include "BusEvents.h"
 #include "FaultFixture.h"
 
 namespace {
@@ -39,11 +39,14 @@ TEST_F(FaultTest, BusDaemonGoneLeavesTheHostRunningRequestsFailCleanlyAndANewBus
     ASSERT_EQ(set_preview_metadata(Document(2, 3, "before").c_str(), kModule), 1);
 
     CTerminationWatch watch;
-    CTimedLog timed;
+    CTimedLog timed(m_log);
+    GDBusConnection* pConnection = CPelmoGDBusUtil::GetInstance()->GetConnection();
+    ASSERT_NE(pConnection, nullptr);
     ASSERT_EQ(kill(m_store.GetBus().GetDaemonPid(), SIGKILL), 0);
-    // Time for the connection's worker to see the socket close (that is when a connection that
-    // ends its host on close would raise SIGTERM).
-    std::this_thread::sleep_for(std::chrono::milliseconds(500));
+    // The connection tells of the close on the main context it was made in: that is where a
+    // connection that ends its host on close raises SIGTERM.
+    ASSERT_TRUE(WaitForConnectionClosed(pConnection, 10000)) << "the connection never noticed the bus is gone";
+    EXPECT_FALSE(watch.Seen()) << "the library's connection ended its host when the bus closed";
 
     const auto start = std::chrono::steady_clock::now();
     EXPECT_EQ(set_preview_metadata(Document(1, 1, "during").c_str(), kModule), 0);
@@ -55,7 +58,7 @@ TEST_F(FaultTest, BusDaemonGoneLeavesTheHostRunningRequestsFailCleanlyAndANewBus
     const double dSeconds = std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count();
     EXPECT_LT(dSeconds, 1.0);
     EXPECT_GT(timed.Count("g_dbus_proxy_call_sync() failed."), 0u) << timed.Errors();
-    std::this_thread::sleep_for(std::chrono::milliseconds(200));
+    RunMainContextUntilIdle();  // whatever the failed requests left to signal
     EXPECT_FALSE(watch.Seen()) << "the library's connection ended its host when the bus closed";
 
     // The host drops the library's connection and brings up a bus again; the store's database

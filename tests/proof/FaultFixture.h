@@ -1,45 +1,38 @@
 // The real store with a registered module, for tests that break the service or the bus under a
-// publish, and a log sink that notes when each line was logged, so that a test can measure how
-// long each request waited.
+// publish, and the library's log lines with the time each was logged, so that a test can measure
+// how long each request waited.
 #pragma once
 
 #include <dlog.h>
-#include <dlog_host.h>
-
 #include <gio/gio.h>
 
+#include <algorithm>
 #include <chrono>
-#include <mutex>
+#include <cstddef>
 #include <string>
 #include <vector>
 
 #include "ExpectedStore.h"
+#include "ShortCallTimeout.h"
 #include "StoreFixture.h"
 
-struct PT_TIMED_LINE {
-    std::chrono::steady_clock::time_point when;
-    int iPriority;
-    std::string sBody;
-};
-
-// Collects every line this process logs, with the time it was logged. Installed for the life of
-// the object; replaces any other sink meanwhile.
+// The lines the library logged since this object was made, each with the time it was logged,
+// so that a test can measure how long each request waited.
 class CTimedLog {
 public:
-    CTimedLog() { dlog_host_set_sink(&CTimedLog::Sink, this); }
-    ~CTimedLog() { dlog_host_set_sink(nullptr, nullptr); }
-    CTimedLog(const CTimedLog&) = delete;
-    CTimedLog& operator=(const CTimedLog&) = delete;
+    explicit CTimedLog(const CLogCapture& log) : m_log(log), m_uFirst(log.Lines().size()) {}
 
-    std::vector<PT_TIMED_LINE> Lines() const
+    std::vector<CLogLine> Lines() const
     {
-        std::lock_guard<std::mutex> lock(m_mutex);
-        return m_vecLines;
+        std::vector<CLogLine> vecLines = m_log.Lines();
+        vecLines.erase(vecLines.begin(),
+                       vecLines.begin() + static_cast<std::ptrdiff_t>(std::min(m_uFirst, vecLines.size())));
+        return vecLines;
     }
     size_t Count(const std::string& sBodyStart) const
     {
         size_t uCount = 0;
-        for (const PT_TIMED_LINE& line : Lines()) uCount += line.sBody.rfind(sBodyStart, 0) == 0;
+        for (const CLogLine& line : Lines()) uCount += CLogCapture::Body(line.sMessage).rfind(sBodyStart, 0) == 0;
         return uCount;
     }
 
@@ -47,8 +40,8 @@ public:
     std::string Errors() const
     {
         std::string s;
-        for (const PT_TIMED_LINE& line : Lines()) {
-            if (line.iPriority == DLOG_ERROR) s += line.sBody + "\n";
+        for (const CLogLine& line : Lines()) {
+            if (line.iPriority == DLOG_ERROR) s += CLogCapture::Body(line.sMessage) + "\n";
         }
         return s;
     }
@@ -59,11 +52,12 @@ public:
         std::vector<double> vecSeconds;
         bool bOpen = false;
         std::chrono::steady_clock::time_point start;
-        for (const PT_TIMED_LINE& line : Lines()) {
-            if (line.sBody.rfind("Function = [", 0) == 0) {
+        for (const CLogLine& line : Lines()) {
+            const std::string sBody = CLogCapture::Body(line.sMessage);
+            if (sBody.rfind("Function = [", 0) == 0) {
                 bOpen = true;
                 start = line.when;
-            } else if (bOpen && line.sBody.rfind("g_dbus_proxy_call_sync() failed.", 0) == 0) {
+            } else if (bOpen && sBody.rfind("g_dbus_proxy_call_sync() failed.", 0) == 0) {
                 vecSeconds.push_back(std::chrono::duration<double>(line.when - start).count());
                 bOpen = false;
             }
@@ -72,14 +66,8 @@ public:
     }
 
 private:
-    static void Sink(int iPriority, const char*, const char* sMessage, void* pUser)
-    {
-        CTimedLog* pSelf = static_cast<CTimedLog*>(pUser);
-        std::lock_guard<std::mutex> lock(pSelf->m_mutex);
-        pSelf->m_vecLines.push_back({std::chrono::steady_clock::now(), iPriority, CLogCapture::Body(sMessage)});
-    }
-    mutable std::mutex m_mutex;
-    std::vector<PT_TIMED_LINE> m_vecLines;
+    const CLogCapture& m_log;
+    size_t m_uFirst;
 };
 
 class FaultTest : public StoreTest {
@@ -98,17 +86,6 @@ protected:
         m_acceleratorMembers["_id"] = static_cast<int>(m_llAccelerator);
         m_acceleratorMembers["accelerator_title"] = "Sturdy";
         m_acceleratorMembers["app_pkg_name"] = kModule;
-    }
-
-    // Lets the host's main context run for a while, as an app's main loop does (the library's
-    // cached proxy hears of a new owner of the service's name there, though its calls do not
-    // depend on it).
-    static void RunHostMainContext(int iMilliseconds)
-    {
-        const auto end = std::chrono::steady_clock::now() + std::chrono::milliseconds(iMilliseconds);
-        while (std::chrono::steady_clock::now() < end) {
-            if (!g_main_context_iteration(nullptr, FALSE)) g_usleep(2000);
-        }
     }
 
     // A document of `iSections` sections of `iTiles` tiles each; `sTag` makes its keys its own.

@@ -5,47 +5,22 @@
 #include <dlog.h>
 #include <gio/gio.h>
 #include <gtest/gtest.h>
-#include <stdlib.h>
 
-#include <chrono>
-#include <memory>
+#include <string>
 
-#include "FakeService.h"
-#include "HostBus.h"
-#include "LogCapture.h"
+#include "BusEvents.h"
+#include "FakeServiceFixture.h"
 #include "PelmoAPI.h"
-#include "PelmoGDBusUtil.h"
 
-class ProxyRenewalTest : public ::testing::Test {
+class ProxyRenewalTest : public FakeServiceTest {
 protected:
+    static constexpr const char* kStoreName = "org.orvik.Feltrix.dbus";
+
     void SetUp() override
     {
-        setenv("PELMO_APP_ID", "org.example.caller", 1);
-        std::string sError;
-        ASSERT_TRUE(m_bus.Start(sError)) << sError;
-    }
-    void TearDown() override
-    {
-        CPelmoGDBusUtil::ReleaseInstance();
-        if (m_pService) m_pService->Stop();
-        m_bus.Stop();
-    }
-
-    std::unique_ptr<CFakeService> StartService()
-    {
-        std::unique_ptr<CFakeService> pService(new CFakeService());
-        EXPECT_TRUE(pService->Start()) << "fake service did not get its names";
-        pService->AnswerAlways(true, "7");
-        return pService;
-    }
-
-    // What an app's main loop does between two requests.
-    static void RunHostMainContext(int iMilliseconds)
-    {
-        const auto end = std::chrono::steady_clock::now() + std::chrono::milliseconds(iMilliseconds);
-        while (std::chrono::steady_clock::now() < end) {
-            if (!g_main_context_iteration(nullptr, FALSE)) g_usleep(2000);
-        }
+        FakeServiceTest::SetUp();
+        if (HasFatalFailure()) return;
+        m_service.AnswerAlways(true, "7");
     }
 
     static int Delete()
@@ -63,38 +38,36 @@ protected:
         }
         return uFailed;
     }
-
-    CHostBus m_bus;
-    std::unique_ptr<CFakeService> m_pService;
-    CLogCapture m_log;
 };
 
 TEST_F(ProxyRenewalTest, HostRunningItsMainContextReachesTheNewInstanceThroughTheSameProxy)
 {
-    m_pService = StartService();
     ASSERT_EQ(Delete(), 0);
-    m_pService->Stop();
-    m_pService = StartService();  // a new connection: a new unique name owns the service's names
-    RunHostMainContext(300);
+    GDBusConnection* pConnection = CPelmoGDBusUtil::GetInstance()->GetConnection();
+    const std::string sFirstOwner = BusNameOwner(pConnection, kStoreName);
+    ASSERT_FALSE(sFirstOwner.empty());
+    ASSERT_TRUE(RestartService());  // a new connection: a new unique name owns the service's names
+    // The app's main loop runs until the bus has told of the new owner, which the library's proxy
+    // hears through that same loop.
+    ASSERT_TRUE(RunMainContextUntilNewOwner(pConnection, kStoreName, sFirstOwner, 10000))
+        << "the bus never told of the new owner";
     m_log.Clear();
     EXPECT_EQ(Delete(), 0) << m_log.Dump();
-    EXPECT_EQ(m_pService->CallCount(), 1u);
+    EXPECT_EQ(m_service.CallCount(), 1u);
     EXPECT_EQ(FailedCalls(), 0u) << m_log.Dump();
     EXPECT_TRUE(m_log.Has(DLOG_DEBUG, "[org.orvik.Feltrix.dbus] proxy is already created.")) << m_log.Dump();
 }
 
 TEST_F(ProxyRenewalTest, HostWithoutAMainContextReachesTheNewInstanceThroughTheSameProxy)
 {
-    m_pService = StartService();
     ASSERT_EQ(Delete(), 0);
-    const std::string sFirstOwner = m_pService->Calls().at(0).sDestination;
-    m_pService->Stop();
-    m_pService = StartService();
+    const std::string sFirstOwner = m_service.Calls().at(0).sDestination;
+    ASSERT_TRUE(RestartService());
     m_log.Clear();
     // Nothing runs the host's main context here: the proxy never hears that the owner changed,
     // yet the very next request reaches the new instance, once, with no failed call before it.
     EXPECT_EQ(Delete(), 0) << m_log.Dump();
-    EXPECT_EQ(m_pService->CallCount(), 1u);
+    EXPECT_EQ(m_service.CallCount(), 1u);
     EXPECT_EQ(FailedCalls(), 0u) << m_log.Dump();
     EXPECT_TRUE(m_log.Has(DLOG_DEBUG, "[org.orvik.Feltrix.dbus] proxy is already created.")) << m_log.Dump();
     EXPECT_FALSE(m_log.Has(DLOG_INFO, "Create new proxy : [org.orvik.Feltrix.dbus]"));
@@ -103,14 +76,12 @@ TEST_F(ProxyRenewalTest, HostWithoutAMainContextReachesTheNewInstanceThroughTheS
 
 TEST_F(ProxyRenewalTest, ReleasingTheLibraryAfterARestartStillMakesANewConnectionAndProxy)
 {
-    m_pService = StartService();
     ASSERT_EQ(Delete(), 0);
-    m_pService->Stop();
-    m_pService = StartService();
+    ASSERT_TRUE(RestartService());
     CPelmoGDBusUtil::ReleaseInstance();
     m_log.Clear();
     EXPECT_EQ(Delete(), 0) << m_log.Dump();
-    EXPECT_EQ(m_pService->CallCount(), 1u);
+    EXPECT_EQ(m_service.CallCount(), 1u);
     EXPECT_TRUE(m_log.Has(DLOG_INFO, "Create new proxy : [org.orvik.Feltrix.dbus]")) << m_log.Dump();
 }
 
@@ -118,10 +89,9 @@ TEST_F(ProxyRenewalTest, EveryRequestAcrossSeveralRestartsReachesTheInstanceOfIt
 {
     for (int i = 0; i < 3; ++i) {
         SCOPED_TRACE(i);
-        if (m_pService) m_pService->Stop();
-        m_pService = StartService();
+        ASSERT_TRUE(RestartService());
         EXPECT_EQ(Delete(), 0) << m_log.Dump();
-        EXPECT_EQ(m_pService->CallCount(), 1u);
+        EXPECT_EQ(m_service.CallCount(), 1u);
     }
     EXPECT_EQ(FailedCalls(), 0u) << m_log.Dump();
     EXPECT_EQ(m_log.Count(DLOG_INFO, "Create new proxy : [org.orvik.Feltrix.dbus]"), 1u) << m_log.Dump();
@@ -129,11 +99,12 @@ TEST_F(ProxyRenewalTest, EveryRequestAcrossSeveralRestartsReachesTheInstanceOfIt
 
 TEST_F(ProxyRenewalTest, ServiceThatCameAfterTheProxyWasMadeIsReachedByTheNextRequest)
 {
+    m_service.Stop();
     EXPECT_EQ(Delete(), -1);
     EXPECT_EQ(Delete(), -1);
     EXPECT_EQ(FailedCalls(), 2u) << m_log.Dump();
     // A proxy made while the name had no owner calls the name itself.
-    m_pService = StartService();
+    ASSERT_TRUE(m_service.Start()) << "fake service did not get its names";
     EXPECT_EQ(Delete(), 0) << m_log.Dump();
-    EXPECT_EQ(m_pService->CallCount(), 1u);
+    EXPECT_EQ(m_service.CallCount(), 1u);
 }

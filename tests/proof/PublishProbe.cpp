@@ -2,11 +2,14 @@
 // publishes one document per line of its standard input ("publish FILE"), so that a test can
 // start it fresh against a store in any state and steer it between publishes. Each publish
 // prints one line: "result R seconds S requests N failed F longest L" (L: the longest failed
-// request, in seconds, from its first log line to its failure).
+// request, in seconds, from its first log line to its failure). "call-timeout-ms N" sets the
+// library's call timeout through the internal setter, which the probe links for that (0: the
+// shipped one again) and prints "ok".
 #include <signal.h>
 #include <sys/prctl.h>
 
 #include <chrono>
+#include <cstdlib>
 #include <fstream>
 #include <iostream>
 #include <iterator>
@@ -14,6 +17,7 @@
 #include <string>
 
 #include "PelmoAPI.h"
+#include "PelmoCallTimeout.h"
 #include "dlog_host.h"
 
 namespace {
@@ -64,6 +68,11 @@ int main(int argc, char** argv)
     dlog_host_set_sink(&Sink, &times);
     std::string sLine;
     while (std::getline(std::cin, sLine)) {
+        if (sLine.rfind("call-timeout-ms ", 0) == 0) {
+            PelmoSetCallTimeoutMs(std::atoi(sLine.c_str() + 16));
+            std::cout << "ok" << std::endl;
+            continue;
+        }
         if (sLine.rfind("publish ", 0) != 0) {
             std::cout << "error unknown command" << std::endl;
             continue;

@@ -11,11 +11,8 @@
 #include <functional>
 #include <mutex>
 
-#include "FakeService.h"
-#include "HostBus.h"
-#include "LogCapture.h"
+#include "FakeServiceFixture.h"
 #include "PelmoAPI.h"
-#include "PelmoGDBusUtil.h"
 #include "pelmo/SharedResult.h"
 
 namespace {
@@ -70,21 +67,17 @@ struct PT_DAMAGE {
 };
 }  // namespace
 
-class ResultSetFaultTest : public ::testing::Test {
+class ResultSetFaultTest : public FakeServiceTest {
 protected:
     void SetUp() override
     {
-        setenv("PELMO_APP_ID", "org.example.caller", 1);
-        std::string sError;
-        ASSERT_TRUE(m_bus.Start(sError)) << sError;
-        ASSERT_TRUE(m_service.Start()) << "fake service did not get its names";
+        FakeServiceTest::SetUp();
+        if (HasFatalFailure()) return;
         m_service.SetResponder([this](const CRecordedCall& call) { return Answer(call); });
     }
     void TearDown() override
     {
-        CPelmoGDBusUtil::ReleaseInstance();
-        m_service.Stop();
-        m_bus.Stop();
+        FakeServiceTest::TearDown();
         std::lock_guard<std::mutex> lock(m_mutex);
         for (const std::string& sKey : m_vecKeys) CSharedResultWriter::Remove(sKey);
     }
@@ -122,9 +115,6 @@ protected:
         return uCount;
     }
 
-    CHostBus m_bus;
-    CFakeService m_service;
-    CLogCapture m_log;
     std::mutex m_mutex;
     std::vector<std::string> m_vecKeys;
     PT_DAMAGE m_damage{"none", nullptr};

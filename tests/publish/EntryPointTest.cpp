@@ -5,11 +5,8 @@
 
 #include <stdexcept>
 
-#include "FakeService.h"
-#include "HostBus.h"
-#include "LogCapture.h"
+#include "FakeServiceFixture.h"
 #include "PelmoAPI.h"
-#include "PelmoGDBusUtil.h"
 
 namespace {
 size_t CountMethod(const std::vector<CRecordedCall>& vecCalls, const std::string& sMethod)
@@ -18,28 +15,11 @@ size_t CountMethod(const std::vector<CRecordedCall>& vecCalls, const std::string
     for (const CRecordedCall& call : vecCalls) uCount += call.sMethod == sMethod;
     return uCount;
 }
-const char* kDocument = "{\"sections\":[{\"section_id\":1,\"section_title\":\"s\",\"tiles\":[{\"tile_title\":\"t\"}]}]}";
+const char* kDocument =
+    "{\"sections\":[{\"section_id\":1,\"section_title\":\"s\",\"tiles\":[{\"tile_title\":\"t\"}]}]}";
 }  // namespace
 
-class EntryPointTest : public ::testing::Test {
-protected:
-    void SetUp() override
-    {
-        setenv("PELMO_APP_ID", "org.example.caller", 1);
-        std::string sError;
-        ASSERT_TRUE(m_bus.Start(sError)) << sError;
-        ASSERT_TRUE(m_service.Start());
-    }
-    void TearDown() override
-    {
-        CPelmoGDBusUtil::ReleaseInstance();
-        m_service.Stop();
-        m_bus.Stop();
-    }
-    CHostBus m_bus;
-    CFakeService m_service;
-    CLogCapture m_log;
-};
+class EntryPointTest : public FakeServiceTest {};
 
 TEST_F(EntryPointTest, UnreadableStoreIsClearedAndThePublishFailsWithoutCompletionEvent)
 {

@@ -3,6 +3,7 @@
 // the rows the test put under that table and where argument.
 #pragma once
 
+#include <dlog.h>
 #include <pelmo/SharedResult.h>
 #include <unistd.h>
 
@@ -14,8 +15,9 @@
 #include <utility>
 #include <vector>
 
+#include "FakeServiceFixture.h"
+#include "PelmoAPI.h"
 #include "PreviewDataUtil.h"
-#include "TransportFixture.h"
 
 namespace readback {
 
@@ -26,9 +28,18 @@ const char* const kTiles = "content://org.orvik.pelmo/tiles";
 // One stored row: column name to cell. A column that the row does not name reads as NULL.
 using StoredRow = std::map<std::string, CResultCell>;
 
-inline CResultCell Text(const std::string& sText) { return CResultCell::Text(sText); }
-inline CResultCell Integer(long long llValue) { return CResultCell::Integer(llValue); }
-inline CResultCell Real(double dValue) { return CResultCell::Double(dValue); }
+inline CResultCell Text(const std::string& sText)
+{
+    return CResultCell::Text(sText);
+}
+inline CResultCell Integer(long long llValue)
+{
+    return CResultCell::Integer(llValue);
+}
+inline CResultCell Real(double dValue)
+{
+    return CResultCell::Double(dValue);
+}
 
 // The rows as a result table with the given columns, in that order.
 inline CResultTable MakeTable(const std::vector<std::string>& vecColumns, const std::vector<StoredRow>& vecRows)
@@ -59,11 +70,12 @@ inline std::shared_ptr<ISQLiteCursor> CursorOver(const CResultTable& table)
 // The loaders' selects against the scripted service. Every select is answered with the rows
 // stored under its table and its one where argument, in the columns it asked for, published
 // in shared memory as the store service does; a refused (table, argument) gets a false flag.
-class ReadbackTest : public TransportTest {
+class ReadbackTest : public FakeServiceTest {
 protected:
     void SetUp() override
     {
-        TransportTest::SetUp();
+        FakeServiceTest::SetUp();
+        if (HasFatalFailure()) return;
         m_service.SetResponder([this](const CRecordedCall& call) { return Respond(call); });
     }
 
@@ -111,7 +123,8 @@ private:
     {
         static std::atomic<int> s_iCounter{0};
         Json::Value root;
-        if (call.sMethod != "select" || !Json::Reader().parse(call.sInput, root)) return {CScriptedReply::kAnswer, false, "bad"};
+        if (call.sMethod != "select" || !Json::Reader().parse(call.sInput, root))
+            return {CScriptedReply::kAnswer, false, "bad"};
         const std::pair<std::string, std::string> key{root["table_name"].asString(), root["where_args"][0].asString()};
         std::vector<StoredRow> vecRows;
         {
@@ -131,8 +144,8 @@ private:
             return {CScriptedReply::kAnswer, false, "publish"};
         }
         return {CScriptedReply::kAnswer, true,
-                "{\"key\":\"" + sKey + "\",\"memory_size\":\"" + std::to_string(sBytes.size()) +
-                    "\",\"req_id\":\"" + std::to_string(s_iCounter.load()) + "\"}"};
+                "{\"key\":\"" + sKey + "\",\"memory_size\":\"" + std::to_string(sBytes.size()) + "\",\"req_id\":\"" +
+                    std::to_string(s_iCounter.load()) + "\"}"};
     }
 
     std::mutex m_mutex;

@@ -6,12 +6,12 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
-#include <chrono>
 #include <cstdlib>
 #include <fstream>
 #include <iterator>
 #include <sstream>
-#include <thread>
+
+#include "EventWait.h"
 
 namespace {
 
@@ -52,22 +52,11 @@ PT_CHILD_RESULT RunChild(const std::vector<std::string>& vecArgv, const std::str
     setpgid(pid, pid);  // also from here, so that the group exists before any kill below
     result.bStarted = true;
 
-    const auto deadline = std::chrono::steady_clock::now() + std::chrono::milliseconds(iTimeoutMs);
     int iStatus = 0;
-    while (true) {
-        const pid_t done = waitpid(pid, &iStatus, WNOHANG);
-        if (done == pid) break;
-        if (done < 0) {
-            iStatus = -1;
-            break;
-        }
-        if (std::chrono::steady_clock::now() >= deadline) {
-            result.bTimedOut = true;
-            kill(-pid, SIGKILL);
-            waitpid(pid, &iStatus, 0);
-            break;
-        }
-        std::this_thread::sleep_for(std::chrono::milliseconds(20));
+    if (!WaitForChildExit(pid, iTimeoutMs, &iStatus)) {
+        result.bTimedOut = true;
+        kill(-pid, SIGKILL);
+        if (waitpid(pid, &iStatus, 0) != pid) iStatus = -1;
     }
     // Helpers the program left running in its group go with it.
     kill(-pid, SIGKILL);

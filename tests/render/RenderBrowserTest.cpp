@@ -7,6 +7,7 @@
 
 #include <cstring>
 
+#include "EventWait.h"
 #include "PngCheck.h"
 #include "RenderFixture.h"
 
@@ -131,8 +132,13 @@ protected:
     }
     void TearDown() override
     {
-        // The browser's own processes all mention the private profile folder.
-        const std::vector<pid_t> vecLeft = ProcessesMentioning(m_sProfile);
+        // The browser's own processes all mention the private profile folder. Its crash handler
+        // runs in a process group of its own and ends by itself once the browser is gone: each
+        // one still there is waited for, and only one that does not end counts as left over.
+        std::vector<pid_t> vecLeft;
+        for (const pid_t pid : ProcessesMentioning(m_sProfile)) {
+            if (!WaitForProcessEnd(pid, 10000)) vecLeft.push_back(pid);
+        }
         EXPECT_TRUE(vecLeft.empty()) << vecLeft.size() << " browser processes outlived the browser";
         for (const pid_t pid : vecLeft) kill(pid, SIGKILL);
         RunChild({"rm", "-rf", m_sProfile}, m_sWorkDir, 30000);

@@ -4,6 +4,7 @@
 #include <fcntl.h>
 #include <grp.h>
 #include <gtest/gtest.h>
+#include <poll.h>
 #include <sys/mman.h>
 #include <sys/stat.h>
 #include <sys/wait.h>
@@ -137,8 +138,12 @@ TEST(StoreSharedMemoryPublisher, OnlyTheReaderAndTheOwnerMayOpenAResultWhenRunAs
 {
     if (geteuid() != 0) GTEST_SKIP() << "needs root to open the result as other users (numeric uids, no accounts)";
     // The service's side as uid 61611 (it owns the object), the reader 61612, a stranger 61613.
+    // The child hands the result's name over a pipe.
+    int aName[2];
+    ASSERT_EQ(pipe(aName), 0);
     const pid_t pid = fork();
     if (pid == 0) {
+        close(aName[0]);
         if (setgroups(0, nullptr) != 0 || setgid(61611) != 0 || setuid(61611) != 0) _exit(100);
         CSharedMemoryPublisher publisher;
         PT_CALLER_IDENTITY reader;
@@ -148,27 +153,30 @@ TEST(StoreSharedMemoryPublisher, OnlyTheReaderAndTheOwnerMayOpenAResultWhenRunAs
         if (!publisher.Publish("org.example.app", OneRow(), reader, sKey, llSize, sError)) _exit(101);
         struct stat st {};
         if (stat(("/dev/shm" + sKey).c_str(), &st) != 0 || st.st_uid != 61611) _exit(102);
-        // Hand the name to the parent through a file only root and we can read.
-        FILE* pOut = std::fopen("/dev/shm/pelmo-publisher-test-name", "w");
-        if (pOut == nullptr) _exit(103);
-        std::fputs(sKey.c_str(), pOut);
-        std::fclose(pOut);
+        if (write(aName[1], sKey.data(), sKey.size()) != static_cast<ssize_t>(sKey.size())) _exit(103);
+        close(aName[1]);
         // Wait for the parent's checks; the parent ends this process and removes the result.
         pause();
         _exit(0);
     }
+    close(aName[1]);
+    // The name, or nothing when the child failed (its end of the pipe closes with it); the
+    // deadline only guards against a child that hangs.
     std::string sKey;
-    for (int i = 0; i < 5000 && sKey.empty(); ++i) {
-        FILE* pIn = std::fopen("/dev/shm/pelmo-publisher-test-name", "r");
-        if (pIn != nullptr) {
-            char buffer[128] = {};
-            if (std::fgets(buffer, sizeof buffer, pIn) != nullptr && std::strlen(buffer) == 39) sKey = buffer;
-            std::fclose(pIn);
-        }
-        if (sKey.empty()) usleep(1000);
+    for (;;) {
+        pollfd pfd{aName[0], POLLIN, 0};
+        if (poll(&pfd, 1, 10000) <= 0) break;
+        char buffer[128];
+        const ssize_t iRead = read(aName[0], buffer, sizeof buffer);
+        if (iRead <= 0) break;
+        sKey.append(buffer, static_cast<size_t>(iRead));
     }
-    unlink("/dev/shm/pelmo-publisher-test-name");
-    ASSERT_FALSE(sKey.empty()) << "the publishing child did not publish";
+    close(aName[0]);
+    if (sKey.size() != 39u) {
+        kill(pid, SIGKILL);
+        waitpid(pid, nullptr, 0);
+        FAIL() << "the publishing child did not publish: '" << sKey << "'";
+    }
     EXPECT_EQ(OpenAs(61612, sKey), 0);
     EXPECT_EQ(OpenAs(61613, sKey), EACCES);
     EXPECT_EQ(OpenAs(0, sKey), 0);

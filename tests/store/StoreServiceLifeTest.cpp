@@ -4,10 +4,12 @@
 #include <sys/stat.h>
 #include <sys/wait.h>
 
-#include <atomic>
 #include <chrono>
+#include <condition_variable>
+#include <mutex>
 #include <thread>
 
+#include "EventWait.h"
 #include "StoreFixture.h"
 
 namespace {
@@ -62,11 +64,9 @@ TEST_F(StoreTest, ResultsNobodyOpensAreRemovedAfterTheirTime)
     ASSERT_TRUE(Json::Reader().parse(reply.sOutput, root));
     const std::string sKey = root["key"].asString();
     ASSERT_TRUE(ShmExists(sKey)) << sKey;
-    const auto deadline = std::chrono::steady_clock::now() + std::chrono::seconds(10);
-    while (ShmExists(sKey) && std::chrono::steady_clock::now() < deadline) {
-        std::this_thread::sleep_for(std::chrono::milliseconds(100));
-    }
-    EXPECT_FALSE(ShmExists(sKey));
+    // The store removes it once its second is up; the deadline only guards against a store
+    // that never does.
+    EXPECT_TRUE(WaitForPath("/dev/shm" + sKey, false, 10000)) << sKey << " is still there";
     CPelmoGDBusUtil::ReleaseInstance();
 }
 
@@ -97,31 +97,54 @@ TEST_F(StoreTest, KillDuringBulkInsertsLosesNoCommittedRow)
     }
     sBatch += "]}";
 
-    std::atomic<bool> bStop{false};
-    std::atomic<long long> llAcknowledged{0};
+    // The writer counts what the store acknowledged and what failed, and tells after each batch.
+    std::mutex mutex;
+    std::condition_variable changed;
+    bool bStop = false;
+    long long llAcknowledged = 0;
+    int iFailed = 0;
     std::thread writer([&] {
-        while (!bStop) {
+        for (;;) {
+            {
+                std::lock_guard<std::mutex> lock(mutex);
+                if (bStop) break;
+            }
             PT_JSON_IN_PARAM param;
             param.data = sBatch;
             long long llRowId = 0;
-            if (insert_request_for_bulk_data(param, &llRowId, "m") == 0) llAcknowledged += 50;
+            const bool bAcknowledged = insert_request_for_bulk_data(param, &llRowId, "m") == 0;
+            {
+                std::lock_guard<std::mutex> lock(mutex);
+                if (bAcknowledged)
+                    llAcknowledged += 50;
+                else
+                    ++iFailed;
+            }
+            changed.notify_all();
         }
     });
-    // Let a few batches commit, then kill the service in the middle of the stream.
-    const auto deadline = std::chrono::steady_clock::now() + std::chrono::seconds(20);
-    while (llAcknowledged < 500 && std::chrono::steady_clock::now() < deadline) {
-        std::this_thread::sleep_for(std::chrono::milliseconds(5));
-    }
-    ASSERT_GE(llAcknowledged.load(), 500);
-    kill(m_store.GetServicePid(), SIGKILL);
-    std::this_thread::sleep_for(std::chrono::milliseconds(200));
+    // Let a few batches commit, then kill the service in the middle of the stream; the writer
+    // goes on until one of its batches failed, so the stream really was cut.
+    std::unique_lock<std::mutex> lock(mutex);
+    const bool bCommitted = changed.wait_for(lock, std::chrono::seconds(20), [&] { return llAcknowledged >= 500; });
+    lock.unlock();
+    const pid_t service = m_store.GetServicePid();
+    if (bCommitted) kill(service, SIGKILL);
+    lock.lock();
+    const bool bCut = bCommitted && changed.wait_for(lock, std::chrono::seconds(20), [&] { return iFailed > 0; });
     bStop = true;
+    const long long llAcknowledgedRows = llAcknowledged;
+    lock.unlock();
     writer.join();
-    m_store.StopService();  // reaps the killed process
+    ASSERT_TRUE(bCommitted) << "only " << llAcknowledgedRows << " rows acknowledged";
+    ASSERT_TRUE(bCut) << "no batch failed after the kill";
+    EXPECT_TRUE(WaitForProcessEnd(service, 10000));
+    const int iStatus = m_store.StopService();  // reaps the killed process
+    EXPECT_TRUE(WIFSIGNALED(iStatus) && WTERMSIG(iStatus) == SIGKILL) << iStatus;
 
     // Every acknowledged row is in the file, and only whole batches are.
     const long long llRows = CountRows("tiles");
-    EXPECT_GE(llRows, llAcknowledged.load());
+    EXPECT_GE(llRows, llAcknowledgedRows);
     EXPECT_EQ(llRows % 50, 0);
 
     std::string sError;

@@ -10,9 +10,9 @@
 #include <chrono>
 #include <cstring>
 #include <memory>
-#include <thread>
 
 #include "ChildProcess.h"
+#include "EventWait.h"
 
 namespace {
 std::string Compact(const Json::Value& value)
@@ -226,14 +226,10 @@ void CDevToolsPipe::Stop()
     if (m_iFromBrowser >= 0) close(m_iFromBrowser);
     m_iToBrowser = m_iFromBrowser = -1;
     // The browser's helpers live in its process group; whatever outlived it goes with it.
-    for (int i = 0; i < 200; ++i) {
-        int iStatus = 0;
-        if (waitpid(m_pid, &iStatus, WNOHANG) == m_pid) break;
-        if (i == 199) {
-            kill(-m_pid, SIGKILL);
-            waitpid(m_pid, &iStatus, 0);
-        }
-        std::this_thread::sleep_for(std::chrono::milliseconds(50));
+    int iStatus = 0;
+    if (!WaitForChildExit(m_pid, 10000, &iStatus)) {
+        kill(-m_pid, SIGKILL);
+        waitpid(m_pid, &iStatus, 0);
     }
     kill(-m_pid, SIGKILL);
     m_pid = -1;

@@ -12,8 +12,9 @@
 #include <cerrno>
 #include <chrono>
 #include <cstring>
-#include <thread>
 #include <vector>
+
+#include "EventWait.h"
 
 bool CStudioProcess::Start(const std::string& sPelmoctl, const std::string& sLogFile, std::string& sError)
 {
@@ -60,12 +61,9 @@ int CStudioProcess::Stop()
     if (m_pid <= 0) return -1;
     kill(m_pid, SIGTERM);
     int iStatus = 0;
-    for (int i = 0; i < 200; ++i) {
-        if (waitpid(m_pid, &iStatus, WNOHANG) == m_pid) {
-            m_pid = -1;
-            return WIFEXITED(iStatus) ? WEXITSTATUS(iStatus) : -1;
-        }
-        std::this_thread::sleep_for(std::chrono::milliseconds(50));
+    if (WaitForChildExit(m_pid, 10000, &iStatus)) {
+        m_pid = -1;
+        return WIFEXITED(iStatus) ? WEXITSTATUS(iStatus) : -1;
     }
     kill(m_pid, SIGKILL);
     waitpid(m_pid, &iStatus, 0);

@@ -16,7 +16,7 @@ void CLogCapture::Sink(int prio, const char* tag, const char* message, void* use
 {
     auto* pSelf = static_cast<CLogCapture*>(user);
     std::lock_guard<std::mutex> lock(pSelf->m_mutex);
-    pSelf->m_vecLines.push_back(CLogLine{prio, tag, message});
+    pSelf->m_vecLines.push_back(CLogLine{prio, tag, message, std::chrono::steady_clock::now()});
 }
 
 std::vector<CLogLine> CLogCapture::Lines() const

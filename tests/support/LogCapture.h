@@ -1,6 +1,8 @@
 // Collects the lines that this process logs through the platform log while it is alive.
 #pragma once
 
+#include <chrono>
+#include <cstddef>
 #include <mutex>
 #include <string>
 #include <vector>
@@ -9,6 +11,7 @@ struct CLogLine {
     int iPriority;
     std::string sTag;
     std::string sMessage;
+    std::chrono::steady_clock::time_point when;  // when it was logged
 };
 
 class CLogCapture {

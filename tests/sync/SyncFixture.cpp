@@ -16,18 +16,9 @@ int s_iResultCounter = 0;
 
 void SyncTest::SetUp()
 {
-    setenv("PELMO_APP_ID", "org.example.caller", 1);
-    std::string sError;
-    ASSERT_TRUE(m_bus.Start(sError)) << sError;
-    ASSERT_TRUE(m_service.Start()) << "fake service did not get its names";
+    FakeServiceTest::SetUp();
+    if (HasFatalFailure()) return;
     m_service.SetResponder([this](const CRecordedCall& call) { return Answer(call); });
-}
-
-void SyncTest::TearDown()
-{
-    CPelmoGDBusUtil::ReleaseInstance();
-    m_service.Stop();
-    m_bus.Stop();
 }
 
 void SyncTest::SetAcceleratorRows(std::vector<long long> vecRowIds)

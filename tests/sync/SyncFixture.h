@@ -15,9 +15,7 @@
 #include <string>
 #include <vector>
 
-#include "FakeService.h"
-#include "HostBus.h"
-#include "LogCapture.h"
+#include "FakeServiceFixture.h"
 #include "PelmoAPI.h"
 #include "PreviewAccelerator.h"
 #include "PreviewDataUtil.h"
@@ -29,10 +27,9 @@ inline const std::string kSectionsUri = TilesModel::Sections::CONTENT_URI;
 inline const std::string kAcceleratorsUri = TilesModel::Accelerators::CONTENT_URI;
 }  // namespace sync_test
 
-class SyncTest : public ::testing::Test {
+class SyncTest : public FakeServiceTest {
 protected:
     void SetUp() override;
-    void TearDown() override;
 
     // Script of the store.
     void SetAcceleratorRows(std::vector<long long> vecRowIds);
@@ -48,9 +45,6 @@ protected:
     // True when an operation logged its entry line (nothing after the prefix) at info priority.
     bool HasEntryLine(const std::string& sFunction) const;
 
-    CHostBus m_bus;
-    CFakeService m_service;
-    CLogCapture m_log;
     CPreviewDataUtil m_util;
 
 private:

@@ -76,13 +76,14 @@ TEST(Symbols, OnlyTheDocumentedInterfaceIsExported)
 
 TEST(Symbols, DeclarationsKeptInsideTheLibraryAreNotExported)
 {
-    // The internal completion event and the transport's mutex: declared in headers that are
-    // not installed, and hidden.
+    // The internal completion event, the transport's mutex and the call timeout that only test
+    // programs set: declared in headers that are not installed, and hidden.
     const std::set<std::string> setNames = ExportedSymbols();
     ASSERT_FALSE(setNames.empty());
     for (const std::string& s : setNames) {
         EXPECT_EQ(s.find("sendCompleteEvent"), std::string::npos) << s;
         EXPECT_NE(s, "gMutex");
+        EXPECT_EQ(s.find("CallTimeout"), std::string::npos) << s;
     }
 }
 

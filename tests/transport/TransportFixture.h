@@ -2,47 +2,14 @@
 #pragma once
 
 #include <dlog.h>
-#include <gtest/gtest.h>
 
-#include <cstdlib>
 #include <string>
+#include <vector>
 
-#include "FakeService.h"
-#include "HostBus.h"
-#include "LogCapture.h"
+#include "FakeServiceFixture.h"
 #include "PelmoAPI.h"
-#include "PelmoGDBusUtil.h"
 
-class TransportTest : public ::testing::Test {
-protected:
-    void SetUp() override
-    {
-        setenv("PELMO_APP_ID", "org.example.caller", 1);
-        std::string sError;
-        ASSERT_TRUE(m_bus.Start(sError)) << sError;
-        ASSERT_TRUE(m_service.Start()) << "fake service did not get its names";
-    }
-    void TearDown() override
-    {
-        CPelmoGDBusUtil::ReleaseInstance();
-        m_service.Stop();
-        m_bus.Stop();
-    }
-
-    // The scripted service takes every call and never answers it.
-    void NeverAnswer()
-    {
-        m_service.SetResponder([](const CRecordedCall&) {
-            CScriptedReply reply;
-            reply.eKind = CScriptedReply::kNoAnswer;
-            return reply;
-        });
-    }
-
-    CHostBus m_bus;
-    CFakeService m_service;
-    CLogCapture m_log;
-};
+class TransportTest : public FakeServiceTest {};
 
 inline PT_JSON_IN_PARAM MakeParam(const std::string& sTable, const std::string& sData,
                                   std::vector<std::string> vecArgs = {}, const std::string& sGroupBy = "")
