@@ -39,6 +39,7 @@ install(TARGETS pelmo-api pelmo-store pelmo-dlog pelmo-appfw
 # generated binding header includes PelmoExport.h by that name, so it stays beside it.
 install(FILES
   ${PROJECT_SOURCE_DIR}/src/client/PelmoAPI.h
+  ${PROJECT_SOURCE_DIR}/include/pelmo-api/PelmoBusNames.h
   ${PROJECT_SOURCE_DIR}/src/common/PelmoExport.h
   ${PROJECT_SOURCE_DIR}/src/common/PelmoGDBusUtil.h
   ${PROJECT_SOURCE_DIR}/src/common/PreviewDataUtil.h

@@ -11,6 +11,7 @@
 #include <vector>
 
 #include "BusMessageLimit.h"
+#include "PelmoBusNames.h"
 #include "RequestLog.h"
 #include "RequestWorkers.h"
 #include "ServiceOptions.h"
@@ -143,7 +144,7 @@ int main(int argc, char** argv)
         const bool bProvider = call.BusName() == CStoreBusService::kProviderName;
         if (bProvider != (call.Method() == "terminate_service")) {
             reply = StoreReplies::Refuse(bProvider ? "the provider serves only terminate_service"
-                                                   : "terminate_service is served at org.orvik.pelmo_provider.dbus");
+                                                   : "terminate_service is served at " PELMO_PROVIDER_BUS_NAME);
         } else {
             reply = vecStores[iWorker]->pHandler->Handle(call.Method(), call.Package(), call.Input(), call.Caller());
         }

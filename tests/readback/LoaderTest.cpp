@@ -232,6 +232,27 @@ TEST_P(DisplayPeriodModuleTest, ADifferentDisplayPeriodAloneGivesADifferentTileK
         << m_log.Dump();
 }
 
+TEST_P(DisplayPeriodModuleTest, TheStoredTileKeyEqualsTheParsedTileKey)
+{
+    const std::string sModule = GetParam();
+    Store(kTiles, "12", {TileRow(30, "Movie", "10", "20")});
+    auto section = std::make_shared<CPreviewSection>();
+    ASSERT_TRUE(m_util.GetTileItems(sModule, "12", section));
+    CPreviewAccelerator parsed;
+    parsed.m_mapProperty[TilesInternalModel::Accelerators::ACCELERATOR_APP_PKG_NAME] = {JSON_VALUE_STRING, sModule};
+    ASSERT_TRUE(m_util.GetPreviewDataUsingJsonStr(
+        "{\"sections\":[{\"tiles\":[{\"tile_title\":\"Movie\",\"tile_subtitle\":\"sub\","
+        "\"tile_image_url\":\"http://img/1.png\",\"action_data\":\"play://1\","
+        "\"tile_action_play\":\"play://1\",\"tile_display_from\":10,\"tile_display_until\":20}]}]}",
+        parsed, sModule));
+    ASSERT_EQ(parsed.m_vecSection.size(), 1u);
+    ASSERT_EQ(parsed.m_vecSection[0]->m_vecTileHash.size(), 1u);
+    ASSERT_EQ(section->m_vecTileHash.size(), 1u);
+    EXPECT_EQ(section->m_vecTileHash[0], parsed.m_vecSection[0]->m_vecTileHash[0]);
+    // The period is in both keys, not left out of both.
+    EXPECT_NE(section->m_vecTileHash[0], m_util.CalcTileHash("Movie", "sub", "http://img/1.png", "play://1"));
+}
+
 INSTANTIATE_TEST_SUITE_P(ListedModules, DisplayPeriodModuleTest,
                          ::testing::Values("ambrel", "ambrel_foryou", "ambrel_banner", "com.quenor.tv.Skyvane",
                                            "livetv_", "org.example.livetv_guide"));

@@ -16,4 +16,4 @@ add_library(pelmoctl-validate STATIC
   ${PROJECT_SOURCE_DIR}/service/daemon/BusMessageLimit.cpp)
 target_include_directories(pelmoctl-validate PUBLIC ${CMAKE_CURRENT_LIST_DIR}
   PRIVATE ${PROJECT_SOURCE_DIR}/service/daemon)
-target_link_libraries(pelmoctl-validate PUBLIC PkgConfig::JSONCPP PRIVATE pelmo-api-internal pelmo_warnings)
+target_link_libraries(pelmoctl-validate PUBLIC PkgConfig::JSONCPP PRIVATE pelmo-api-internal pelmo-dlog-prefix pelmo_warnings)
