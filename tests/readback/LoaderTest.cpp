@@ -55,6 +55,23 @@ StoredRow TileRow(long long llId, const std::string& sTitle, const std::string& 
             {"tile_display_from", Text(sFrom)},
             {"tile_display_until", Text(sUntil)}};
 }
+
+// Whether the one tile loaded into the section and the one tile of the parsed document have the
+// same content key.
+::testing::AssertionResult SameSingleTileKey(const CPreviewSection& stored, const CPreviewAccelerator& parsed)
+{
+    if (parsed.m_vecSection.size() != 1 || parsed.m_vecSection[0]->m_vecTileHash.size() != 1) {
+        return ::testing::AssertionFailure() << "the document did not give one section with one tile";
+    }
+    if (stored.m_vecTileHash.size() != 1) {
+        return ::testing::AssertionFailure() << "the store gave " << stored.m_vecTileHash.size() << " tile keys";
+    }
+    const uint64_t uStored = stored.m_vecTileHash[0], uParsed = parsed.m_vecSection[0]->m_vecTileHash[0];
+    if (uStored != uParsed) {
+        return ::testing::AssertionFailure() << "stored key " << uStored << ", parsed key " << uParsed;
+    }
+    return ::testing::AssertionSuccess();
+}
 }  // namespace
 
 class LoaderTest : public ReadbackTest {};
@@ -208,10 +225,7 @@ TEST_F(LoaderTest, AStoredTileHashesLikeItsParsedTwin)
         "\"tile_image_url\":\"http://img/1.png\",\"action_data\":\"play://1\","
         "\"tile_display_from\":\"2024-01-01\",\"tile_display_until\":\"2024-02-01\"}]}]}",
         parsed, kModule));
-    ASSERT_EQ(parsed.m_vecSection.size(), 1u);
-    ASSERT_EQ(parsed.m_vecSection[0]->m_vecTileHash.size(), 1u);
-    ASSERT_EQ(section->m_vecTileHash.size(), 1u);
-    EXPECT_EQ(section->m_vecTileHash[0], parsed.m_vecSection[0]->m_vecTileHash[0]);
+    EXPECT_TRUE(SameSingleTileKey(*section, parsed));
 }
 
 // Modules whose tile key includes the display period.
@@ -245,10 +259,7 @@ TEST_P(DisplayPeriodModuleTest, TheStoredTileKeyEqualsTheParsedTileKey)
         "\"tile_image_url\":\"http://img/1.png\",\"action_data\":\"play://1\","
         "\"tile_action_play\":\"play://1\",\"tile_display_from\":10,\"tile_display_until\":20}]}]}",
         parsed, sModule));
-    ASSERT_EQ(parsed.m_vecSection.size(), 1u);
-    ASSERT_EQ(parsed.m_vecSection[0]->m_vecTileHash.size(), 1u);
-    ASSERT_EQ(section->m_vecTileHash.size(), 1u);
-    EXPECT_EQ(section->m_vecTileHash[0], parsed.m_vecSection[0]->m_vecTileHash[0]);
+    EXPECT_TRUE(SameSingleTileKey(*section, parsed));
     // The period is in both keys, not left out of both.
     EXPECT_NE(section->m_vecTileHash[0], m_util.CalcTileHash("Movie", "sub", "http://img/1.png", "play://1"));
 }

@@ -238,8 +238,15 @@ std::string FormatCounts(const CTableDelta& sections, const CTableDelta& tiles)
     return sText;
 }
 
-void ReleaseTransport()
+CTransportRelease::~CTransportRelease()
 {
+    Now();
+}
+
+void CTransportRelease::Now()
+{
+    if (m_bReleased) return;
+    m_bReleased = true;
     CPelmoGDBusUtil::ReleaseInstance();
 }
 

@@ -94,7 +94,19 @@ CTableDelta TotalsDelta(const Json::Value& before, const Json::Value& after, con
 // "sections: 2 inserted, 0 updated, 1 deleted" and the same for tiles, each with a newline.
 std::string FormatCounts(const CTableDelta& sections, const CTableDelta& tiles);
 
-// Drops the library's bus connection before exit, so that nothing is left half closed.
-void ReleaseTransport();
+// Drops the library's bus connection when the command is done, on every way out of it, so that
+// nothing is left half closed. Now() drops it at once, for a command that has more to do without
+// the bus.
+class CTransportRelease {
+public:
+    CTransportRelease() = default;
+    ~CTransportRelease();
+    CTransportRelease(const CTransportRelease&) = delete;
+    CTransportRelease& operator=(const CTransportRelease&) = delete;
+    void Now();
+
+private:
+    bool m_bReleased = false;
+};
 
 }  // namespace StoreCommand
