@@ -153,12 +153,11 @@ int main(int argc, char** argv)
         call.Answer(reply.bResult, reply.sOutput);
     });
 
-    GMainLoop* pLoop = g_main_loop_new(nullptr, FALSE);
+    g_autoptr(GMainLoop) pLoop = g_main_loop_new(nullptr, FALSE);
     CStoreBusService bus([&](std::unique_ptr<CPendingCall> pCall) { workers.Submit(std::move(pCall)); });
     if (!bus.Start([pLoop] { g_main_loop_quit(pLoop); }, sError)) {
         std::fprintf(stderr, "pelmo-service: %s\n", sError.c_str());
         workers.Stop();
-        g_main_loop_unref(pLoop);
         return 1;
     }
     g_unix_signal_add(SIGTERM, &OnStopSignal, pLoop);
@@ -178,6 +177,5 @@ int main(int argc, char** argv)
     bus.Stop();
     // Results that nobody will open any more.
     publisher.ExpireOlderThan(std::chrono::steady_clock::time_point::max());
-    g_main_loop_unref(pLoop);
     return 0;
 }
