@@ -245,8 +245,6 @@ CTransportRelease::~CTransportRelease()
 
 void CTransportRelease::Now()
 {
-    if (m_bReleased) return;
-    m_bReleased = true;
     CPelmoGDBusUtil::ReleaseInstance();
 }
 
