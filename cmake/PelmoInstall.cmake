@@ -35,15 +35,13 @@ install(TARGETS pelmo-api pelmo-store pelmo-dlog pelmo-appfw
   ARCHIVE DESTINATION ${CMAKE_INSTALL_LIBDIR}
   RUNTIME DESTINATION ${CMAKE_INSTALL_BINDIR})
 
-# The library's headers: the request interface, and what the exported classes need. The
-# generated binding header includes PelmoExport.h by that name, so it stays beside it.
-install(FILES
-  ${PROJECT_SOURCE_DIR}/src/client/PelmoAPI.h
-  ${PROJECT_SOURCE_DIR}/src/common/PelmoExport.h
-  ${PROJECT_SOURCE_DIR}/src/common/PelmoGDBusUtil.h
-  ${PROJECT_SOURCE_DIR}/src/common/PreviewDataUtil.h
-  ${PROJECT_SOURCE_DIR}/src/common/PreviewAccelerator.h
-  ${PROJECT_BINARY_DIR}/src/generated/pelmo_service_gdbus_generated.h
+# The library's headers, all of include/pelmo-api: the request interface, the bus names, and what
+# the exported classes need. The generated binding header includes PelmoExport.h by that name,
+# so it stays beside it.
+install(DIRECTORY ${PROJECT_SOURCE_DIR}/include/pelmo-api/
+  DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}/pelmo-api
+  FILES_MATCHING PATTERN "*.h")
+install(FILES ${PROJECT_BINARY_DIR}/src/generated/pelmo_service_gdbus_generated.h
   DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}/pelmo-api)
 
 # The host platform's headers, laid out as on a device: <dlog.h>, <app_common.h>, <pelmo/...>.

@@ -42,6 +42,7 @@
 #include "BenchStore.h"
 #include "HostStore.h"
 #include "PelmoAPI.h"
+#include "PelmoBusNames.h"
 #include "PelmoGDBusUtil.h"
 
 namespace {
@@ -125,7 +126,7 @@ int RunAttacker()
     CPelmoGDBusUtil* pTransport = CPelmoGDBusUtil::GetInstance();
     auto call = [&](const std::string& sMethod, const Json::Value& input, std::string& sOutput) {
         return pTransport->GetDBusData(
-            pTransport->SendMessageViaDBUS("org.orvik.Feltrix.dbus", sMethod, sModule, Json::FastWriter().write(input)),
+            pTransport->SendMessageViaDBUS(PELMO_STORE_BUS_NAME, sMethod, sModule, Json::FastWriter().write(input)),
             sOutput);
     };
     std::string sOutput;

@@ -46,6 +46,7 @@
 #include "BenchStore.h"
 #include "HostStore.h"
 #include "PelmoAPI.h"
+#include "PelmoBusNames.h"
 #include "PelmoGDBusUtil.h"
 #include "PreviewAccelerator.h"
 #include "PreviewDataUtil.h"
@@ -221,7 +222,7 @@ int main(int argc, char** argv)
     };
     add("round_trip", "plain round trip (empty Call)", Measure(iRuns * 10, counter, [&] {
             std::string sOutput;
-            pUtil->GetDBusData(pUtil->SendMessageViaDBUS("org.orvik.Feltrix.dbus", "", "", ""), sOutput);
+            pUtil->GetDBusData(pUtil->SendMessageViaDBUS(PELMO_STORE_BUS_NAME, "", "", ""), sOutput);
         }));
     add("first", "publish, first time",
         Measure(iRuns, counter, [&] { publish(sDocument); }, [&] { publish("{}"); }));

@@ -14,6 +14,7 @@
 #include "BenchStore.h"
 #include "HostStore.h"
 #include "PelmoAPI.h"
+#include "PelmoBusNames.h"
 #include "PelmoGDBusUtil.h"
 
 namespace {
@@ -110,7 +111,7 @@ int main(int argc, char** argv)
     CPelmoGDBusUtil* pUtil = CPelmoGDBusUtil::GetInstance();
     const double dRoundTrip = MedianMicros(iRuns * 3, [&] {
         std::string sOutput;
-        pUtil->GetDBusData(pUtil->SendMessageViaDBUS("org.orvik.Feltrix.dbus", "", "", ""), sOutput);
+        pUtil->GetDBusData(pUtil->SendMessageViaDBUS(PELMO_STORE_BUS_NAME, "", "", ""), sOutput);
     });
     std::printf("store requests on a private bus, median of %d runs (SQLite file, WAL)\n", iRuns);
     std::printf("%-34s %12s %10s\n", "request", "median us", "x trip");

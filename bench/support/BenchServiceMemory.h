@@ -9,6 +9,7 @@
 #include <cstdio>
 #include <string>
 
+#include "PelmoBusNames.h"
 #include "PelmoGDBusUtil.h"
 
 namespace BenchServiceMemory {
@@ -24,8 +25,7 @@ inline CServiceMemory Ask()
     std::string sOutput;
     Json::Value stats;
     if (!pTransport->GetDBusData(
-            pTransport->SendMessageViaDBUS("org.orvik.Feltrix.dbus", "stats", "org.example.bench-monitor", " "),
-            sOutput) ||
+            pTransport->SendMessageViaDBUS(PELMO_STORE_BUS_NAME, "stats", "org.example.bench-monitor", " "), sOutput) ||
         !Json::Reader().parse(sOutput, stats) || !stats["service_memory"].isObject()) {
         return memory;
     }

@@ -203,34 +203,29 @@ int CHostBus::Terminate(pid_t pid, int iTimeoutMs)
 bool CHostBus::WaitForName(const std::string& sName, int iTimeoutMs) const
 {
     if (m_sAddress.empty()) return false;
-    GError* pError = nullptr;
-    GDBusConnection* pConn = g_dbus_connection_new_for_address_sync(
+    g_autoptr(GError) pError = nullptr;
+    g_autoptr(GDBusConnection) pConn = g_dbus_connection_new_for_address_sync(
         m_sAddress.c_str(),
         static_cast<GDBusConnectionFlags>(G_DBUS_CONNECTION_FLAGS_AUTHENTICATION_CLIENT |
                                           G_DBUS_CONNECTION_FLAGS_MESSAGE_BUS_CONNECTION),
         nullptr, nullptr, &pError);
-    if (pConn == nullptr) {
-        g_clear_error(&pError);
-        return false;
-    }
+    if (pConn == nullptr) return false;
     g_dbus_connection_set_exit_on_close(pConn, FALSE);
     bool bFound = false;
     const auto deadline = std::chrono::steady_clock::now() + std::chrono::milliseconds(iTimeoutMs);
     while (!bFound) {
-        GVariant* pReply = g_dbus_connection_call_sync(
+        g_autoptr(GVariant) pReply = g_dbus_connection_call_sync(
             pConn, "org.freedesktop.DBus", "/org/freedesktop/DBus", "org.freedesktop.DBus", "NameHasOwner",
             g_variant_new("(s)", sName.c_str()), G_VARIANT_TYPE("(b)"), G_DBUS_CALL_FLAGS_NONE, 1000, nullptr, nullptr);
         if (pReply != nullptr) {
             gboolean bHas = FALSE;
             g_variant_get(pReply, "(b)", &bHas);
-            g_variant_unref(pReply);
             bFound = bHas;
         }
         if (bFound || std::chrono::steady_clock::now() >= deadline) break;
         std::this_thread::sleep_for(std::chrono::milliseconds(10));
     }
     g_dbus_connection_close_sync(pConn, nullptr, nullptr);
-    g_object_unref(pConn);
     return bFound;
 }
 

@@ -2,12 +2,8 @@
 // the rest of the library, "<file>: <function>(<line>) > [<file base name>][<function>:<line>] ".
 #pragma once
 
-#include <dlog.h>
+#include <dlog_source_line.h>
 
 #define PELMO_STORE_LOG_TAG "pelmo-store"
 
-#define PELMO_STORE_BASENAME_ (__builtin_strrchr(__FILE__, '/') ? __builtin_strrchr(__FILE__, '/') + 1 : __FILE__)
-
-#define PELMO_STORE_LOGE(fmt, ...)                                                                         \
-    __dlog_print(LOG_ID_MAIN, DLOG_ERROR, PELMO_STORE_LOG_TAG, "%s: %s(%d) > [%s][%s:%d] " fmt, __FILE__, \
-                 __func__, __LINE__, PELMO_STORE_BASENAME_, __func__, __LINE__, ##__VA_ARGS__)
+#define PELMO_STORE_LOGE(fmt, ...) DLOG_PRINT_SOURCE(DLOG_ERROR, PELMO_STORE_LOG_TAG, __FILE__, fmt, ##__VA_ARGS__)

@@ -8,6 +8,7 @@
 #include "QueryGrammar.h"
 #include "RequestEnvelope.h"
 #include "RowWriter.h"
+#include "SharedResultLayout.h"
 #include "StoreRequestHandler.h"
 
 using StoreReplies::Accept;
@@ -188,7 +189,7 @@ CStoreReply CStoreRequestHandler::Select(const std::string& sModule, const Json:
                         iBytes += cell.sText.size();
                     }
                 }
-                iBytes += 16;
+                iBytes += pelmo_shm::kCellSize;
             }
             table.vecRows.push_back(std::move(vecCells));
             if (iBytes > kMaxSharedResultSize) {

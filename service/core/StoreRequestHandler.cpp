@@ -31,13 +31,57 @@ CStoreReply Accept(const std::string& sOutput, long long llRows)
 using StoreReplies::Refuse;
 
 namespace {
+enum class Method {
+    kInsert,
+    kInsertBulk,
+    kUpdate,
+    kDelete,
+    kSelect,
+    kSync,
+    kStart,
+    kStop,
+    kTerminate,
+    kJournal,
+    kStats,
+    kModules,
+    kUnknown
+};
+
+// Every method the store answers, and whether the journal keeps it: the requests of the library
+// are kept; the tooling's own questions (journal, stats, modules) are not.
+struct PT_STORE_METHOD {
+    const char* sName;
+    Method eMethod;
+    bool bJournalled;
+};
+constexpr PT_STORE_METHOD kMethods[] = {
+    {"insert", Method::kInsert, true},
+    {"insert_bulk", Method::kInsertBulk, true},
+    {"update", Method::kUpdate, true},
+    {"delete", Method::kDelete, true},
+    {"select", Method::kSelect, true},
+    {"send_sync", Method::kSync, true},
+    {"start_preview_scheduler", Method::kStart, true},
+    {"stop_preview_scheduler", Method::kStop, true},
+    {"terminate_service", Method::kTerminate, true},
+    {"journal", Method::kJournal, false},
+    {"stats", Method::kStats, false},
+    {"modules", Method::kModules, false},
+};
+
+// The method's entry in the table; null for a name the store does not answer.
+const PT_STORE_METHOD* FindMethod(const std::string& sMethod)
+{
+    for (const PT_STORE_METHOD& method : kMethods) {
+        if (sMethod == method.sName) return &method;
+    }
+    return nullptr;
+}
+
 bool IsJournalled(const std::string& sMethod)
 {
-    for (const char* sName : {"insert", "insert_bulk", "update", "delete", "select", "send_sync",
-                              "start_preview_scheduler", "stop_preview_scheduler", "terminate_service"}) {
-        if (sMethod == sName) return true;
-    }
-    return false;
+    const PT_STORE_METHOD* pMethod = FindMethod(sMethod);
+    return pMethod != nullptr && pMethod->bJournalled;
 }
 
 // Where a request stands in a publish (load, writes, completion event).
@@ -148,46 +192,8 @@ void CStoreRequestHandler::Explain(const std::string& sMethod, CStoreReply& repl
 CStoreReply CStoreRequestHandler::Dispatch(const std::string& sMethod, const std::string& sModule,
                                            const std::string& sInput, const PT_CALLER_IDENTITY& caller)
 {
-    enum class Method {
-        kInsert,
-        kInsertBulk,
-        kUpdate,
-        kDelete,
-        kSelect,
-        kSync,
-        kStart,
-        kStop,
-        kTerminate,
-        kJournal,
-        kStats,
-        kModules,
-        kUnknown
-    };
-    Method eMethod = Method::kUnknown;
-    if (sMethod == "insert")
-        eMethod = Method::kInsert;
-    else if (sMethod == "insert_bulk")
-        eMethod = Method::kInsertBulk;
-    else if (sMethod == "update")
-        eMethod = Method::kUpdate;
-    else if (sMethod == "delete")
-        eMethod = Method::kDelete;
-    else if (sMethod == "select")
-        eMethod = Method::kSelect;
-    else if (sMethod == "send_sync")
-        eMethod = Method::kSync;
-    else if (sMethod == "start_preview_scheduler")
-        eMethod = Method::kStart;
-    else if (sMethod == "stop_preview_scheduler")
-        eMethod = Method::kStop;
-    else if (sMethod == "terminate_service")
-        eMethod = Method::kTerminate;
-    else if (sMethod == "journal")
-        eMethod = Method::kJournal;
-    else if (sMethod == "stats")
-        eMethod = Method::kStats;
-    else if (sMethod == "modules")
-        eMethod = Method::kModules;
+    const PT_STORE_METHOD* pMethod = FindMethod(sMethod);
+    const Method eMethod = pMethod != nullptr ? pMethod->eMethod : Method::kUnknown;
     if (eMethod == Method::kUnknown) return Refuse("unknown method: " + CQueryGrammar::Excerpt(sMethod, 64));
 
     if (sModule.empty()) return Refuse("empty module name");

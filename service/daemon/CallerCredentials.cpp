@@ -27,8 +27,7 @@ void CCallerCredentials::Detach()
     if (m_pConn == nullptr) return;
     if (m_uSubscription != 0) g_dbus_connection_signal_unsubscribe(m_pConn, m_uSubscription);
     m_uSubscription = 0;
-    g_object_unref(m_pConn);
-    m_pConn = nullptr;
+    g_clear_object(&m_pConn);
     m_mapKnown.clear();
 }
 

@@ -18,7 +18,7 @@ CPendingCall::CPendingCall(GObject* pSkeleton, GDBusMethodInvocation* pInvocatio
 CPendingCall::~CPendingCall()
 {
     Answer(false, "the store is stopping; the request was not served");
-    g_object_unref(m_pSkeleton);
+    g_clear_object(&m_pSkeleton);
 }
 
 void CPendingCall::Answer(bool bResult, const std::string& sOutput)

@@ -11,6 +11,7 @@
 #include <vector>
 
 #include "BusMessageLimit.h"
+#include "PelmoBusNames.h"
 #include "RequestLog.h"
 #include "RequestWorkers.h"
 #include "ServiceOptions.h"
@@ -145,7 +146,7 @@ int main(int argc, char** argv)
         const bool bProvider = call.BusName() == CStoreBusService::kProviderName;
         if (bProvider != (call.Method() == "terminate_service")) {
             reply = StoreReplies::Refuse(bProvider ? "the provider serves only terminate_service"
-                                                   : "terminate_service is served at org.orvik.pelmo_provider.dbus");
+                                                   : "terminate_service is served at " PELMO_PROVIDER_BUS_NAME);
         } else {
             reply = vecStores[iWorker]->pHandler->Handle(call.Method(), call.Package(), call.Input(), call.Caller());
         }
@@ -154,12 +155,11 @@ int main(int argc, char** argv)
         call.Answer(reply.bResult, reply.sOutput);
     });
 
-    GMainLoop* pLoop = g_main_loop_new(nullptr, FALSE);
+    g_autoptr(GMainLoop) pLoop = g_main_loop_new(nullptr, FALSE);
     CStoreBusService bus([&](std::unique_ptr<CPendingCall> pCall) { workers.Submit(std::move(pCall)); });
     if (!bus.Start([pLoop] { g_main_loop_quit(pLoop); }, sError)) {
         std::fprintf(stderr, "pelmo-service: %s\n", sError.c_str());
         workers.Stop();
-        g_main_loop_unref(pLoop);
         return 1;
     }
     g_unix_signal_add(SIGTERM, &OnStopSignal, pLoop);
@@ -179,6 +179,5 @@ int main(int argc, char** argv)
     bus.Stop();
     // Results that nobody will open any more.
     publisher.ExpireOlderThan(std::chrono::steady_clock::time_point::max());
-    g_main_loop_unref(pLoop);
     return 0;
 }

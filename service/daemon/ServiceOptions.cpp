@@ -5,6 +5,8 @@
 #include <cerrno>
 #include <cstdlib>
 
+#include "PelmoBusNames.h"
+
 const char* ServiceUsage()
 {
     return "usage: pelmo-service [--db PATH] [--log FILE] [--result-ttl SECONDS] [--workers N]\n"
@@ -26,7 +28,8 @@ const char* ServiceUsage()
            "                        refused whole (default 1000,2000,67108864)\n"
            "  --budget-ms MS        the time each request's statements may take (default 1000;\n"
            "                        10000 in a sanitizer build)\n"
-           "Serves org.orvik.Feltrix.dbus and org.orvik.pelmo_provider.dbus on the system bus\n"
+           "Serves " PELMO_STORE_BUS_NAME " and " PELMO_PROVIDER_BUS_NAME
+           " on the system bus\n"
            "(DBUS_SYSTEM_BUS_ADDRESS); stops cleanly on SIGTERM or SIGINT.\n";
 }
 

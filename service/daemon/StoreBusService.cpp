@@ -12,19 +12,17 @@ constexpr guint32 kPrimaryOwner = 1;
 // object being served.
 bool RequestName(GDBusConnection* pConn, const std::string& sName, std::string& sError)
 {
-    GError* pError = nullptr;
-    GVariant* pReply =
+    g_autoptr(GError) pError = nullptr;
+    g_autoptr(GVariant) pReply =
         g_dbus_connection_call_sync(pConn, "org.freedesktop.DBus", "/org/freedesktop/DBus", "org.freedesktop.DBus",
                                     "RequestName", g_variant_new("(su)", sName.c_str(), kDoNotQueue),
                                     G_VARIANT_TYPE("(u)"), G_DBUS_CALL_FLAGS_NONE, 5000, nullptr, &pError);
     if (pReply == nullptr) {
         sError = "cannot own " + sName + ": " + (pError ? pError->message : "no reply");
-        g_clear_error(&pError);
         return false;
     }
     guint32 uResult = 0;
     g_variant_get(pReply, "(u)", &uResult);
-    g_variant_unref(pReply);
     if (uResult != kPrimaryOwner) {
         sError = "cannot own " + sName + ": another process has it";
         return false;
@@ -41,21 +39,20 @@ CStoreBusService::~CStoreBusService()
 bool CStoreBusService::Start(std::function<void()> onClosed, std::string& sError)
 {
     m_onClosed = std::move(onClosed);
-    GError* pError = nullptr;
+    g_autoptr(GError) pError = nullptr;
     // Started by the bus itself (D-Bus activation without systemd), the service serves the bus
     // that started it, which says so in the environment; otherwise the system bus.
     const char* sStarterType = g_getenv("DBUS_STARTER_BUS_TYPE");
     const bool bStartedBySystemBus = sStarterType != nullptr && g_strcmp0(sStarterType, "system") == 0 &&
                                      g_getenv("DBUS_STARTER_ADDRESS") != nullptr;
-    gchar* sAddress = bStartedBySystemBus ? g_strdup(g_getenv("DBUS_STARTER_ADDRESS"))
-                                          : g_dbus_address_get_for_bus_sync(G_BUS_TYPE_SYSTEM, nullptr, &pError);
+    g_autofree gchar* sAddress = bStartedBySystemBus
+                                     ? g_strdup(g_getenv("DBUS_STARTER_ADDRESS"))
+                                     : g_dbus_address_get_for_bus_sync(G_BUS_TYPE_SYSTEM, nullptr, &pError);
     if (sAddress == nullptr) {
         sError = std::string("no system bus: ") + (pError ? pError->message : "unknown error");
-        g_clear_error(&pError);
         return false;
     }
     const std::string sBus = sAddress;
-    g_free(sAddress);
     m_store.sName = kStoreName;
     m_provider.sName = kProviderName;
     return StartEndpoint(m_store, sBus, sError) && StartEndpoint(m_provider, sBus, sError);
@@ -64,7 +61,7 @@ bool CStoreBusService::Start(std::function<void()> onClosed, std::string& sError
 bool CStoreBusService::StartEndpoint(CEndpoint& endpoint, const std::string& sAddress, std::string& sError)
 {
     endpoint.pOwner = this;
-    GError* pError = nullptr;
+    g_autoptr(GError) pError = nullptr;
     endpoint.pConn = g_dbus_connection_new_for_address_sync(
         sAddress.c_str(),
         static_cast<GDBusConnectionFlags>(G_DBUS_CONNECTION_FLAGS_AUTHENTICATION_CLIENT |
@@ -72,7 +69,6 @@ bool CStoreBusService::StartEndpoint(CEndpoint& endpoint, const std::string& sAd
         nullptr, nullptr, &pError);
     if (endpoint.pConn == nullptr) {
         sError = std::string("cannot connect to the system bus: ") + (pError ? pError->message : "unknown error");
-        g_clear_error(&pError);
         return false;
     }
     // The service decides itself what to do when the bus goes away: stop in order.
@@ -85,7 +81,6 @@ bool CStoreBusService::StartEndpoint(CEndpoint& endpoint, const std::string& sAd
     g_signal_connect(pSkeleton, "handle-call", G_CALLBACK(&CStoreBusService::OnHandleCall), &endpoint);
     if (!g_dbus_interface_skeleton_export(G_DBUS_INTERFACE_SKELETON(pSkeleton), endpoint.pConn, kObjectPath, &pError)) {
         sError = std::string("cannot export ") + kObjectPath + ": " + pError->message;
-        g_clear_error(&pError);
         return false;
     }
     return RequestName(endpoint.pConn, endpoint.sName, sError);
@@ -122,16 +117,14 @@ void CStoreBusService::StopEndpoint(CEndpoint& endpoint)
 {
     if (endpoint.pSkeleton != nullptr) {
         g_dbus_interface_skeleton_unexport(G_DBUS_INTERFACE_SKELETON(endpoint.pSkeleton));
-        g_object_unref(endpoint.pSkeleton);
-        endpoint.pSkeleton = nullptr;
+        g_clear_object(&endpoint.pSkeleton);
     }
     endpoint.credentials.Detach();
     if (endpoint.pConn != nullptr) {
         g_signal_handlers_disconnect_by_data(endpoint.pConn, endpoint.pOwner);
         g_dbus_connection_flush_sync(endpoint.pConn, nullptr, nullptr);
         g_dbus_connection_close_sync(endpoint.pConn, nullptr, nullptr);
-        g_object_unref(endpoint.pConn);
-        endpoint.pConn = nullptr;
+        g_clear_object(&endpoint.pConn);
     }
 }
 

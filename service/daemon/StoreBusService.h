@@ -11,6 +11,7 @@
 #include <string>
 
 #include "CallerCredentials.h"
+#include "PelmoBusNames.h"
 #include "PendingCall.h"
 
 class CStoreBusService {
@@ -31,9 +32,9 @@ public:
     bool Start(std::function<void()> onClosed, std::string& sError);
     void Stop();
 
-    static constexpr const char* kStoreName = "org.orvik.Feltrix.dbus";
-    static constexpr const char* kProviderName = "org.orvik.pelmo_provider.dbus";
-    static constexpr const char* kObjectPath = "/org/orvik/pelmo_service";
+    static constexpr const char* kStoreName = PELMO_STORE_BUS_NAME;
+    static constexpr const char* kProviderName = PELMO_PROVIDER_BUS_NAME;
+    static constexpr const char* kObjectPath = PELMO_SERVICE_OBJECT_PATH;
 
 private:
     static gboolean OnHandleCall(GObject* pObject, GDBusMethodInvocation* pInvocation, const gchar* sMethod,

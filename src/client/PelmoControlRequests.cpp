@@ -4,11 +4,12 @@
 #include "PelmoAPI.h"
 #include "PelmoAPIInternal.h"
 #include "PelmoAPIUnit.h"
+#include "PelmoBusNames.h"
 #include "PelmoGDBusUtil.h"
 
 namespace {
-constexpr const char* kStoreBusName = "org.orvik.Feltrix.dbus";
-constexpr const char* kProviderBusName = "org.orvik.pelmo_provider.dbus";
+constexpr const char* kStoreBusName = PELMO_STORE_BUS_NAME;
+constexpr const char* kProviderBusName = PELMO_PROVIDER_BUS_NAME;
 
 // The flag of a reply, which is consumed; the reply's text is not used by these requests.
 bool ReplyFlag(GVariant* pReply)

@@ -3,10 +3,11 @@
 
 #include "PelmoAPI.h"
 #include "PelmoAPIUnit.h"
+#include "PelmoBusNames.h"
 #include "PelmoGDBusUtil.h"
 
 namespace {
-constexpr const char* kStoreBusName = "org.orvik.Feltrix.dbus";
+constexpr const char* kStoreBusName = PELMO_STORE_BUS_NAME;
 
 enum class ReplyState { kNone, kRefused, kAccepted };
 

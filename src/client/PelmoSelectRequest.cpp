@@ -7,6 +7,7 @@
 
 #include "PelmoAPI.h"
 #include "PelmoAPIUnit.h"
+#include "PelmoBusNames.h"
 #include "PelmoGDBusUtil.h"
 
 extern "C" bool select_request(PT_CONSUMER_SELECT_IN_PARAM& in, PT_CONSUMER_SELECT_OUT_PARAM& out,
@@ -43,7 +44,7 @@ extern "C" bool select_request(PT_CONSUMER_SELECT_IN_PARAM& in, PT_CONSUMER_SELE
     }
 
     GVariant* pReply =
-        CPelmoGDBusUtil::GetInstance()->SendMessageViaDBUS("org.orvik.Feltrix.dbus", "select", sModule, sInput);
+        CPelmoGDBusUtil::GetInstance()->SendMessageViaDBUS(PELMO_STORE_BUS_NAME, "select", sModule, sInput);
     if (pReply == nullptr) {
         PELMO_LOGE("ppOutputData is wrong");
         return false;

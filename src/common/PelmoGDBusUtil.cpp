@@ -1,6 +1,7 @@
 #include "PelmoGDBusUtil.h"
 
 #include <atomic>
+#include "PelmoBusNames.h"
 
 // Log lines name this unit by its path in the tree, whatever path the build hands the compiler.
 #define PELMO_LOG_UNIT "src/common/PelmoGDBusUtil.cpp"
@@ -10,8 +11,6 @@
 #include "SendableText.h"
 
 namespace {
-constexpr const char* kObjectPath = "/org/orvik/pelmo_service";
-constexpr const char* kInterfaceName = "org.orvik.pelmo_service";
 std::atomic<int> s_iCallTimeoutMs{kPelmoDefaultCallTimeoutMs};
 }  // namespace
 
@@ -128,7 +127,8 @@ bool CPelmoGDBusUtil::CreateProxy(std::string sBusName)
                                        static_cast<GDBusProxyFlags>(G_DBUS_PROXY_FLAGS_DO_NOT_LOAD_PROPERTIES |
                                                                     G_DBUS_PROXY_FLAGS_DO_NOT_CONNECT_SIGNALS |
                                                                     G_DBUS_PROXY_FLAGS_DO_NOT_AUTO_START),
-                                       nullptr, sBusName.c_str(), kObjectPath, kInterfaceName, nullptr, &pError);
+                                       nullptr, sBusName.c_str(), PELMO_SERVICE_OBJECT_PATH, PELMO_SERVICE_INTERFACE,
+                                       nullptr, &pError);
     }
     m_mapProxy[sBusName] = pProxy;
     if (pError != nullptr) {
@@ -205,9 +205,9 @@ GVariant* CPelmoGDBusUtil::SendMessageViaDBUS(const std::string& sBusName, const
     GVariant* pReply = nullptr;
     if (pProxy == nullptr) g_variant_unref(g_variant_ref_sink(pParams));
     if (pConnection != nullptr) {
-        pReply =
-            g_dbus_connection_call_sync(pConnection, sBusName.c_str(), kObjectPath, kInterfaceName, "Call", pParams,
-                                        nullptr, G_DBUS_CALL_FLAGS_NONE, PelmoCallTimeoutMs(), nullptr, &pError);
+        pReply = g_dbus_connection_call_sync(pConnection, sBusName.c_str(), PELMO_SERVICE_OBJECT_PATH,
+                                             PELMO_SERVICE_INTERFACE, "Call", pParams, nullptr, G_DBUS_CALL_FLAGS_NONE,
+                                             PelmoCallTimeoutMs(), nullptr, &pError);
         g_object_unref(pConnection);
         if (pError == nullptr && pReply != nullptr) return pReply;
     }

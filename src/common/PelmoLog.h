@@ -10,7 +10,7 @@
 // file that holds it, so the function name leads to the file and the line to the call.
 #pragma once
 
-#include <dlog.h>
+#include <dlog_source_line.h>
 
 #define PELMO_LOG_TAG "pelmo-api"
 
@@ -19,12 +19,7 @@
 #endif
 
 // Expanded where a line is logged, so a unit header included after this one still counts.
-#define PELMO_BASENAME_ \
-    (__builtin_strrchr(PELMO_LOG_UNIT, '/') ? __builtin_strrchr(PELMO_LOG_UNIT, '/') + 1 : PELMO_LOG_UNIT)
-
-#define PELMO_LOG_(prio, fmt, ...)                                                                            \
-    __dlog_print(LOG_ID_MAIN, prio, PELMO_LOG_TAG, "%s: %s(%d) > [%s][%s:%d] " fmt, PELMO_LOG_UNIT, __func__, \
-                 __LINE__, PELMO_BASENAME_, __func__, __LINE__, ##__VA_ARGS__)
+#define PELMO_LOG_(prio, fmt, ...) DLOG_PRINT_SOURCE(prio, PELMO_LOG_TAG, PELMO_LOG_UNIT, fmt, ##__VA_ARGS__)
 
 #define PELMO_LOGD(fmt, ...) PELMO_LOG_(DLOG_DEBUG, fmt, ##__VA_ARGS__)
 #define PELMO_LOGI(fmt, ...) PELMO_LOG_(DLOG_INFO, fmt, ##__VA_ARGS__)

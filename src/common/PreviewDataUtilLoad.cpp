@@ -7,18 +7,11 @@
 #include <vector>
 
 #include "PelmoAPI.h"
-#include "PreviewDataUtilUnit.h"
 #include "PreviewDataUtil.h"
+#include "PreviewDataUtilUnit.h"
+#include "PreviewModuleRules.h"
 
 namespace {
-// Modules whose tiles change identity when only their display period changes; the parser
-// treats the same modules the same way.
-bool DisplayPeriodIsPartOfTheKey(const std::string& sModule)
-{
-    return sModule.find("livetv_") != std::string::npos || sModule == "com.quenor.tv.Skyvane" ||
-           sModule == "ambrel" || sModule == "ambrel_foryou" || sModule == "ambrel_banner";
-}
-
 // Every column a model level knows, in the map's key order.
 std::vector<std::string> ColumnsOf(const PropertyMap& mapProperty)
 {
@@ -104,7 +97,7 @@ bool CPreviewDataUtil::GetTileItems(const std::string& sModuleName, const std::s
         return false;
     }
     if (!out.cursor) return true;
-    const bool bDisplayPeriodInKey = DisplayPeriodIsPartOfTheKey(sModuleName);
+    const bool bDisplayPeriodInKey = PreviewModuleRules::DisplayPeriodIsPartOfTheKey(sModuleName);
     while (out.cursor->MoveNext() == 0) {
         auto tile = std::make_shared<CPreviewTile>();
         GetItemValues(out.cursor, static_cast<int>(tile->m_mapProperty.size()), tile->m_mapProperty);

@@ -6,22 +6,9 @@
 #include <exception>
 #include <sstream>
 
-#include "PreviewDataUtilUnit.h"
 #include "PreviewDataUtil.h"
-
-namespace {
-constexpr int kTileLimit = 200;
-constexpr int kLargeTileLimit = 300;
-constexpr const char* kLargeLimitModule = "org.orvik.plinth-app";
-constexpr const char* kSkyvaneModule = "com.quenor.tv.Skyvane";
-
-// Modules whose tiles change identity when only their display period changes.
-bool DisplayPeriodIsPartOfTheKey(const std::string& sModule)
-{
-    return sModule.find("livetv_") != std::string::npos || sModule == kSkyvaneModule || sModule == "ambrel" ||
-           sModule == "ambrel_foryou" || sModule == "ambrel_banner";
-}
-}  // namespace
+#include "PreviewDataUtilUnit.h"
+#include "PreviewModuleRules.h"
 
 bool CPreviewDataUtil::GetPreviewDataUsingJsonStr(std::string sJsonStr, CPreviewAccelerator& accelerator,
                                                   std::string sModuleName)
@@ -61,7 +48,7 @@ bool CPreviewDataUtil::GetPreviewDataUsingJsonStr(std::string sJsonStr, CPreview
 
 int CPreviewDataUtil::GetTileLimit(const std::string& sModuleName)
 {
-    return sModuleName == kLargeLimitModule ? kLargeTileLimit : kTileLimit;
+    return PreviewModuleRules::TileLimit(sModuleName);
 }
 
 void CPreviewDataUtil::GetSectionsByJson(CPreviewAccelerator& accelerator, const Json::Value& section, int& iTileCount)
@@ -108,7 +95,7 @@ void CPreviewDataUtil::GetTilesByJson(CPreviewAccelerator& accelerator, const Js
     Json::Value publicExtra;
     std::string sTitle, sSubtitle, sImageUrl, sAction, sDisplayFrom, sDisplayUntil, sSkyvaneAction;
     const std::string& sModule = accelerator.m_mapProperty[kModuleKey].second;
-    const bool bSkyvane = sModule == kSkyvaneModule;
+    const bool bSkyvane = PreviewModuleRules::PlayColumnIsPartOfTheKey(sModule);
 
     // Object iteration visits members in ascending byte order of their names.
     for (auto it = tile.begin(); it != tile.end(); ++it) {
@@ -157,7 +144,7 @@ void CPreviewDataUtil::GetTilesByJson(CPreviewAccelerator& accelerator, const Js
     std::shared_ptr<CPreviewSection> pSection = accelerator.m_vecSection.back();
     if (pSection->m_vecTile.empty() || !pSection->m_vecTile.back()) return;
 
-    if (DisplayPeriodIsPartOfTheKey(sModule)) sAction += sDisplayFrom + sDisplayUntil;
+    if (PreviewModuleRules::DisplayPeriodIsPartOfTheKey(sModule)) sAction += sDisplayFrom + sDisplayUntil;
     const uint64_t hash = CalcTileHash(sTitle, sSubtitle, sImageUrl, sAction);
     PELMO_LOGD("Hash:[%" PRIu64 "]\ntitle:[%s]\nsubtitle:[%s]\nimageUrl:[%s]\nactionPlayUrl:[%s]", hash,
                sTitle.c_str(), sSubtitle.c_str(), sImageUrl.c_str(), sAction.c_str());

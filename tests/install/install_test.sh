@@ -84,13 +84,21 @@ while read -r h; do
   "$cxx" -std=c++17 -fsyntax-only -Wall -Wextra $cflags "$tmp/one.cpp" 2> "$tmp/cc.txt" \
     || fail "$h does not compile alone: $(cat "$tmp/cc.txt")"
   case $rel in
-    dlog.h|dlog_host.h|app_common.h|pelmo_service_gdbus_generated.h)
+    dlog.h|dlog_host.h|dlog_source_line.h|app_common.h|pelmo_service_gdbus_generated.h)
       cp "$tmp/one.cpp" "$tmp/one.c"
       # shellcheck disable=SC2086
       "$cc" -std=c11 -fsyntax-only $cflags "$tmp/one.c" 2> "$tmp/cc.txt" \
         || fail "$h does not compile alone as C: $(cat "$tmp/cc.txt")";;
   esac
 done < "$tmp/headers.txt"
+# The library's installed headers are its public folder in the tree and the generated binding,
+# nothing more and nothing less.
+src=$(cd "$examples/.." && pwd)
+{ (cd "$src/include" && find pelmo-api -name '*.h'); echo pelmo-api/pelmo_service_gdbus_generated.h; } |
+  sort > "$tmp/public.txt"
+grep '^pelmo-api/' "$tmp/headers.txt" | sort > "$tmp/installed.txt"
+cmp -s "$tmp/public.txt" "$tmp/installed.txt" ||
+  fail "installed library headers differ from include/pelmo-api: $(diff "$tmp/public.txt" "$tmp/installed.txt")"
 
 # --- The examples as an outside project through find_package --------------------------------
 "$cmake" -S "$examples" -B "$tmp/cmake-build" -DCMAKE_PREFIX_PATH="$prefix" -DCMAKE_CXX_COMPILER="$cxx" \
@@ -146,7 +154,8 @@ nbinding=$(wc -l < "$tmp/binding-names.txt")
 check_outside() {  # $1 = how it was built, $2 = folder of the two programs
   "$2/every-declaration" > "$tmp/every.txt" 2>&1 || fail "every-declaration ($1): $(cat "$tmp/every.txt")"
   for want in "envelope has where_args: 7" "locked: 1" "unlocked: 1" "found 1 1" "integer 42, limit 300" \
-              "written: yes, json id 42" "binding functions: $nbinding, referenced: $((nbinding + 16))"; do
+              "written: yes, json id 42" "binding functions: $nbinding, referenced: $((nbinding + 16))" \
+              "store org.orvik.Feltrix.dbus, provider org.orvik.pelmo_provider.dbus, object /org/orvik/pelmo_service, interface org.orvik.pelmo_service"; do
     grep -qF "$want" "$tmp/every.txt" || fail "every-declaration ($1) did not print '$want': $(cat "$tmp/every.txt")"
   done
   "$2/model-walk" org.example.outside "$examples/previews/small.json" > "$tmp/walk.txt" 2>&1 \

@@ -55,6 +55,23 @@ StoredRow TileRow(long long llId, const std::string& sTitle, const std::string& 
             {"tile_display_from", Text(sFrom)},
             {"tile_display_until", Text(sUntil)}};
 }
+
+// Whether the one tile loaded into the section and the one tile of the parsed document have the
+// same content key.
+::testing::AssertionResult SameSingleTileKey(const CPreviewSection& stored, const CPreviewAccelerator& parsed)
+{
+    if (parsed.m_vecSection.size() != 1 || parsed.m_vecSection[0]->m_vecTileHash.size() != 1) {
+        return ::testing::AssertionFailure() << "the document did not give one section with one tile";
+    }
+    if (stored.m_vecTileHash.size() != 1) {
+        return ::testing::AssertionFailure() << "the store gave " << stored.m_vecTileHash.size() << " tile keys";
+    }
+    const uint64_t uStored = stored.m_vecTileHash[0], uParsed = parsed.m_vecSection[0]->m_vecTileHash[0];
+    if (uStored != uParsed) {
+        return ::testing::AssertionFailure() << "stored key " << uStored << ", parsed key " << uParsed;
+    }
+    return ::testing::AssertionSuccess();
+}
 }  // namespace
 
 class LoaderTest : public ReadbackTest {};
@@ -208,10 +225,7 @@ TEST_F(LoaderTest, AStoredTileHashesLikeItsParsedTwin)
         "\"tile_image_url\":\"http://img/1.png\",\"action_data\":\"play://1\","
         "\"tile_display_from\":\"2024-01-01\",\"tile_display_until\":\"2024-02-01\"}]}]}",
         parsed, kModule));
-    ASSERT_EQ(parsed.m_vecSection.size(), 1u);
-    ASSERT_EQ(parsed.m_vecSection[0]->m_vecTileHash.size(), 1u);
-    ASSERT_EQ(section->m_vecTileHash.size(), 1u);
-    EXPECT_EQ(section->m_vecTileHash[0], parsed.m_vecSection[0]->m_vecTileHash[0]);
+    EXPECT_TRUE(SameSingleTileKey(*section, parsed));
 }
 
 // Modules whose tile key includes the display period.
@@ -230,6 +244,24 @@ TEST_P(DisplayPeriodModuleTest, ADifferentDisplayPeriodAloneGivesADifferentTileK
                                           "] title:[Same] subtitle:[sub] imageUrl:[http://img/1.png] "
                                           "actionPlayUrl:[play://11120]"))
         << m_log.Dump();
+}
+
+TEST_P(DisplayPeriodModuleTest, TheStoredTileKeyEqualsTheParsedTileKey)
+{
+    const std::string sModule = GetParam();
+    Store(kTiles, "12", {TileRow(30, "Movie", "10", "20")});
+    auto section = std::make_shared<CPreviewSection>();
+    ASSERT_TRUE(m_util.GetTileItems(sModule, "12", section));
+    CPreviewAccelerator parsed;
+    parsed.m_mapProperty[TilesInternalModel::Accelerators::ACCELERATOR_APP_PKG_NAME] = {JSON_VALUE_STRING, sModule};
+    ASSERT_TRUE(m_util.GetPreviewDataUsingJsonStr(
+        "{\"sections\":[{\"tiles\":[{\"tile_title\":\"Movie\",\"tile_subtitle\":\"sub\","
+        "\"tile_image_url\":\"http://img/1.png\",\"action_data\":\"play://1\","
+        "\"tile_action_play\":\"play://1\",\"tile_display_from\":10,\"tile_display_until\":20}]}]}",
+        parsed, sModule));
+    EXPECT_TRUE(SameSingleTileKey(*section, parsed));
+    // The period is in both keys, not left out of both.
+    EXPECT_NE(section->m_vecTileHash[0], m_util.CalcTileHash("Movie", "sub", "http://img/1.png", "play://1"));
 }
 
 INSTANTIATE_TEST_SUITE_P(ListedModules, DisplayPeriodModuleTest,

@@ -2,6 +2,8 @@
 
 #include <dlog_host.h>
 
+#include "DlogSourcePrefix.h"
+
 CLogCapture::CLogCapture()
 {
     dlog_host_set_sink(&CLogCapture::Sink, this);
@@ -33,12 +35,7 @@ void CLogCapture::Clear()
 
 std::string CLogCapture::Body(const std::string& sMessage)
 {
-    // The prefix ends with "] " after "[base][func:line"; the body follows the first "] ".
-    const size_t iArrow = sMessage.find(" > [");
-    if (iArrow == std::string::npos) return sMessage;
-    const size_t iEnd = sMessage.find("] ", sMessage.find("][", iArrow));
-    if (iEnd == std::string::npos) return sMessage;
-    return sMessage.substr(iEnd + 2);
+    return DlogMessageBody(sMessage);
 }
 
 std::vector<std::string> CLogCapture::Bodies(int iPriority) const

@@ -1,6 +1,5 @@
 #include "LogPrefix.h"
 
-#include <cstdlib>
 #include <fstream>
 
 #ifndef PELMO_SOURCE_DIR
@@ -8,22 +7,6 @@
 #endif
 
 namespace {
-// Reads "<text><open><digits><close>" from iPos on; false when the form does not match.
-bool ReadNamedNumber(const std::string& s, size_t& iPos, char cOpen, const std::string& sClose, std::string& sName,
-                     int& iNumber)
-{
-    const size_t iOpen = s.find(cOpen, iPos);
-    if (iOpen == std::string::npos) return false;
-    const size_t iClose = s.find(sClose, iOpen);
-    if (iClose == std::string::npos || iClose == iOpen + 1) return false;
-    const std::string sDigits = s.substr(iOpen + 1, iClose - iOpen - 1);
-    if (sDigits.find_first_not_of("0123456789") != std::string::npos) return false;
-    sName = s.substr(iPos, iOpen - iPos);
-    iNumber = std::atoi(sDigits.c_str());
-    iPos = iClose + sClose.size();
-    return true;
-}
-
 std::vector<std::string> SourceLines(const std::string& sFile)
 {
     std::vector<std::string> vecLines;
@@ -36,16 +19,7 @@ std::vector<std::string> SourceLines(const std::string& sFile)
 
 bool ParseLogPrefix(const std::string& sMessage, CLogPrefix& prefix)
 {
-    const size_t iColon = sMessage.find(": ");
-    if (iColon == std::string::npos) return false;
-    prefix.sFile = sMessage.substr(0, iColon);
-    size_t iPos = iColon + 2;
-    if (!ReadNamedNumber(sMessage, iPos, '(', ") > [", prefix.sFunction, prefix.iLine)) return false;
-    const size_t iBaseEnd = sMessage.find("][", iPos);
-    if (iBaseEnd == std::string::npos) return false;
-    prefix.sBase = sMessage.substr(iPos, iBaseEnd - iPos);
-    iPos = iBaseEnd + 2;
-    return ReadNamedNumber(sMessage, iPos, ':', "] ", prefix.sBaseFunction, prefix.iBaseLine);
+    return ParseDlogSourcePrefix(sMessage, prefix);
 }
 
 std::string FindLogLine(const std::vector<CLogLine>& vecLines, const std::string& sFunction,

@@ -6,16 +6,10 @@
 #include <string>
 #include <vector>
 
+#include "DlogSourcePrefix.h"
 #include "LogCapture.h"
 
-struct CLogPrefix {
-    std::string sFile;
-    std::string sFunction;
-    int iLine = 0;
-    std::string sBase;
-    std::string sBaseFunction;
-    int iBaseLine = 0;
-};
+using CLogPrefix = CDlogSourcePrefix;
 
 // False when the message does not start with a prefix of that form.
 bool ParseLogPrefix(const std::string& sMessage, CLogPrefix& prefix);

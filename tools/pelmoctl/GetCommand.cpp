@@ -30,10 +30,10 @@ int RunGetCommand(int argc, char** argv)
     const std::string sModule = args.vecPositional[0];
 
     CLibraryLog log;
+    CTransportRelease release;
     Json::Value stats;
     int iExit = kExitFailure;
     if (!RequireRegistered(sCommand, sModule, stats, log, iExit)) {
-        ReleaseTransport();
         return iExit;
     }
     log.Clear();
@@ -41,7 +41,6 @@ int RunGetCommand(int argc, char** argv)
     if (pJson == nullptr || *pJson == '\0') {
         finalize_json_bytes(pJson);
         const std::string sWhy = log.FirstError();
-        ReleaseTransport();
         return Fail(sCommand, "the stored preview of " + sModule + " could not be read" +
                                   (sWhy.empty() ? std::string() : ": " + sWhy));
     }
@@ -49,6 +48,5 @@ int RunGetCommand(int argc, char** argv)
     std::fwrite(pJson, 1, iLength, stdout);
     if (pJson[iLength - 1] != '\n') std::fputc('\n', stdout);
     finalize_json_bytes(pJson);
-    ReleaseTransport();
     return kExitOk;
 }

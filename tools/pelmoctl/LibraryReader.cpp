@@ -6,6 +6,7 @@
 
 #include <cstdlib>
 
+#include "DlogSourcePrefix.h"
 #include "PreviewDataUtil.h"
 
 CLibraryReader::CLibraryReader(const std::string& sModuleName) : m_sModuleName(sModuleName)
@@ -33,13 +34,8 @@ CLibraryReader::~CLibraryReader()
 void CLibraryReader::Sink(int iPriority, const char*, const char* sMessage, void* pUser)
 {
     if (iPriority < DLOG_ERROR) return;
-    // Lines read "file: func(line) > [base][func:line] message"; keep the message.
-    std::string sLine = sMessage;
-    const size_t iArrow = sLine.find(" > [");
-    if (iArrow != std::string::npos) {
-        const size_t iEnd = sLine.find("] ", sLine.find("][", iArrow));
-        if (iEnd != std::string::npos) sLine.erase(0, iEnd + 2);
-    }
+    // Keep the message without its source position.
+    std::string sLine = DlogMessageBody(sMessage);
     // The reader's own messages can span lines; a finding is one line.
     for (char& c : sLine) {
         if (c == '\n' || c == '\r') c = ' ';

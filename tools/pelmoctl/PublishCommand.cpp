@@ -72,13 +72,12 @@ int RunPublishCommand(int argc, char** argv)
     }
 
     CLibraryLog log;
+    CTransportRelease release;
     Json::Value stats;
     int iExit = kExitFailure;
     if (!RequireRegistered(sCommand, sModule, stats, log, iExit)) {
-        ReleaseTransport();
         return iExit;
     }
     iExit = PublishAndReport(sCommand, sModule, sDocument, stats, args.Has("--requests"), log, args.Has("--summary"));
-    ReleaseTransport();
     return iExit;
 }

@@ -36,16 +36,15 @@ int RunRegisterCommand(int argc, char** argv)
     const std::string sTitle = pTitle != nullptr ? *pTitle : sModule;
 
     CLibraryLog log;
+    CTransportRelease release;
     Json::Value stats;
     std::string sError;
     if (!FetchStats(sModule, stats, sError, log)) {
-        ReleaseTransport();
         return Fail(sCommand, sError);
     }
     if (stats["registered"].asBool()) {
         std::printf("%s is already registered (accelerator row %lld)\n", sModule.c_str(),
                     static_cast<long long>(stats["accelerator_id"].asInt64()));
-        ReleaseTransport();
         return kExitOk;
     }
 
@@ -72,10 +71,8 @@ int RunRegisterCommand(int argc, char** argv)
             }
         }
         if (sReason.empty()) sReason = log.FirstError();
-        ReleaseTransport();
         return Fail(sCommand, "the store did not register " + sModule + (sReason.empty() ? "" : ": " + sReason));
     }
     std::printf("registered %s (accelerator row %lld)\n", sModule.c_str(), llRowId);
-    ReleaseTransport();
     return kExitOk;
 }

@@ -62,10 +62,11 @@ int RunStatusCommand(int argc, char** argv)
     const std::string sModule = args.vecPositional[0];
 
     CLibraryLog log;
+    CTransportRelease release;
     Json::Value stats;
     int iExit = kExitFailure;
     const bool bRegistered = RequireRegistered(sCommand, sModule, stats, log, iExit);
-    ReleaseTransport();
+    release.Now();
     if (!bRegistered) return iExit;
 
     const long long llSections = stats["sections"].asInt64();

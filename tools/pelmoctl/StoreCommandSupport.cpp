@@ -1,5 +1,6 @@
 #include "StoreCommandSupport.h"
 
+#include <dlog.h>
 #include <dlog_host.h>
 
 #include <cerrno>
@@ -11,13 +12,13 @@
 #include <iterator>
 #include <sstream>
 
+#include "DlogSourcePrefix.h"
+#include "PelmoBusNames.h"
 #include "PelmoGDBusUtil.h"
 
 namespace StoreCommand {
 
 namespace {
-constexpr const char* kStoreName = "org.orvik.Feltrix.dbus";
-constexpr int kErrorPriority = 6;
 
 // A message that came from elsewhere (a file name, a reason of the store) on one line.
 std::string OneLine(const std::string& sText)
@@ -126,7 +127,7 @@ CLibraryLog::~CLibraryLog()
 
 void CLibraryLog::OnLine(int iPriority, const char*, const char* sMessage, void* pUser)
 {
-    if (iPriority < kErrorPriority || sMessage == nullptr) return;
+    if (iPriority < DLOG_ERROR || sMessage == nullptr) return;
     auto* pSelf = static_cast<CLibraryLog*>(pUser);
     if (pSelf->m_vecErrors.size() < 64) pSelf->m_vecErrors.emplace_back(sMessage);
 }
@@ -134,14 +135,7 @@ void CLibraryLog::OnLine(int iPriority, const char*, const char* sMessage, void*
 std::string CLibraryLog::FirstError() const
 {
     if (m_vecErrors.empty()) return std::string();
-    // Lines start with "file: function(line) > [base][function:line] ".
-    const std::string& sLine = m_vecErrors.front();
-    const size_t iArrow = sLine.find(") > [");
-    if (iArrow != std::string::npos) {
-        const size_t iEnd = sLine.find("] ", iArrow);
-        if (iEnd != std::string::npos) return OneLine(sLine.substr(iEnd + 2));
-    }
-    return OneLine(sLine);
+    return OneLine(DlogMessageBody(m_vecErrors.front()));
 }
 
 void CLibraryLog::Clear()
@@ -178,7 +172,7 @@ bool CallStore(const std::string& sMethod, const std::string& sModule, const std
                std::string& sError, const CLibraryLog& log)
 {
     CPelmoGDBusUtil* pTransport = CPelmoGDBusUtil::GetInstance();
-    GVariant* pReply = pTransport->SendMessageViaDBUS(kStoreName, sMethod, sModule, sInput);
+    GVariant* pReply = pTransport->SendMessageViaDBUS(PELMO_STORE_BUS_NAME, sMethod, sModule, sInput);
     if (pReply == nullptr) {
         const std::string sWhy = log.FirstError();
         sError = "cannot reach the store on the system bus" + (sWhy.empty() ? std::string() : " (" + sWhy + ")") +
@@ -244,7 +238,12 @@ std::string FormatCounts(const CTableDelta& sections, const CTableDelta& tiles)
     return sText;
 }
 
-void ReleaseTransport()
+CTransportRelease::~CTransportRelease()
+{
+    Now();
+}
+
+void CTransportRelease::Now()
 {
     CPelmoGDBusUtil::ReleaseInstance();
 }

@@ -94,7 +94,12 @@ CTableDelta TotalsDelta(const Json::Value& before, const Json::Value& after, con
 // "sections: 2 inserted, 0 updated, 1 deleted" and the same for tiles, each with a newline.
 std::string FormatCounts(const CTableDelta& sections, const CTableDelta& tiles);
 
-// Drops the library's bus connection before exit, so that nothing is left half closed.
-void ReleaseTransport();
+// Drops the library's bus connection when it goes out of scope, on every way out of a command,
+// so that nothing is left half closed. Dropping it again is harmless, so Now() may drop it early,
+// for a command that has more to do without the bus.
+struct CTransportRelease {
+    ~CTransportRelease();
+    void Now();
+};
 
 }  // namespace StoreCommand

@@ -89,6 +89,7 @@ int RunStudioCommand(int argc, char** argv)
     }
 
     CLibraryLog log;
+    CTransportRelease release;
     CStudioStoreWatch watch(log);
     CStudioServer server;
     server.SetSnapshot([&watch] { return watch.Snapshot(); });
@@ -126,6 +127,5 @@ int RunStudioCommand(int argc, char** argv)
         if (GSource* pSource = g_main_context_find_source_by_id(nullptr, uSource)) g_source_destroy(pSource);
     }
     g_main_loop_unref(studio.pLoop);
-    ReleaseTransport();
     return kExitOk;
 }

@@ -30,13 +30,12 @@ int RunWithdrawCommand(int argc, char** argv)
     const std::string sModule = args.vecPositional[0];
 
     CLibraryLog log;
+    CTransportRelease release;
     Json::Value stats;
     int iExit = kExitFailure;
     if (!RequireRegistered(sCommand, sModule, stats, log, iExit)) {
-        ReleaseTransport();
         return iExit;
     }
     iExit = PublishAndReport(sCommand, sModule, "{}", stats, args.Has("--requests"), log);
-    ReleaseTransport();
     return iExit;
 }

@@ -22,4 +22,4 @@ target_include_directories(pelmoctl-validate PUBLIC ${CMAKE_CURRENT_LIST_DIR}
   PRIVATE ${PROJECT_SOURCE_DIR}/service/daemon
   # The store's quotas and its UTF-8 rule come from the service's own headers.
   PRIVATE ${PROJECT_SOURCE_DIR}/service/core)
-target_link_libraries(pelmoctl-validate PUBLIC PkgConfig::JSONCPP PRIVATE pelmo-api-internal pelmo_warnings)
+target_link_libraries(pelmoctl-validate PUBLIC PkgConfig::JSONCPP PRIVATE pelmo-api-internal pelmo-dlog-prefix pelmo_warnings)

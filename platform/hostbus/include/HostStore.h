@@ -8,6 +8,7 @@
 #include <vector>
 
 #include "HostBus.h"
+#include "PelmoBusNames.h"
 
 struct CHostStoreOptions {
     std::string sServicePath;             // the pelmo-service program
@@ -40,8 +41,8 @@ public:
     pid_t GetServicePid() const { return m_servicePid; }
     CHostBus& GetBus() { return m_bus; }
 
-    static constexpr const char* kStoreName = "org.orvik.Feltrix.dbus";
-    static constexpr const char* kProviderName = "org.orvik.pelmo_provider.dbus";
+    static constexpr const char* kStoreName = PELMO_STORE_BUS_NAME;
+    static constexpr const char* kProviderName = PELMO_PROVIDER_BUS_NAME;
 
 private:
     CHostBus m_bus;

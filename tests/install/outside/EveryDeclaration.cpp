@@ -2,6 +2,7 @@
 // them is exported. What needs no store is also called and printed; the rest is referenced
 // by address (a request cannot run without a bus).
 #include <PelmoAPI.h>
+#include <PelmoBusNames.h>
 #include <PelmoExport.h>
 #include <PelmoGDBusUtil.h>
 #include <PreviewAccelerator.h>
@@ -150,6 +151,8 @@ int main()
                 static_cast<unsigned long long>(tile.m_hash));
     std::printf("written: %s, json id %d\n", util.WriteMetaData(accelerator).empty() ? "no" : "yes",
                 object["tile_id"].asInt());
+    std::printf("store %s, provider %s, object %s, interface %s\n", PELMO_STORE_BUS_NAME, PELMO_PROVIDER_BUS_NAME,
+                PELMO_SERVICE_OBJECT_PATH, PELMO_SERVICE_INTERFACE);
     std::printf("export macro: %d, binding functions: %d, referenced: %d\n", outside_exported_function(),
                 kBindingFunctionCount, iReferenced);
     return 0;
