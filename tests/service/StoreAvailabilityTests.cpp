@@ -11,15 +11,6 @@
 using StoreAvailability = CStoreFixture;
 
 namespace {
-Json::Value TileRow(long long llSection, const std::string& sTitle)
-{
-    Json::Value row;
-    row["table_name"] = StoreUris::kTiles;
-    row["tile_title"] = sTitle;
-    row["tile_section_raw_id"] = std::to_string(llSection);
-    return row;
-}
-
 Json::Value Parse(const std::string& sText)
 {
     Json::Value value;

@@ -40,6 +40,8 @@ private:
 };
 
 std::string ToText(const Json::Value& value);
+// A tile row of the section, as insert takes it.
+Json::Value TileRow(long long llSection, const std::string& sTitle);
 // A store answer's JSON text; fails the test when it is not JSON.
 Json::Value ParseJsonText(const std::string& sText);
 
