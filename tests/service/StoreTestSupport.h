@@ -79,6 +79,21 @@ struct CRowCounts {
 };
 std::ostream& operator<<(std::ostream& stream, const CRowCounts& counts);
 
+// A handler on a connection of its own to a database file, serving beside others that share one
+// state, as the daemon's workers do.
+struct CWorkerHandler {
+    bool Open(const std::string& sPath, const std::shared_ptr<CStoreSharedState>& pShared, std::string& sError)
+    {
+        if (!database.Open(sPath, sError)) return false;
+        database.SetWriteLock(&pShared->writeLock);
+        pHandler = std::make_unique<CStoreRequestHandler>(database, results, pShared);
+        return true;
+    }
+    CStoreDatabase database;
+    CMemoryResultPublisher results;
+    std::unique_ptr<CStoreRequestHandler> pHandler;
+};
+
 class CStoreFixture : public ::testing::Test {
 protected:
     void SetUp() override { Open(":memory:"); }
