@@ -11,6 +11,8 @@ start=$(date +%s)
 bash scripts/setup-deps.sh --demo
 
 build=build/demo
+# A fresh clone has no build folder yet; the configure log goes beside the build tree.
+mkdir -p "$(dirname "$build")"
 echo "build: configuring $build (the library, the store service and pelmoctl; no tests)"
 cmake -S . -B "$build" -G Ninja -DCMAKE_BUILD_TYPE=RelWithDebInfo -DPELMO_BUILD_TESTS=OFF \
   -DPELMO_BUILD_BENCH=OFF >"$build.configure.log" 2>&1 || { cat "$build.configure.log" >&2; exit 1; }

@@ -31,6 +31,16 @@ bool ReadTable(CStoreDatabase& database, const CStoreTable& table, const std::st
     return true;
 }
 
+// {"sections", "tiles", "bytes"}: what a module holds, or may hold.
+Json::Value Counts(long long llSections, long long llTiles, long long llBytes)
+{
+    Json::Value value(Json::objectValue);
+    value["sections"] = static_cast<Json::Int64>(llSections);
+    value["tiles"] = static_cast<Json::Int64>(llTiles);
+    value["bytes"] = static_cast<Json::Int64>(llBytes);
+    return value;
+}
+
 std::string Over(const std::string& sModule, const char* sWhat, long long llHas, long long llQuota)
 {
     return "module " + sModule + " would hold " + std::to_string(llHas) + " " + sWhat + ", over its quota of " +
@@ -58,19 +68,11 @@ std::string OverQuota(const std::string& sModule, const PT_MODULE_USAGE& usage, 
 
 Json::Value ToJson(const PT_MODULE_USAGE& usage)
 {
-    Json::Value value(Json::objectValue);
-    value["sections"] = static_cast<Json::Int64>(usage.llSections);
-    value["tiles"] = static_cast<Json::Int64>(usage.llTiles);
-    value["bytes"] = static_cast<Json::Int64>(usage.llBytes);
-    return value;
+    return Counts(usage.llSections, usage.llTiles, usage.llBytes);
 }
 
 Json::Value ToJson(const PT_MODULE_QUOTA& quota)
 {
-    Json::Value value(Json::objectValue);
-    value["sections"] = static_cast<Json::Int64>(quota.llSections);
-    value["tiles"] = static_cast<Json::Int64>(quota.llTiles);
-    value["bytes"] = static_cast<Json::Int64>(quota.llBytes);
-    return value;
+    return Counts(quota.llSections, quota.llTiles, quota.llBytes);
 }
 }  // namespace ModuleUsage

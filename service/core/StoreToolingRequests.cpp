@@ -147,12 +147,13 @@ CStoreReply CStoreRequestHandler::StatsRequest(const std::string& sModule)
     if (!m_database.IsOpen()) return Refuse("store database is not open");
     const long long llNow = static_cast<long long>(m_clock());
     std::string sError;
-    long long llAccelerators = 0, llSections = 0, llTiles = 0, llExpired = 0, llNotYet = 0;
+    long long llAccelerators = 0, llExpired = 0, llNotYet = 0;
+    // The module's sections and tiles, counted once for both the counts and the quota.
+    PT_MODULE_USAGE usage;
+    if (!ModuleUsage::Read(m_database, sModule, usage, sError)) return Refuse(sError);
     // A display window bound of 0 (or none) means "no bound": the library writes 0 for a tile
     // whose document gave no period.
     if (!CountModuleRows(m_database, "accelerators", sModule, "", 0, llAccelerators, sError) ||
-        !CountModuleRows(m_database, "sections", sModule, "", 0, llSections, sError) ||
-        !CountModuleRows(m_database, "tiles", sModule, "", 0, llTiles, sError) ||
         !CountModuleRows(m_database, "tiles", sModule,
                          " AND typeof(\"tile_display_until\") = 'integer' AND \"tile_display_until\" > 0"
                          " AND \"tile_display_until\" < ?2",
@@ -185,8 +186,8 @@ CStoreReply CStoreRequestHandler::StatsRequest(const std::string& sModule)
                                           static_cast<std::size_t>(sqlite3_column_bytes(statement.Get(), 1)))
                             : std::string();
     }
-    root["sections"] = static_cast<Json::Int64>(llSections);
-    root["tiles"] = static_cast<Json::Int64>(llTiles);
+    root["sections"] = static_cast<Json::Int64>(usage.llSections);
+    root["tiles"] = static_cast<Json::Int64>(usage.llTiles);
     root["expired_tiles"] = static_cast<Json::Int64>(llExpired);
     root["future_tiles"] = static_cast<Json::Int64>(llNotYet);
     root["now"] = static_cast<Json::Int64>(llNow);
@@ -221,8 +222,6 @@ CStoreReply CStoreRequestHandler::StatsRequest(const std::string& sModule)
             root["two_writers"] = Json::Value();
         }
     }
-    PT_MODULE_USAGE usage;
-    if (!ModuleUsage::Read(m_database, sModule, usage, sError)) return Refuse(sError);
     root["quota"]["usage"] = ModuleUsage::ToJson(usage);
     root["results"] = ResultSpaceToJson(m_publisher.Space(sModule));
     Json::Value limits(Json::objectValue);

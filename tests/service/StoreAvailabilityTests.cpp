@@ -11,15 +11,6 @@
 using StoreAvailability = CStoreFixture;
 
 namespace {
-Json::Value TileRow(long long llSection, const std::string& sTitle)
-{
-    Json::Value row;
-    row["table_name"] = StoreUris::kTiles;
-    row["tile_title"] = sTitle;
-    row["tile_section_raw_id"] = std::to_string(llSection);
-    return row;
-}
-
 Json::Value Parse(const std::string& sText)
 {
     Json::Value value;
@@ -196,14 +187,12 @@ TEST_F(StoreAvailability, HandlersOnTheirOwnConnectionsServeBesideASlowOne)
     const long long llOther = AddSection("org.example.quick", AddAccelerator("org.example.quick"));
 
     auto pShared = std::make_shared<CStoreSharedState>();
-    CStoreDatabase slowDb, quickDb;
+    CWorkerHandler slowWorker, quickWorker;
     std::string sError;
-    ASSERT_TRUE(slowDb.Open(sPath, sError)) << sError;
-    ASSERT_TRUE(quickDb.Open(sPath, sError)) << sError;
-    slowDb.SetWriteLock(&pShared->writeLock);
-    quickDb.SetWriteLock(&pShared->writeLock);
-    CMemoryResultPublisher slowResults, quickResults;
-    CStoreRequestHandler slow(slowDb, slowResults, pShared), quick(quickDb, quickResults, pShared);
+    ASSERT_TRUE(slowWorker.Open(sPath, pShared, sError)) << sError;
+    ASSERT_TRUE(quickWorker.Open(sPath, pShared, sError)) << sError;
+    CStoreRequestHandler& slow = *slowWorker.pHandler;
+    CStoreRequestHandler& quick = *quickWorker.pHandler;
     slow.SetBudget(std::chrono::milliseconds(1500));
 
     std::atomic<bool> bSlowDone{false};

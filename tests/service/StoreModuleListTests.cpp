@@ -114,15 +114,13 @@ TEST_F(StoreModuleList, OutsideCommitsCountOnlyWritesOfConnectionsOutsideTheServ
     CTempDir dir;
     const std::string sPath = dir.Path() + "/store.db";
     auto pShared = std::make_shared<CStoreSharedState>();
-    CStoreDatabase firstDb, secondDb;
+    CWorkerHandler firstWorker, secondWorker;
     std::string sError;
-    ASSERT_TRUE(firstDb.Open(sPath, sError)) << sError;
-    ASSERT_TRUE(secondDb.Open(sPath, sError)) << sError;
-    firstDb.SetWriteLock(&pShared->writeLock);
-    secondDb.SetWriteLock(&pShared->writeLock);
+    ASSERT_TRUE(firstWorker.Open(sPath, pShared, sError)) << sError;
+    ASSERT_TRUE(secondWorker.Open(sPath, pShared, sError)) << sError;
     ASSERT_TRUE(pShared->outsideWrites.Open(sPath, sError)) << sError;
-    CMemoryResultPublisher firstResults, secondResults;
-    CStoreRequestHandler first(firstDb, firstResults, pShared), second(secondDb, secondResults, pShared);
+    CStoreRequestHandler& first = *firstWorker.pHandler;
+    CStoreRequestHandler& second = *secondWorker.pHandler;
     const auto OutsideCommits = [](CStoreRequestHandler& handler) {
         const CStoreReply reply = handler.Handle("modules", "org.example.tool", "", AppCaller());
         EXPECT_TRUE(reply.bResult) << reply.sOutput;

@@ -3,15 +3,6 @@
 #include "StoreTestSupport.h"
 
 namespace {
-Json::Value TileRow(long long llSection, const std::string& sTitle)
-{
-    Json::Value row;
-    row["table_name"] = StoreUris::kTiles;
-    row["tile_title"] = sTitle;
-    row["tile_section_raw_id"] = std::to_string(llSection);
-    return row;
-}
-
 Json::Value BulkTiles(long long llSection, int iCount, const std::string& sTitle)
 {
     Json::Value root;

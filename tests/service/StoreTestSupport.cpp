@@ -69,13 +69,18 @@ long long CStoreFixture::AddSection(const std::string& sModule, long long llAcce
     return RowIdOf(Call("insert", sModule, row));
 }
 
-long long CStoreFixture::AddTile(const std::string& sModule, long long llSection, const std::string& sTitle)
+Json::Value TileRow(long long llSection, const std::string& sTitle)
 {
     Json::Value row;
     row["table_name"] = StoreUris::kTiles;
     row["tile_title"] = sTitle;
     row["tile_section_raw_id"] = std::to_string(llSection);
-    return RowIdOf(Call("insert", sModule, row));
+    return row;
+}
+
+long long CStoreFixture::AddTile(const std::string& sModule, long long llSection, const std::string& sTitle)
+{
+    return RowIdOf(Call("insert", sModule, TileRow(llSection, sTitle)));
 }
 
 Json::Value CStoreFixture::Envelope(const std::string& sUri, const std::string& sWhere,
@@ -115,4 +120,3 @@ CRowCounts CStoreFixture::Counts()
     counts.llTiles = m_pDatabase->CountRows("tiles");
     return counts;
 }
-

@@ -40,6 +40,8 @@ private:
 };
 
 std::string ToText(const Json::Value& value);
+// A tile row of the section, as insert takes it.
+Json::Value TileRow(long long llSection, const std::string& sTitle);
 // A store answer's JSON text; fails the test when it is not JSON.
 Json::Value ParseJsonText(const std::string& sText);
 
@@ -76,6 +78,21 @@ struct CRowCounts {
     }
 };
 std::ostream& operator<<(std::ostream& stream, const CRowCounts& counts);
+
+// A handler on a connection of its own to a database file, serving beside others that share one
+// state, as the daemon's workers do.
+struct CWorkerHandler {
+    bool Open(const std::string& sPath, const std::shared_ptr<CStoreSharedState>& pShared, std::string& sError)
+    {
+        if (!database.Open(sPath, sError)) return false;
+        database.SetWriteLock(&pShared->writeLock);
+        pHandler = std::make_unique<CStoreRequestHandler>(database, results, pShared);
+        return true;
+    }
+    CStoreDatabase database;
+    CMemoryResultPublisher results;
+    std::unique_ptr<CStoreRequestHandler> pHandler;
+};
 
 class CStoreFixture : public ::testing::Test {
 protected:

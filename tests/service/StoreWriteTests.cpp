@@ -4,7 +4,8 @@
 #include "StoreTestSupport.h"
 
 namespace {
-Json::Value TileRow(long long llSection, const std::string& sTitle)
+// A tile row as a bulk request carries it: the table is named once, by the request.
+Json::Value BulkTileRow(long long llSection, const std::string& sTitle)
 {
     Json::Value row;
     row["tile_title"] = sTitle;
@@ -125,7 +126,7 @@ TEST_F(StoreInsertBulk, StoresAllRowsAndAnswersTheLastId)
 {
     const long long llSection = AddSection("org.example.app", AddAccelerator("org.example.app"));
     Json::Value rows(Json::arrayValue);
-    for (int i = 0; i < 5; ++i) rows.append(TileRow(llSection, "tile " + std::to_string(i)));
+    for (int i = 0; i < 5; ++i) rows.append(BulkTileRow(llSection, "tile " + std::to_string(i)));
     const CStoreReply reply = Call("insert_bulk", "org.example.app", BulkOf(StoreUris::kTiles, rows));
     ASSERT_TRUE(reply.bResult) << reply.sOutput;
     EXPECT_EQ(reply.sOutput, "5");
@@ -137,8 +138,8 @@ TEST_F(StoreInsertBulk, BadLastRowLeavesNoRow)
 {
     const long long llSection = AddSection("org.example.app", AddAccelerator("org.example.app"));
     Json::Value rows(Json::arrayValue);
-    for (int i = 0; i < 4; ++i) rows.append(TileRow(llSection, "tile " + std::to_string(i)));
-    Json::Value bad = TileRow(llSection, "bad");
+    for (int i = 0; i < 4; ++i) rows.append(BulkTileRow(llSection, "tile " + std::to_string(i)));
+    Json::Value bad = BulkTileRow(llSection, "bad");
     bad["no_such_column"] = "x";
     rows.append(bad);
     const CStoreReply reply = Call("insert_bulk", "org.example.app", BulkOf(StoreUris::kTiles, rows));
@@ -154,8 +155,8 @@ TEST_F(StoreInsertBulk, LastRowWithAForeignParentLeavesNoRow)
     const long long llMine = AddSection("org.example.app", AddAccelerator("org.example.app"));
     const long long llTheirs = AddSection("org.other.app", AddAccelerator("org.other.app"));
     Json::Value rows(Json::arrayValue);
-    rows.append(TileRow(llMine, "mine"));
-    rows.append(TileRow(llTheirs, "theirs"));
+    rows.append(BulkTileRow(llMine, "mine"));
+    rows.append(BulkTileRow(llTheirs, "theirs"));
     EXPECT_FALSE(Call("insert_bulk", "org.example.app", BulkOf(StoreUris::kTiles, rows)).bResult);
     EXPECT_EQ(Counts().llTiles, 0);
 }
