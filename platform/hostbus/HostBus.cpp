@@ -2,10 +2,12 @@
 
 #include <fcntl.h>
 #include <gio/gio.h>
+#include <glib-unix.h>
 #include <poll.h>
 #include <signal.h>
 #include <sys/prctl.h>
 #include <sys/stat.h>
+#include <sys/syscall.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -54,14 +56,67 @@ std::string BusConfig(const std::string& sDir, const std::string& sPolicy, const
 }
 
 // In the child, before exec: die with the parent, keep no inherited signal mask.
-void PrepareChild(pid_t parent)
+void PrepareChild(pid_t parent, CHostBus::EGroup group = CHostBus::EGroup::kOwn)
 {
     prctl(PR_SET_PDEATHSIG, SIGKILL);
     if (getppid() != parent) _exit(127);  // the parent died before prctl took effect
     sigset_t set;
     sigemptyset(&set);
     sigprocmask(SIG_SETMASK, &set, nullptr);
-    setpgid(0, 0);
+    if (group == CHostBus::EGroup::kOwn) setpgid(0, 0);
+}
+
+// The descriptor of a child process (readable once it has ended), or -1 where the kernel has none.
+int OpenPidFd(pid_t pid)
+{
+#ifdef SYS_pidfd_open
+    return static_cast<int>(syscall(SYS_pidfd_open, pid, 0));
+#else
+    (void)pid;
+    return -1;
+#endif
+}
+
+// Waits until the descriptor is readable, up to iTimeoutMs; false when the time ran out.
+bool WaitReadable(int iFd, int iTimeoutMs)
+{
+    const auto deadline = std::chrono::steady_clock::now() + std::chrono::milliseconds(iTimeoutMs);
+    for (;;) {
+        const auto left =
+            std::chrono::duration_cast<std::chrono::milliseconds>(deadline - std::chrono::steady_clock::now()).count();
+        pollfd pfd{iFd, POLLIN, 0};
+        const int iReady = poll(&pfd, 1, left > 0 ? static_cast<int>(left) : 0);
+        if (iReady > 0) return true;
+        if (iReady == 0 || errno != EINTR) return false;
+    }
+}
+
+struct PT_NAME_WAIT {
+    bool bFound = false;
+    bool bTimedOut = false;
+    bool bProcessEnded = false;
+};
+
+void OnNameOwnerChanged(GDBusConnection*, const gchar*, const gchar*, const gchar*, const gchar*, GVariant* pParameters,
+                        gpointer pData)
+{
+    const gchar* sName = nullptr;
+    const gchar* sOld = nullptr;
+    const gchar* sNew = nullptr;
+    g_variant_get(pParameters, "(&s&s&s)", &sName, &sOld, &sNew);
+    if (sNew != nullptr && sNew[0] != '\0') static_cast<PT_NAME_WAIT*>(pData)->bFound = true;
+}
+
+gboolean OnWaitEnded(gpointer pFlag)
+{
+    *static_cast<bool*>(pFlag) = true;
+    return G_SOURCE_REMOVE;
+}
+
+gboolean OnProcessEnded(gint, GIOCondition, gpointer pFlag)
+{
+    *static_cast<bool*>(pFlag) = true;
+    return G_SOURCE_REMOVE;
 }
 
 }  // namespace
@@ -134,7 +189,8 @@ bool CHostBus::Start(std::string& sError)
     std::string sAddress;
     const auto deadline = std::chrono::steady_clock::now() + std::chrono::seconds(10);
     while (sAddress.find('\n') == std::string::npos) {
-        const auto left = std::chrono::duration_cast<std::chrono::milliseconds>(deadline - std::chrono::steady_clock::now());
+        const auto left =
+            std::chrono::duration_cast<std::chrono::milliseconds>(deadline - std::chrono::steady_clock::now());
         if (left.count() <= 0) break;
         pollfd pfd{fds[0], POLLIN, 0};
         const int iReady = poll(&pfd, 1, static_cast<int>(left.count()));
@@ -158,7 +214,8 @@ bool CHostBus::Start(std::string& sError)
     return true;
 }
 
-pid_t CHostBus::Spawn(const std::vector<std::string>& vecArgv, const std::vector<std::string>& vecExtraEnv)
+pid_t CHostBus::Spawn(const std::vector<std::string>& vecArgv, const std::vector<std::string>& vecExtraEnv,
+                      EGroup group)
 {
     if (vecArgv.empty() || m_daemonPid <= 0) return -1;
     std::vector<char*> argv;
@@ -169,7 +226,7 @@ pid_t CHostBus::Spawn(const std::vector<std::string>& vecArgv, const std::vector
     const pid_t pid = fork();
     if (pid < 0) return -1;
     if (pid == 0) {
-        PrepareChild(parent);
+        PrepareChild(parent, group);
         setenv("DBUS_SYSTEM_BUS_ADDRESS", m_sAddress.c_str(), 1);
         for (const std::string& sVar : vecExtraEnv) putenv(const_cast<char*>(sVar.c_str()));
         execvp(argv[0], argv.data());
@@ -183,15 +240,27 @@ pid_t CHostBus::Spawn(const std::vector<std::string>& vecArgv, const std::vector
 int CHostBus::Terminate(pid_t pid, int iTimeoutMs)
 {
     if (pid <= 0) return -1;
+    // Opened before the signal, so that the descriptor surely names this process: it becomes
+    // readable when the process ends, which is the event waited for.
+    const int iPidFd = OpenPidFd(pid);
     kill(pid, SIGTERM);
     int iStatus = 0;
-    const auto deadline = std::chrono::steady_clock::now() + std::chrono::milliseconds(iTimeoutMs);
-    for (;;) {
-        const pid_t r = waitpid(pid, &iStatus, WNOHANG);
-        if (r == pid) return iStatus;
-        if (r < 0 && errno != EINTR) return -1;
-        if (std::chrono::steady_clock::now() >= deadline) break;
-        std::this_thread::sleep_for(std::chrono::milliseconds(5));
+    if (iPidFd >= 0) {
+        if (WaitReadable(iPidFd, iTimeoutMs) && waitpid(pid, &iStatus, WNOHANG) == pid) {
+            close(iPidFd);
+            return iStatus;
+        }
+        close(iPidFd);
+    } else {
+        // A kernel without process descriptors: look at the process now and then.
+        const auto deadline = std::chrono::steady_clock::now() + std::chrono::milliseconds(iTimeoutMs);
+        for (;;) {
+            const pid_t r = waitpid(pid, &iStatus, WNOHANG);
+            if (r == pid) return iStatus;
+            if (r < 0 && errno != EINTR) return -1;
+            if (std::chrono::steady_clock::now() >= deadline) break;
+            std::this_thread::sleep_for(std::chrono::milliseconds(5));
+        }
     }
     kill(pid, SIGKILL);
     while (waitpid(pid, &iStatus, 0) < 0) {
@@ -200,33 +269,64 @@ int CHostBus::Terminate(pid_t pid, int iTimeoutMs)
     return iStatus;
 }
 
-bool CHostBus::WaitForName(const std::string& sName, int iTimeoutMs) const
+bool CHostBus::WaitForName(const std::string& sName, int iTimeoutMs, pid_t watched) const
 {
     if (m_sAddress.empty()) return false;
+    // The connection's signals are dispatched in a context of this call alone.
+    g_autoptr(GMainContext) pContext = g_main_context_new();
+    g_main_context_push_thread_default(pContext);
     g_autoptr(GError) pError = nullptr;
     g_autoptr(GDBusConnection) pConn = g_dbus_connection_new_for_address_sync(
         m_sAddress.c_str(),
         static_cast<GDBusConnectionFlags>(G_DBUS_CONNECTION_FLAGS_AUTHENTICATION_CLIENT |
                                           G_DBUS_CONNECTION_FLAGS_MESSAGE_BUS_CONNECTION),
         nullptr, nullptr, &pError);
-    if (pConn == nullptr) return false;
+    if (pConn == nullptr) {
+        g_main_context_pop_thread_default(pContext);
+        return false;
+    }
     g_dbus_connection_set_exit_on_close(pConn, FALSE);
-    bool bFound = false;
-    const auto deadline = std::chrono::steady_clock::now() + std::chrono::milliseconds(iTimeoutMs);
-    while (!bFound) {
+
+    PT_NAME_WAIT wait;
+    // Subscribed before the question below: the bus handles a connection's messages in order,
+    // so an owner that comes after the answer is announced to this match.
+    const guint uSubscription = g_dbus_connection_signal_subscribe(
+        pConn, "org.freedesktop.DBus", "org.freedesktop.DBus", "NameOwnerChanged", "/org/freedesktop/DBus",
+        sName.c_str(), G_DBUS_SIGNAL_FLAGS_NONE, OnNameOwnerChanged, &wait, nullptr);
+    {
         g_autoptr(GVariant) pReply = g_dbus_connection_call_sync(
             pConn, "org.freedesktop.DBus", "/org/freedesktop/DBus", "org.freedesktop.DBus", "NameHasOwner",
             g_variant_new("(s)", sName.c_str()), G_VARIANT_TYPE("(b)"), G_DBUS_CALL_FLAGS_NONE, 1000, nullptr, nullptr);
         if (pReply != nullptr) {
             gboolean bHas = FALSE;
             g_variant_get(pReply, "(b)", &bHas);
-            bFound = bHas;
+            if (bHas) wait.bFound = true;
         }
-        if (bFound || std::chrono::steady_clock::now() >= deadline) break;
-        std::this_thread::sleep_for(std::chrono::milliseconds(10));
     }
+    if (!wait.bFound && iTimeoutMs > 0) {
+        g_autoptr(GSource) pTimeout = g_timeout_source_new(static_cast<guint>(iTimeoutMs));
+        g_source_set_callback(pTimeout, OnWaitEnded, &wait.bTimedOut, nullptr);
+        g_source_attach(pTimeout, pContext);
+        // A process expected to take the name that ends first ends the wait too.
+        const int iPidFd = watched > 0 ? OpenPidFd(watched) : -1;
+        g_autoptr(GSource) pExit = nullptr;
+        if (iPidFd >= 0) {
+            pExit = g_unix_fd_source_new(iPidFd, G_IO_IN);
+            g_source_set_callback(pExit, G_SOURCE_FUNC(OnProcessEnded), &wait.bProcessEnded, nullptr);
+            g_source_attach(pExit, pContext);
+        }
+        while (!wait.bFound && !wait.bTimedOut && !wait.bProcessEnded) g_main_context_iteration(pContext, TRUE);
+        g_source_destroy(pTimeout);
+        if (pExit != nullptr) g_source_destroy(pExit);
+        if (iPidFd >= 0) close(iPidFd);
+    }
+    g_dbus_connection_signal_unsubscribe(pConn, uSubscription);
     g_dbus_connection_close_sync(pConn, nullptr, nullptr);
-    return bFound;
+    // What the closed connection still had queued for this context is dropped with it.
+    while (g_main_context_iteration(pContext, FALSE)) {
+    }
+    g_main_context_pop_thread_default(pContext);
+    return wait.bFound;
 }
 
 void CHostBus::Stop()

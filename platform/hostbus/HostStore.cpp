@@ -42,26 +42,22 @@ bool CHostStore::StartService(std::string& sError)
         return false;
     }
     // Both names are taken before the service serves; a service that exits early (bad
-    // database path, for instance) is noticed at once instead of after the full wait.
+    // database path, for instance) ends the wait at once.
     for (const char* sName : {kStoreName, kProviderName}) {
-        for (int iTry = 0; iTry < 100; ++iTry) {
-            if (m_bus.WaitForName(sName, 100)) break;
-            int iStatus = 0;
-            if (waitpid(m_servicePid, &iStatus, WNOHANG) == m_servicePid) {
-                m_servicePid = -1;
-                // The service says why on its standard error (a refused database, for instance).
-                sError = "the store service exited during start-up (" +
-                         (WIFEXITED(iStatus) ? "exit status " + std::to_string(WEXITSTATUS(iStatus))
-                                             : "signal " + std::to_string(WTERMSIG(iStatus))) +
-                         "; see its standard error and log)";
-                return false;
-            }
-        }
-        if (!m_bus.WaitForName(sName, 0)) {
-            sError = std::string("the store service did not take ") + sName;
-            StopService();
+        if (m_bus.WaitForName(sName, 10000, m_servicePid)) continue;
+        int iStatus = 0;
+        if (waitpid(m_servicePid, &iStatus, WNOHANG) == m_servicePid) {
+            m_servicePid = -1;
+            // The service says why on its standard error (a refused database, for instance).
+            sError = "the store service exited during start-up (" +
+                     (WIFEXITED(iStatus) ? "exit status " + std::to_string(WEXITSTATUS(iStatus))
+                                         : "signal " + std::to_string(WTERMSIG(iStatus))) +
+                     "; see its standard error and log)";
             return false;
         }
+        sError = std::string("the store service did not take ") + sName;
+        StopService();
+        return false;
     }
     return true;
 }

@@ -118,9 +118,9 @@ bool StartWaitingPublish(CToolProcess& process, const std::string& sStoreDir, co
 }
 }  // namespace
 
-TEST_F(PelmoctlHost, InterruptStopsTheCommandAndTheStore)
+TEST_F(PelmoctlHost, InterruptTerminateOrHangupStopsTheCommandAndTheStore)
 {
-    for (int iSignal : {SIGTERM, SIGINT}) {
+    for (int iSignal : {SIGTERM, SIGINT, SIGHUP}) {
         CToolProcess process;
         ASSERT_TRUE(StartWaitingPublish(process, m_sStoreDir, ToolEnvironment()));
         EXPECT_FALSE(StoreProcesses().empty()) << "the store should serve while the command waits";

@@ -102,3 +102,95 @@ TEST(HostBus, SpawnedProcessesSeeTheBusAndAreStoppedWithIt)
     bus.Stop();
     EXPECT_NE(kill(pid, 0), 0);
 }
+
+// A wait for a name ends as soon as the process that was to take it ends: the generous time
+// limit below is never reached (the test would hang for ten minutes if it were).
+TEST(HostBus, WaitForNameEndsWhenTheWatchedProcessEnds)
+{
+    CHostBus bus;
+    std::string sError;
+    ASSERT_TRUE(bus.Start(sError)) << sError;
+    const pid_t pid = bus.Spawn({"/bin/sh", "-c", "exit 3"});
+    ASSERT_GT(pid, 0);
+    EXPECT_FALSE(bus.WaitForName("org.orvik.nobody", 600000, pid));
+    int iStatus = 0;
+    ASSERT_EQ(waitpid(pid, &iStatus, WNOHANG), pid) << "the wait ended before the process did";
+    ASSERT_TRUE(WIFEXITED(iStatus));
+    EXPECT_EQ(WEXITSTATUS(iStatus), 3);
+}
+
+TEST(HostBus, TerminateReturnsTheStatusOfAProcessThatEndsOnTheSignal)
+{
+    CHostBus bus;
+    std::string sError;
+    ASSERT_TRUE(bus.Start(sError)) << sError;
+    const pid_t pid = bus.Spawn({"sleep", "600"});
+    ASSERT_GT(pid, 0);
+    const int iStatus = CHostBus::Terminate(pid, 600000);
+    ASSERT_TRUE(WIFSIGNALED(iStatus));
+    EXPECT_EQ(WTERMSIG(iStatus), SIGTERM);
+    EXPECT_NE(kill(pid, 0), 0);
+}
+
+// A process that ignores the polite signal is killed once the time is up.
+TEST(HostBus, TerminateKillsAProcessThatIgnoresTheSignal)
+{
+    CHostBus bus;
+    std::string sError;
+    ASSERT_TRUE(bus.Start(sError)) << sError;
+    const std::string sReady = bus.GetDirectory() + "/ready";
+    ASSERT_EQ(mkfifo(sReady.c_str(), 0600), 0);
+    const pid_t pid = bus.Spawn({"/bin/sh", "-c", "trap '' TERM; echo up > " + sReady + "; exec sleep 600"});
+    ASSERT_GT(pid, 0);
+    {
+        // The signal is ignored once the shell has written to the pipe; sleep keeps ignoring it.
+        FILE* pReady = fopen(sReady.c_str(), "r");
+        ASSERT_NE(pReady, nullptr);
+        char buf[8] = {};
+        EXPECT_NE(fgets(buf, sizeof buf, pReady), nullptr);
+        fclose(pReady);
+    }
+    const int iStatus = CHostBus::Terminate(pid, 200);
+    ASSERT_TRUE(WIFSIGNALED(iStatus));
+    EXPECT_EQ(WTERMSIG(iStatus), SIGKILL);
+    unlink(sReady.c_str());
+}
+
+namespace {
+// The process group a program started through the bus runs in, as the program itself reports it
+// (its /proc stat line, fifth field) through a named pipe that the test reads.
+pid_t GroupOfSpawned(CHostBus& bus, CHostBus::EGroup group)
+{
+    const std::string sPipe = bus.GetDirectory() + "/stat";
+    if (mkfifo(sPipe.c_str(), 0600) != 0) return -1;
+    const pid_t pid = bus.Spawn({"/bin/sh", "-c", "cat /proc/$$/stat > " + sPipe}, {}, group);
+    pid_t pgid = -1;
+    if (pid > 0) {
+        FILE* pStat = fopen(sPipe.c_str(), "r");
+        if (pStat != nullptr) {
+            char sComm[256] = {};
+            char cState = 0;
+            int iPid = 0, iParent = 0, iGroup = -1;
+            // The command name is in parentheses and is "sh" here, so a plain scan works.
+            if (fscanf(pStat, "%d %255s %c %d %d", &iPid, sComm, &cState, &iParent, &iGroup) == 5) pgid = iGroup;
+            fclose(pStat);
+        }
+        waitpid(pid, nullptr, 0);
+    }
+    unlink(sPipe.c_str());
+    return pgid;
+}
+}  // namespace
+
+// A daemon runs in a process group of its own; a command run for the starter stays in the
+// starter's group, so that it can read the starter's terminal.
+TEST(HostBus, SpawnPutsDaemonsInTheirOwnGroupAndCommandsInTheStarters)
+{
+    CHostBus bus;
+    std::string sError;
+    ASSERT_TRUE(bus.Start(sError)) << sError;
+    const pid_t ownGroup = GroupOfSpawned(bus, CHostBus::EGroup::kOwn);
+    ASSERT_GT(ownGroup, 0);
+    EXPECT_NE(ownGroup, getpgrp());
+    EXPECT_EQ(GroupOfSpawned(bus, CHostBus::EGroup::kStarter), getpgrp());
+}

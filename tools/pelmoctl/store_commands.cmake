@@ -11,6 +11,3 @@ add_library(pelmoctl-store STATIC
   ${CMAKE_CURRENT_LIST_DIR}/HostStoreMode.cpp)
 target_include_directories(pelmoctl-store PUBLIC ${CMAKE_CURRENT_LIST_DIR})
 target_link_libraries(pelmoctl-store PUBLIC PkgConfig::JSONCPP PRIVATE pelmoctl-validate pelmo-api-internal pelmo-hostbus pelmo-dlog-prefix pelmo_warnings)
-# Where --host finds the store service when it is not installed beside pelmoctl.
-target_compile_definitions(pelmoctl-store PRIVATE PELMO_SERVICE_BUILD_PATH="$<TARGET_FILE:pelmo-service>")
-add_dependencies(pelmoctl-store pelmo-service)

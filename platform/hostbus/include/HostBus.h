@@ -36,13 +36,19 @@ public:
     const std::string& GetDirectory() const { return m_sDirectory; }
     pid_t GetDaemonPid() const { return m_daemonPid; }
 
-    // Starts a program with the bus address in its environment; it is killed when this process
-    // dies. Returns its pid, or -1.
-    pid_t Spawn(const std::vector<std::string>& vecArgv, const std::vector<std::string>& vecExtraEnv = {});
+    // Where a started program runs: in a process group of its own (a daemon that the starter
+    // stops in order, untouched by an interrupt typed at the terminal), or in the starter's
+    // group (a command that reads the terminal and gets its interrupts).
+    enum class EGroup { kOwn, kStarter };
+    // Starts a program (looked up in PATH) with the bus address in its environment; it is
+    // killed when this process dies. Returns its pid, or -1.
+    pid_t Spawn(const std::vector<std::string>& vecArgv, const std::vector<std::string>& vecExtraEnv = {},
+                EGroup group = EGroup::kOwn);
     // Sends SIGTERM, waits up to `iTimeoutMs`, then SIGKILL. Returns the wait status, or -1.
     static int Terminate(pid_t pid, int iTimeoutMs = 3000);
-    // Waits until `sName` has an owner on this bus, up to `iTimeoutMs`.
-    bool WaitForName(const std::string& sName, int iTimeoutMs) const;
+    // Waits until `sName` has an owner on this bus, up to `iTimeoutMs`, or until the process
+    // `watched` (a child expected to take the name) ends. True when the name has an owner.
+    bool WaitForName(const std::string& sName, int iTimeoutMs, pid_t watched = -1) const;
 
 private:
     pid_t m_daemonPid = -1;

@@ -11,11 +11,11 @@
 #include "PelmoBusNames.h"
 
 struct CHostStoreOptions {
-    std::string sServicePath;             // the pelmo-service program
-    std::string sDatabase = ":memory:";   // --db
-    std::string sLogFile;                 // --log; empty: the service logs to its standard error
+    std::string sServicePath;            // the pelmo-service program
+    std::string sDatabase = ":memory:";  // --db
+    std::string sLogFile;                // --log; empty: the service logs to its standard error
     std::vector<std::string> vecExtraArgs;
-    std::string sBusPolicy;               // empty: the private bus lets every peer do anything
+    std::string sBusPolicy;  // empty: the private bus lets every peer do anything
     std::vector<std::string>
         vecLauncher;               // put before the service's command line (e.g. setpriv to run it as its own user)
     bool bOpenToAllUsers = false;  // let processes of every user reach the bus
