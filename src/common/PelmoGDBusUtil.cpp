@@ -1,6 +1,7 @@
 #include "PelmoGDBusUtil.h"
 
 #include <atomic>
+
 #include "PelmoBusNames.h"
 
 // Log lines name this unit by its path in the tree, whatever path the build hands the compiler.
@@ -60,8 +61,7 @@ void CPelmoGDBusUtil::ReleaseInstance()
     if (m_pInstance != nullptr) {
         if (m_pInstance->m_pConnection != nullptr) {
             m_pInstance->DestroyProxy();
-            g_object_unref(m_pInstance->m_pConnection);
-            m_pInstance->m_pConnection = nullptr;
+            g_clear_object(&m_pInstance->m_pConnection);
         }
         delete m_pInstance;
         m_pInstance = nullptr;
@@ -75,27 +75,23 @@ GDBusConnection* CPelmoGDBusUtil::GetConnection()
     // A connection of our own rather than GLib's shared system-bus singleton: the shared one
     // would end the whole host process when the bus goes away, and after a release it could
     // hand back a closed connection to a bus that no longer exists.
-    GError* pError = nullptr;
-    gchar* sAddress = g_dbus_address_get_for_bus_sync(G_BUS_TYPE_SYSTEM, nullptr, &pError);
+    g_autoptr(GError) pError = nullptr;
+    g_autofree gchar* sAddress = g_dbus_address_get_for_bus_sync(G_BUS_TYPE_SYSTEM, nullptr, &pError);
+    g_autoptr(GDBusConnection) pConnection = nullptr;
     if (sAddress != nullptr) {
-        m_pConnection = g_dbus_connection_new_for_address_sync(
+        pConnection = g_dbus_connection_new_for_address_sync(
             sAddress,
             static_cast<GDBusConnectionFlags>(G_DBUS_CONNECTION_FLAGS_AUTHENTICATION_CLIENT |
                                               G_DBUS_CONNECTION_FLAGS_MESSAGE_BUS_CONNECTION),
             nullptr, nullptr, &pError);
-        g_free(sAddress);
     }
-    if (pError != nullptr || m_pConnection == nullptr) {
+    if (pError != nullptr || pConnection == nullptr) {
         PELMO_LOGE("Failed to open connection to bus.(msg : %s)", pError != nullptr ? pError->message : "");
-        g_clear_error(&pError);
-        if (m_pConnection != nullptr) {
-            g_object_unref(m_pConnection);
-            m_pConnection = nullptr;
-        }
         return nullptr;
     }
     // A library must never terminate the program that loads it.
-    g_dbus_connection_set_exit_on_close(m_pConnection, FALSE);
+    g_dbus_connection_set_exit_on_close(pConnection, FALSE);
+    m_pConnection = static_cast<GDBusConnection*>(g_steal_pointer(&pConnection));
     return m_pConnection;
 }
 
@@ -120,8 +116,8 @@ bool CPelmoGDBusUtil::CreateProxy(std::string sBusName)
     // service when a request's call finds the name without an owner. A text that is no bus name
     // gets no proxy and no error, as GDBus would refuse it, but without GLib printing a critical
     // into the host's output.
-    GError* pError = nullptr;
-    GDBusProxy* pProxy = nullptr;
+    g_autoptr(GError) pError = nullptr;
+    GDBusProxy* pProxy = nullptr;  // owned by the cache from here on
     if (sBusName.find('\0') == std::string::npos && g_dbus_is_name(sBusName.c_str())) {
         pProxy = g_dbus_proxy_new_sync(pConnection,
                                        static_cast<GDBusProxyFlags>(G_DBUS_PROXY_FLAGS_DO_NOT_LOAD_PROPERTIES |
@@ -133,7 +129,6 @@ bool CPelmoGDBusUtil::CreateProxy(std::string sBusName)
     m_mapProxy[sBusName] = pProxy;
     if (pError != nullptr) {
         PELMO_LOGE("Failed to create proxy.(msg : %s) [%d]", pError->message, pError->code);
-        g_error_free(pError);
         return false;
     }
     if (pProxy != nullptr) {
@@ -149,10 +144,7 @@ void CPelmoGDBusUtil::DestroyProxy()
     PELMO_LOGI("Destroy Proxies..");
     for (auto& entry : m_mapProxy) {
         PELMO_LOGI("%s", entry.first.c_str());
-        if (entry.second != nullptr) {
-            g_object_unref(entry.second);
-            entry.second = nullptr;
-        }
+        g_clear_object(&entry.second);
     }
 }
 
@@ -176,13 +168,13 @@ GVariant* CPelmoGDBusUtil::SendMessageViaDBUS(const std::string& sBusName, const
         }
     }
 
-    // Floating reference: the call consumes it. A send that fails before the call sinks and
-    // drops it, so that a host retrying against a missing service does not leak per request.
-    GVariant* pParams = g_variant_new("(sss)", sFunctionName.c_str(), sModuleName.c_str(), sInput.c_str());
+    // Held here, not left floating for the call to consume: a send that fails before the call
+    // drops it too, so that a host retrying against a missing service does not leak per request.
+    g_autoptr(GVariant) pParams =
+        g_variant_ref_sink(g_variant_new("(sss)", sFunctionName.c_str(), sModuleName.c_str(), sInput.c_str()));
 
     if (!CreateProxy(sBusName)) {
         PELMO_LOGE("Create Proxy Failed");
-        g_variant_unref(g_variant_ref_sink(pParams));
         return nullptr;
     }
 
@@ -193,7 +185,7 @@ GVariant* CPelmoGDBusUtil::SendMessageViaDBUS(const std::string& sBusName, const
     // at all, the bus starts the service if it can. The proxy stays the cache's record of the
     // name; the connection is held for the call, so that a release meanwhile cannot free it.
     GDBusProxy* pProxy = nullptr;
-    GDBusConnection* pConnection = nullptr;
+    g_autoptr(GDBusConnection) pConnection = nullptr;
     {
         CPelmoScopedLock lock(&gMutex);
         auto it = m_mapProxy.find(sBusName);
@@ -201,21 +193,17 @@ GVariant* CPelmoGDBusUtil::SendMessageViaDBUS(const std::string& sBusName, const
         if (pProxy != nullptr) pConnection = G_DBUS_CONNECTION(g_object_ref(g_dbus_proxy_get_connection(pProxy)));
     }
 
-    GError* pError = nullptr;
-    GVariant* pReply = nullptr;
-    if (pProxy == nullptr) g_variant_unref(g_variant_ref_sink(pParams));
+    g_autoptr(GError) pError = nullptr;
+    g_autoptr(GVariant) pReply = nullptr;
     if (pConnection != nullptr) {
         pReply = g_dbus_connection_call_sync(pConnection, sBusName.c_str(), PELMO_SERVICE_OBJECT_PATH,
                                              PELMO_SERVICE_INTERFACE, "Call", pParams, nullptr, G_DBUS_CALL_FLAGS_NONE,
                                              PelmoCallTimeoutMs(), nullptr, &pError);
-        g_object_unref(pConnection);
-        if (pError == nullptr && pReply != nullptr) return pReply;
+        if (pError == nullptr && pReply != nullptr) return static_cast<GVariant*>(g_steal_pointer(&pReply));
     }
     if (pError != nullptr) {
         // The line keeps the wording that hosts and their log filters know.
         PELMO_LOGE("g_dbus_proxy_call_sync() failed. %s", pError->message);
-        g_error_free(pError);
-        if (pReply != nullptr) g_variant_unref(pReply);
         return nullptr;
     }
     PELMO_LOGE("ppOutputData is NULL");
@@ -229,16 +217,15 @@ bool CPelmoGDBusUtil::GetDBusData(GVariant* pReply, std::string& sOut)
         PELMO_LOGE("ResultJson is NULL");
         return false;
     }
+    g_autoptr(GVariant) pOwnedReply = pReply;  // the reply is this call's to drop
     gboolean bResult = FALSE;
-    gchar* sResult = nullptr;
-    if (g_variant_is_of_type(pReply, G_VARIANT_TYPE("(bs)"))) {
-        g_variant_get(pReply, "(bs)", &bResult, &sResult);
+    g_autofree gchar* sResult = nullptr;
+    if (g_variant_is_of_type(pOwnedReply, G_VARIANT_TYPE("(bs)"))) {
+        g_variant_get(pOwnedReply, "(bs)", &bResult, &sResult);
     }
-    g_variant_unref(pReply);
     if (sResult != nullptr) {
         sOut = sResult;
         PELMO_LOGI("DBUS Result: [%d] | Response : [%s]", bResult, sResult);
-        g_free(sResult);
     } else {
         PELMO_LOGE("ResultJson is NULL");
     }

@@ -312,16 +312,13 @@ std::string RenderSection(const Json::Value& section, Json::ArrayIndex uSection,
 
 std::string PageScriptHash(const std::string& sScript)
 {
-    GChecksum* pChecksum = g_checksum_new(G_CHECKSUM_SHA256);
+    g_autoptr(GChecksum) pChecksum = g_checksum_new(G_CHECKSUM_SHA256);
     g_checksum_update(pChecksum, reinterpret_cast<const guchar*>(sScript.data()), static_cast<gssize>(sScript.size()));
     guint8 aDigest[32];
     gsize uLen = sizeof(aDigest);
     g_checksum_get_digest(pChecksum, aDigest, &uLen);
-    g_checksum_free(pChecksum);
-    gchar* pBase64 = g_base64_encode(aDigest, uLen);
-    std::string sHash = std::string("sha256-") + pBase64;
-    g_free(pBase64);
-    return sHash;
+    g_autofree gchar* pBase64 = g_base64_encode(aDigest, uLen);
+    return std::string("sha256-") + pBase64;
 }
 
 std::string TileOutsideWindowReason(const Json::Value& tile, long long llNow)

@@ -32,10 +32,8 @@ CStudioServer::~CStudioServer()
         g_object_unref(client.first);
     }
     m_mapClient.clear();
-    if (m_pServer != nullptr) {
-        soup_server_disconnect(m_pServer);
-        g_object_unref(m_pServer);
-    }
+    if (m_pServer != nullptr) soup_server_disconnect(m_pServer);
+    g_clear_object(&m_pServer);
 }
 
 bool CStudioServer::Listen(unsigned uPort, std::string& sAddress, std::string& sError)
