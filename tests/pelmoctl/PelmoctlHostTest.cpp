@@ -39,7 +39,7 @@ TEST_F(PelmoctlHelp, EveryStoreCommandExplainsItselfOnStandardOutput)
 {
     for (const char* sCommand : kStoreCommands) {
         for (const char* sFlag : {"--help", "-h"}) {
-            const CToolResult result = Run({sCommand, sFlag});
+            const PT_CHILD_RESULT result = Run({sCommand, sFlag});
             EXPECT_EQ(result.iExit, 0) << sCommand << " " << sFlag << ": " << result.sErr;
             EXPECT_EQ(result.sOut.rfind(std::string("usage: pelmoctl ") + sCommand + " MODULE", 0), 0u) << result.sOut;
             EXPECT_NE(result.sOut.find("Exit status"), std::string::npos) << result.sOut;
@@ -51,7 +51,7 @@ TEST_F(PelmoctlHelp, EveryStoreCommandExplainsItselfOnStandardOutput)
 TEST_F(PelmoctlHelp, HelpWithHostStartsNoStore)
 {
     for (const char* sCommand : kStoreCommands) {
-        const CToolResult result = Host({sCommand, "--help"});
+        const PT_CHILD_RESULT result = Host({sCommand, "--help"});
         EXPECT_EQ(result.iExit, 0) << result.sErr;
         EXPECT_EQ(result.sOut.rfind(std::string("usage: pelmoctl ") + sCommand, 0), 0u) << result.sOut;
     }
@@ -61,13 +61,13 @@ TEST_F(PelmoctlHelp, HelpWithHostStartsNoStore)
 
 TEST_F(PelmoctlHelp, ToolHelpNamesEveryCommandAndHost)
 {
-    const CToolResult result = Run({"--help"});
+    const PT_CHILD_RESULT result = Run({"--help"});
     EXPECT_EQ(result.iExit, 0);
     for (const char* sCommand : kStoreCommands) {
         EXPECT_NE(result.sOut.find(std::string("  ") + sCommand + " MODULE"), std::string::npos) << sCommand;
     }
     EXPECT_NE(result.sOut.find("--host DIR"), std::string::npos);
-    const CToolResult bare = Run({});
+    const PT_CHILD_RESULT bare = Run({});
     EXPECT_EQ(bare.iExit, 2);
     EXPECT_NE(bare.sErr.find("usage: pelmoctl [--host DIR] COMMAND"), std::string::npos);
 }
@@ -79,7 +79,7 @@ TEST_F(PelmoctlHost, CreatesTheDirectoryAndKeepsTheStoreAndItsLogThere)
     EXPECT_EQ(CountRows("accelerators"), 1);
     EXPECT_TRUE(FileContains(m_sStoreDir + "/service.log", "insert module=org.example.player ok rows=1"));
     // The bus daemon's and the service's own messages went to the log, not to the output.
-    const CToolResult result = Host({"status", "org.example.player"});
+    const PT_CHILD_RESULT result = Host({"status", "org.example.player"});
     EXPECT_EQ(result.sErr, "");
     EXPECT_TRUE(FileContains(m_sStoreDir + "/service.log", "serving " + m_sStoreDir + "/store.db"));
 }
@@ -95,11 +95,11 @@ TEST_F(PelmoctlHost, LeavesNoProcessAndNoBusDirectoryBehind)
 TEST_F(PelmoctlHost, DirectoryThatIsAFileFailsInOneLine)
 {
     m_sStoreDir = WriteFile("plain-file", "x");
-    const CToolResult result = Host({"status", "org.example.player"});
+    const PT_CHILD_RESULT result = Host({"status", "org.example.player"});
     EXPECT_EQ(result.iExit, 1);
     EXPECT_EQ(result.sErr, "pelmoctl: --host: " + m_sStoreDir + " is not a directory\n");
     m_sStoreDir = "";
-    const CToolResult empty = Host({"status", "org.example.player"});
+    const PT_CHILD_RESULT empty = Host({"status", "org.example.player"});
     EXPECT_EQ(empty.iExit, 1);
     EXPECT_EQ(empty.sErr, "pelmoctl: --host: the directory name is empty\n");
 }
@@ -107,10 +107,12 @@ TEST_F(PelmoctlHost, DirectoryThatIsAFileFailsInOneLine)
 namespace {
 // Starts `pelmoctl --host DIR publish MODULE -` and leaves its input open, so that it waits;
 // returns once its store serves (the store's log has one more "serving" line).
-bool StartWaitingPublish(CToolProcess& process, const std::string& sStoreDir, const std::vector<std::string>& vecEnv)
+bool StartWaitingPublish(CChildProcess& process, const std::string& sStoreDir, const std::vector<std::string>& vecEnv)
 {
     const size_t iServedBefore = CountInFile(sStoreDir + "/service.log", "serving ");
-    if (!process.Start({PELMOCTL_PATH, "--host", sStoreDir, "publish", "org.example.player", "-"}, vecEnv)) {
+    PT_CHILD_OPTIONS options;
+    options.vecEnv = vecEnv;
+    if (!process.Start({PELMOCTL_PATH, "--host", sStoreDir, "publish", "org.example.player", "-"}, options)) {
         return false;
     }
     return WaitForFolderCondition(
@@ -121,13 +123,13 @@ bool StartWaitingPublish(CToolProcess& process, const std::string& sStoreDir, co
 TEST_F(PelmoctlHost, InterruptTerminateOrHangupStopsTheCommandAndTheStore)
 {
     for (int iSignal : {SIGTERM, SIGINT, SIGHUP}) {
-        CToolProcess process;
+        CChildProcess process;
         ASSERT_TRUE(StartWaitingPublish(process, m_sStoreDir, ToolEnvironment()));
         EXPECT_FALSE(StoreProcesses().empty()) << "the store should serve while the command waits";
         EXPECT_FALSE(process.WaitWithInputOpen(200)) << "the command should wait for its document";
         kill(process.Pid(), iSignal);
         ASSERT_TRUE(process.WaitWithInputOpen(20000)) << "pelmoctl did not stop on signal " << iSignal;
-        const CToolResult result = process.Finish();
+        const PT_CHILD_RESULT result = process.Finish();
         EXPECT_EQ(result.iExit, 128 + iSignal);
         EXPECT_TRUE(StoreProcesses().empty());
         EXPECT_TRUE(LeftoverBusDirectories().empty());
@@ -152,7 +154,7 @@ TEST_F(PelmoctlWithoutHost, UsesTheBusOfTheEnvironmentAndStartsNothing)
     ASSERT_EQ(Run({"register", "org.example.player", "--title", "Player"}).iExit, 0);
     ASSERT_EQ(Run({"publish", "org.example.player", Example("small.json")}).iExit, 0);
     ASSERT_EQ(Run({"get", "org.example.player"}).iExit, 0);
-    const CToolResult result = Run({"status", "org.example.player"});
+    const PT_CHILD_RESULT result = Run({"status", "org.example.player"});
     EXPECT_EQ(result.iExit, 0) << result.sErr;
     // One service saw all four runs: the completion event of the publish and the scheduler
     // start of the read are remembered.
@@ -180,6 +182,8 @@ TEST_F(PelmoctlWithoutHost, UnreachableStoreFailsInOneLineForEveryCommand)
     for (const std::vector<std::string>& vecArgs : vecRuns) {
         std::vector<std::string> vecArgv = {PELMOCTL_PATH};
         vecArgv.insert(vecArgv.end(), vecArgs.begin(), vecArgs.end());
-        ExpectOneLineFailure(RunTool(vecArgv, "", vecEnv), vecArgs[0], "cannot reach the store on the system bus");
+        PT_CHILD_OPTIONS options;
+        options.vecEnv = vecEnv;
+        ExpectOneLineFailure(RunChild(vecArgv, options), vecArgs[0], "cannot reach the store on the system bus");
     }
 }

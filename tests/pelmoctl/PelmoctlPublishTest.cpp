@@ -31,14 +31,14 @@ Json::Value ParseJson(const std::string& sText)
 TEST_F(PelmoctlPublish, RegisterPublishAndGetWorkAsThreeSeparateRuns)
 {
     ASSERT_EQ(Host({"register", "org.example.player"}).iExit, 0);
-    const CToolResult published = Host({"publish", "org.example.player", Example("first.json")});
+    const PT_CHILD_RESULT published = Host({"publish", "org.example.player", Example("first.json")});
     EXPECT_EQ(published.iExit, 0) << published.sErr;
     EXPECT_EQ(published.sOut,
               "sections: 3 inserted, 0 updated, 0 deleted\n"
               "tiles: 7 inserted, 0 updated, 0 deleted\n");
     EXPECT_EQ(published.sErr, "");
 
-    const CToolResult got = Host({"get", "org.example.player"});
+    const PT_CHILD_RESULT got = Host({"get", "org.example.player"});
     ASSERT_EQ(got.iExit, 0) << got.sErr;
     const Json::Value stored = ParseJson(got.sOut);
     const Json::Value document = ParseJson(ReadText(Example("first.json")));
@@ -54,7 +54,7 @@ TEST_F(PelmoctlPublish, RegisterPublishAndGetWorkAsThreeSeparateRuns)
 TEST_F(PelmoctlPublish, ChangedDocumentPrintsOnlyWhatChanged)
 {
     RegisterAndPublish("org.example.player", Example("first.json"));
-    const CToolResult result = Host({"publish", "org.example.player", Example("changed.json")});
+    const PT_CHILD_RESULT result = Host({"publish", "org.example.player", Example("changed.json")});
     EXPECT_EQ(result.iExit, 0) << result.sErr;
     // One section dropped (its two tiles with it), one added with two tiles; in the sections
     // that stay, two tiles replaced by new ones and three tiles updated in place.
@@ -69,7 +69,7 @@ TEST_F(PelmoctlPublish, SameDocumentAgainInsertsAndDeletesNothing)
 {
     RegisterAndPublish("org.example.player", Example("first.json"));
     const std::string sBefore = DumpStore();
-    const CToolResult result = Host({"publish", "org.example.player", Example("first.json")});
+    const PT_CHILD_RESULT result = Host({"publish", "org.example.player", Example("first.json")});
     EXPECT_EQ(result.iExit, 0) << result.sErr;
     EXPECT_EQ(result.sOut,
               "sections: 0 inserted, 3 updated, 0 deleted\n"
@@ -80,7 +80,7 @@ TEST_F(PelmoctlPublish, SameDocumentAgainInsertsAndDeletesNothing)
 TEST_F(PelmoctlPublish, RequestsOptionListsEachRequestBeforeTheCounts)
 {
     ASSERT_EQ(Host({"register", "org.example.player"}).iExit, 0);
-    const CToolResult result = Host({"publish", "org.example.player", Example("small.json"), "--requests"});
+    const PT_CHILD_RESULT result = Host({"publish", "org.example.player", Example("small.json"), "--requests"});
     EXPECT_EQ(result.iExit, 0) << result.sErr;
     EXPECT_NE(result.sOut.find("insert sections ok rows=1\n"), std::string::npos) << result.sOut;
     EXPECT_NE(result.sOut.find("insert_bulk tiles ok rows=1\n"), std::string::npos) << result.sOut;
@@ -93,7 +93,7 @@ TEST_F(PelmoctlPublish, RequestsOptionListsEachRequestBeforeTheCounts)
 TEST_F(PelmoctlPublish, ReadsTheDocumentFromStandardInput)
 {
     ASSERT_EQ(Host({"register", "org.example.player"}).iExit, 0);
-    const CToolResult result = Host({"publish", "org.example.player", "-"}, ReadText(Example("small.json")));
+    const PT_CHILD_RESULT result = Host({"publish", "org.example.player", "-"}, ReadText(Example("small.json")));
     EXPECT_EQ(result.iExit, 0) << result.sErr;
     EXPECT_EQ(result.sOut,
               "sections: 1 inserted, 0 updated, 0 deleted\n"
@@ -142,13 +142,13 @@ TEST_F(PelmoctlPublish, DocumentTheLibraryRefusesFailsInOneLineAndChangesNothing
 TEST_F(PelmoctlPublish, SummaryIsOneLineWithWhatIsStoredAndTheRequestsSent)
 {
     ASSERT_EQ(Host({"register", "org.example.player"}).iExit, 0);
-    const CToolResult first = Host({"publish", "org.example.player", Example("first.json"), "--summary"});
+    const PT_CHILD_RESULT first = Host({"publish", "org.example.player", Example("first.json"), "--summary"});
     EXPECT_EQ(first.iExit, 0) << first.sErr;
     EXPECT_EQ(first.sOut.rfind("sections +3 -0 ~0 =3, tiles +7 -0 ~0 =7: ", 0), 0u) << first.sOut;
-    const CToolResult changed = Host({"publish", "org.example.player", Example("changed.json"), "--summary"});
+    const PT_CHILD_RESULT changed = Host({"publish", "org.example.player", Example("changed.json"), "--summary"});
     EXPECT_EQ(changed.sOut.rfind("sections +1 -1 ~2 =3, tiles +4 -4 ~3 =7: ", 0), 0u) << changed.sOut;
     // An unchanged republish rewrites every kept item: all counted as updated.
-    const CToolResult again = Host({"publish", "org.example.player", Example("changed.json"), "--summary"});
+    const PT_CHILD_RESULT again = Host({"publish", "org.example.player", Example("changed.json"), "--summary"});
     EXPECT_EQ(again.sOut.rfind("sections +0 -0 ~3 =3, tiles +0 -0 ~7 =7: ", 0), 0u) << again.sOut;
     EXPECT_NE(again.sOut.find(" requests\n"), std::string::npos) << again.sOut;
 }
@@ -177,7 +177,7 @@ TEST_F(PelmoctlPublish, WrongArgumentsAreAUsageError)
                                                     {"publish", "org.example.player"},
                                                     {"publish", "a", "b", "c"},
                                                     {"publish", "a", "b", "--quiet"}}) {
-        const CToolResult result = Host(vecArgs);
+        const PT_CHILD_RESULT result = Host(vecArgs);
         EXPECT_EQ(result.iExit, 2) << result.sErr;
         EXPECT_NE(result.sErr.find("usage: pelmoctl publish MODULE FILE|-"), std::string::npos) << result.sErr;
         EXPECT_EQ(result.sOut, "");

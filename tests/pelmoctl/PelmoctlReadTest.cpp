@@ -34,7 +34,7 @@ const char* kAllExpired = R"({"sections": [{"section_id": 1, "section_title": "N
 TEST_F(PelmoctlGet, PrintsTheStoredPreviewAsJson)
 {
     RegisterAndPublish("org.example.player", Example("small.json"));
-    const CToolResult result = Host({"get", "org.example.player"});
+    const PT_CHILD_RESULT result = Host({"get", "org.example.player"});
     EXPECT_EQ(result.iExit, 0) << result.sErr;
     EXPECT_EQ(result.sErr, "");
     const Json::Value stored = ParseJson(result.sOut);
@@ -65,7 +65,7 @@ TEST_F(PelmoctlWithdraw, RemovesSectionsAndTilesAndKeepsTheRegistration)
 {
     RegisterAndPublish("org.example.player", Example("first.json"));
     RegisterAndPublish("org.example.other", Example("small.json"));
-    const CToolResult result = Host({"withdraw", "org.example.player"});
+    const PT_CHILD_RESULT result = Host({"withdraw", "org.example.player"});
     EXPECT_EQ(result.iExit, 0) << result.sErr;
     EXPECT_EQ(result.sOut,
               "sections: 0 inserted, 0 updated, 3 deleted\n"
@@ -76,7 +76,7 @@ TEST_F(PelmoctlWithdraw, RemovesSectionsAndTilesAndKeepsTheRegistration)
     // Another module's preview is not touched.
     EXPECT_EQ(CountRows("tiles", "org.example.other"), 1);
 
-    const CToolResult got = Host({"get", "org.example.player"});
+    const PT_CHILD_RESULT got = Host({"get", "org.example.player"});
     ASSERT_EQ(got.iExit, 0) << got.sErr;
     EXPECT_TRUE(ParseJson(got.sOut)["sections"].empty()) << got.sOut;
 }
@@ -102,7 +102,7 @@ TEST_F(PelmoctlStatus, TellsRegistrationCountsAndTilesPastTheirDisplayWindow)
 {
     ASSERT_EQ(Host({"register", "org.example.news", "--title", "News"}).iExit, 0);
     ASSERT_EQ(Host({"publish", "org.example.news", "-"}, kHalfExpired).iExit, 0);
-    const CToolResult result = Host({"status", "org.example.news"});
+    const PT_CHILD_RESULT result = Host({"status", "org.example.news"});
     EXPECT_EQ(result.iExit, 0) << result.sErr;
     EXPECT_EQ(result.sErr, "");
     EXPECT_NE(result.sOut.find("module: org.example.news\n"), std::string::npos) << result.sOut;
@@ -128,7 +128,7 @@ TEST_F(PelmoctlStatus, TellsRegistrationCountsAndTilesPastTheirDisplayWindow)
 TEST_F(PelmoctlStatus, SaysWhyAPreviewIsNotShown)
 {
     ASSERT_EQ(Host({"register", "org.example.news"}).iExit, 0);
-    CToolResult result = Host({"status", "org.example.news"});
+    PT_CHILD_RESULT result = Host({"status", "org.example.news"});
     EXPECT_EQ(result.iExit, 0) << result.sErr;
     EXPECT_NE(result.sOut.find("preview: not shown: no tiles are stored (publish a document)\n"), std::string::npos)
         << result.sOut;
@@ -174,11 +174,11 @@ TEST_F(PelmoctlStatus, EmptyModuleNameFailsInOneLineAndChangesNothing)
 TEST_F(PelmoctlStatus, WrongArgumentsAreAUsageError)
 {
     for (const char* sCommand : {"get", "withdraw", "status"}) {
-        const CToolResult none = Host({sCommand});
+        const PT_CHILD_RESULT none = Host({sCommand});
         EXPECT_EQ(none.iExit, 2) << sCommand << ": " << none.sErr;
         EXPECT_NE(none.sErr.find(std::string("usage: pelmoctl ") + sCommand + " MODULE"), std::string::npos)
             << none.sErr;
-        const CToolResult two = Host({sCommand, "a", "b"});
+        const PT_CHILD_RESULT two = Host({sCommand, "a", "b"});
         EXPECT_EQ(two.iExit, 2) << sCommand << ": " << two.sErr;
     }
 }

@@ -5,7 +5,7 @@ using PelmoctlRegister = PelmoctlTest;
 
 TEST_F(PelmoctlRegister, InsertsTheAcceleratorRowWithTheTitle)
 {
-    const CToolResult result = Host({"register", "org.example.player", "--title", "My Player"});
+    const PT_CHILD_RESULT result = Host({"register", "org.example.player", "--title", "My Player"});
     EXPECT_EQ(result.iExit, 0) << result.sErr;
     EXPECT_EQ(result.sOut, "registered org.example.player (accelerator row 1)\n");
     EXPECT_EQ(result.sErr, "");
@@ -16,7 +16,7 @@ TEST_F(PelmoctlRegister, InsertsTheAcceleratorRowWithTheTitle)
 
 TEST_F(PelmoctlRegister, TitleDefaultsToTheModuleName)
 {
-    const CToolResult result = Host({"register", "org.example.radio"});
+    const PT_CHILD_RESULT result = Host({"register", "org.example.radio"});
     EXPECT_EQ(result.iExit, 0) << result.sErr;
     EXPECT_EQ(FirstValue("accelerators", "accelerator_title", "org.example.radio"), "org.example.radio");
 }
@@ -25,7 +25,7 @@ TEST_F(PelmoctlRegister, RegisteringAgainChangesNothingAndSucceeds)
 {
     ASSERT_EQ(Host({"register", "org.example.player", "--title", "First"}).iExit, 0);
     const std::string sBefore = DumpStore();
-    const CToolResult result = Host({"register", "org.example.player", "--title", "Second"});
+    const PT_CHILD_RESULT result = Host({"register", "org.example.player", "--title", "Second"});
     EXPECT_EQ(result.iExit, 0) << result.sErr;
     EXPECT_EQ(result.sOut, "org.example.player is already registered (accelerator row 1)\n");
     EXPECT_EQ(DumpStore(), sBefore);
@@ -35,7 +35,7 @@ TEST_F(PelmoctlRegister, RegisteringAgainChangesNothingAndSucceeds)
 TEST_F(PelmoctlRegister, ModulesAreRegisteredEachWithTheirOwnRow)
 {
     ASSERT_EQ(Host({"register", "org.example.a"}).iExit, 0);
-    const CToolResult result = Host({"register", "org.example.b"});
+    const PT_CHILD_RESULT result = Host({"register", "org.example.b"});
     EXPECT_EQ(result.iExit, 0) << result.sErr;
     EXPECT_EQ(result.sOut, "registered org.example.b (accelerator row 2)\n");
     EXPECT_EQ(CountRows("accelerators", "org.example.a"), 1);
@@ -64,7 +64,7 @@ TEST_F(PelmoctlRegister, WrongArgumentsAreAUsageError)
                                                     {"register", "a", "b"},
                                                     {"register", "a", "--title"},
                                                     {"register", "a", "--colour", "red"}}) {
-        const CToolResult result = Host(vecArgs);
+        const PT_CHILD_RESULT result = Host(vecArgs);
         EXPECT_EQ(result.iExit, 2) << result.sErr;
         EXPECT_NE(result.sErr.find("usage: pelmoctl register MODULE"), std::string::npos) << result.sErr;
     }

@@ -31,14 +31,17 @@ std::vector<std::string> PelmoctlTest::ToolEnvironment() const
     return {"PELMO_LOG_LEVEL", "TMPDIR=" + m_sTmpDir, "PELMO_APP_ID=org.example.launcher"};
 }
 
-CToolResult PelmoctlTest::Run(const std::vector<std::string>& vecArgs, const std::string& sInput) const
+PT_CHILD_RESULT PelmoctlTest::Run(const std::vector<std::string>& vecArgs, const std::string& sInput) const
 {
     std::vector<std::string> vecArgv = {PELMOCTL_PATH};
     vecArgv.insert(vecArgv.end(), vecArgs.begin(), vecArgs.end());
-    return RunTool(vecArgv, sInput, ToolEnvironment());
+    PT_CHILD_OPTIONS options;
+    options.vecEnv = ToolEnvironment();
+    options.sInput = sInput;
+    return RunChild(vecArgv, options);
 }
 
-CToolResult PelmoctlTest::Host(const std::vector<std::string>& vecArgs, const std::string& sInput) const
+PT_CHILD_RESULT PelmoctlTest::Host(const std::vector<std::string>& vecArgs, const std::string& sInput) const
 {
     std::vector<std::string> vecAll = {"--host", m_sStoreDir};
     vecAll.insert(vecAll.end(), vecArgs.begin(), vecArgs.end());
@@ -108,9 +111,9 @@ std::string PelmoctlTest::FirstValue(const std::string& sTable, const std::strin
 
 void PelmoctlTest::RegisterAndPublish(const std::string& sModule, const std::string& sDocument)
 {
-    const CToolResult registered = Host({"register", sModule});
+    const PT_CHILD_RESULT registered = Host({"register", sModule});
     ASSERT_EQ(registered.iExit, 0) << registered.sErr;
-    const CToolResult published = Host({"publish", sModule, sDocument});
+    const PT_CHILD_RESULT published = Host({"publish", sModule, sDocument});
     ASSERT_EQ(published.iExit, 0) << published.sErr;
 }
 
@@ -154,7 +157,7 @@ std::string PelmoctlTest::WriteFile(const std::string& sName, const std::string&
     return sPath;
 }
 
-void ExpectOneLineFailure(const CToolResult& result, const std::string& sCommand, const std::string& sPart)
+void ExpectOneLineFailure(const PT_CHILD_RESULT& result, const std::string& sCommand, const std::string& sPart)
 {
     EXPECT_EQ(result.iExit, 1) << result.sErr;
     EXPECT_EQ(result.sOut, "");

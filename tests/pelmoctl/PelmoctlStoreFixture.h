@@ -8,7 +8,7 @@
 #include <string>
 #include <vector>
 
-#include "ToolProcess.h"
+#include "ChildProcess.h"
 
 class PelmoctlTest : public ::testing::Test {
 protected:
@@ -16,9 +16,9 @@ protected:
     void TearDown() override;
 
     // pelmoctl ARGS... (no --host).
-    CToolResult Run(const std::vector<std::string>& vecArgs, const std::string& sInput = "") const;
+    PT_CHILD_RESULT Run(const std::vector<std::string>& vecArgs, const std::string& sInput = "") const;
     // pelmoctl --host STORE_DIR ARGS...
-    CToolResult Host(const std::vector<std::string>& vecArgs, const std::string& sInput = "") const;
+    PT_CHILD_RESULT Host(const std::vector<std::string>& vecArgs, const std::string& sInput = "") const;
     // The environment every run gets: no log level of the caller's, the bus's temporary
     // directory inside the test's directory.
     std::vector<std::string> ToolEnvironment() const;
@@ -49,4 +49,4 @@ protected:
 
 // The failure contract: exit status 1, nothing on standard output, and exactly one line on
 // standard error that starts with "pelmoctl: COMMAND: " and contains sPart.
-void ExpectOneLineFailure(const CToolResult& result, const std::string& sCommand, const std::string& sPart);
+void ExpectOneLineFailure(const PT_CHILD_RESULT& result, const std::string& sCommand, const std::string& sPart);

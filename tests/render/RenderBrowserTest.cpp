@@ -8,6 +8,7 @@
 #include <cstring>
 
 #include "EventWait.h"
+#include "HeadlessChromium.h"
 #include "PngCheck.h"
 #include "RenderFixture.h"
 
@@ -141,7 +142,7 @@ protected:
         }
         EXPECT_TRUE(vecLeft.empty()) << vecLeft.size() << " browser processes outlived the browser";
         for (const pid_t pid : vecLeft) kill(pid, SIGKILL);
-        RunChild({"rm", "-rf", m_sProfile}, m_sWorkDir, 30000);
+        RunChild({"rm", "-rf", m_sProfile}, ShellRun(30000));
         RenderTest::TearDown();
     }
 
@@ -155,16 +156,17 @@ protected:
         vecArgv.insert(vecArgv.end(), vecExtra.begin(), vecExtra.end());
         vecArgv.push_back("file://" + sPage);
         // Its crash-report and settings folders go into the profile folder too, not into HOME.
-        return RunChild(vecArgv, m_sWorkDir, 120000,
-                        {"HOME=" + m_sProfile, "XDG_CONFIG_HOME=" + m_sProfile + "/config",
-                         "XDG_CACHE_HOME=" + m_sProfile + "/cache"});
+        PT_CHILD_OPTIONS options = ShellRun(120000);
+        options.vecEnv = {"HOME=" + m_sProfile, "XDG_CONFIG_HOME=" + m_sProfile + "/config",
+                          "XDG_CACHE_HOME=" + m_sProfile + "/cache"};
+        return RunChild(vecArgv, options);
     }
 
     std::string RenderToFile(const std::string& sModule, const std::string& sName)
     {
         const std::string sOut = WorkFile(sName);
         const PT_CHILD_RESULT result = Pelmoctl({"render", sModule, "-o", sOut});
-        EXPECT_EQ(result.iExitStatus, 0) << result.sStderr;
+        EXPECT_EQ(result.iExit, 0) << result.sErr;
         return sOut;
     }
 
@@ -184,10 +186,10 @@ TEST_F(RenderBrowserTest, PublishedExampleIsDrawnSectionBySectionAndTileByTileWi
     const std::string sPage = RenderToFile(kModule, "first.html");
 
     const PT_CHILD_RESULT dom = Chromium(sPage, {"--dump-dom"});
-    ASSERT_FALSE(dom.bTimedOut) << dom.sStderr;
-    ASSERT_EQ(dom.iExitStatus, 0) << dom.sStderr;
-    const std::vector<PT_DRAWN_SECTION> vecDrawn = DrawnSections(dom.sStdout);
-    ASSERT_EQ(vecDrawn.size(), sections.size()) << dom.sStdout.substr(0, 2000);
+    ASSERT_FALSE(dom.bTimedOut) << dom.sErr;
+    ASSERT_EQ(dom.iExit, 0) << dom.sErr;
+    const std::vector<PT_DRAWN_SECTION> vecDrawn = DrawnSections(dom.sOut);
+    ASSERT_EQ(vecDrawn.size(), sections.size()) << dom.sOut.substr(0, 2000);
     for (Json::ArrayIndex s = 0; s < sections.size(); ++s) {
         EXPECT_EQ(vecDrawn[s].sIndex, std::to_string(s));
         EXPECT_EQ(vecDrawn[s].sTitle, sections[s]["section_title"].asString());
@@ -215,8 +217,8 @@ TEST_F(RenderBrowserTest, PublishedExampleIsDrawnSectionBySectionAndTileByTileWi
     unlink(sShot.c_str());
     const PT_CHILD_RESULT shot =
         Chromium(sPage, {"--screenshot=" + sShot, "--window-size=1280,900", "--hide-scrollbars"});
-    ASSERT_FALSE(shot.bTimedOut) << shot.sStderr;
-    ASSERT_EQ(shot.iExitStatus, 0) << shot.sStderr;
+    ASSERT_FALSE(shot.bTimedOut) << shot.sErr;
+    ASSERT_EQ(shot.iExit, 0) << shot.sErr;
     const PT_PNG_SUMMARY png = SummarizePng(sShot);
     ASSERT_TRUE(png.bValid) << png.sError;
     EXPECT_EQ(png.uWidth, 1280u);
@@ -258,11 +260,11 @@ TEST_F(RenderBrowserTest, LocalImageIsShownAndHostileTitlesStayTextInTheBrowser)
     const std::string sPage = RenderToFile(kModule, "hostile.html");
 
     const PT_CHILD_RESULT dom = Chromium(sPage, {"--dump-dom"});
-    ASSERT_EQ(dom.iExitStatus, 0) << dom.sStderr;
-    EXPECT_NE(dom.sStdout.find("<title>Preview of org.example.player</title>"), std::string::npos);
-    EXPECT_EQ(dom.sStdout.find("owned</title>"), std::string::npos);
-    const std::vector<PT_DRAWN_SECTION> vecDrawn = DrawnSections(dom.sStdout);
-    ASSERT_EQ(vecDrawn.size(), 1u) << dom.sStdout;
+    ASSERT_EQ(dom.iExit, 0) << dom.sErr;
+    EXPECT_NE(dom.sOut.find("<title>Preview of org.example.player</title>"), std::string::npos);
+    EXPECT_EQ(dom.sOut.find("owned</title>"), std::string::npos);
+    const std::vector<PT_DRAWN_SECTION> vecDrawn = DrawnSections(dom.sOut);
+    ASSERT_EQ(vecDrawn.size(), 1u) << dom.sOut;
     EXPECT_EQ(vecDrawn[0].sTitle, section["section_title"].asString());
     ASSERT_EQ(vecDrawn[0].vecTiles.size(), 2u);
     EXPECT_EQ(vecDrawn[0].vecTiles[0].sTitle, "Shown from disk");
@@ -273,6 +275,6 @@ TEST_F(RenderBrowserTest, LocalImageIsShownAndHostileTitlesStayTextInTheBrowser)
     EXPECT_NE(vecDrawn[0].vecTiles[1].sElement.find("data-placeholder=\"no-image\""), std::string::npos);
     // The one image of the page is the loaded tile's; the hostile title made none.
     size_t uImages = 0;
-    for (size_t u = dom.sStdout.find("<img"); u != std::string::npos; u = dom.sStdout.find("<img", u + 1)) ++uImages;
+    for (size_t u = dom.sOut.find("<img"); u != std::string::npos; u = dom.sOut.find("<img", u + 1)) ++uImages;
     EXPECT_EQ(uImages, 1u);
 }

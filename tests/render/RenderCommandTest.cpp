@@ -7,8 +7,8 @@ namespace {
 
 void ExpectOneLine(const PT_CHILD_RESULT& result, const std::string& sNeedle)
 {
-    const std::vector<std::string> vecLines = SplitLines(result.sStderr);
-    ASSERT_EQ(vecLines.size(), 1u) << "stderr: [" << result.sStderr << "]";
+    const std::vector<std::string> vecLines = SplitLines(result.sErr);
+    ASSERT_EQ(vecLines.size(), 1u) << "stderr: [" << result.sErr << "]";
     EXPECT_EQ(vecLines[0].rfind("pelmoctl render: ", 0), 0u) << vecLines[0];
     EXPECT_NE(vecLines[0].find(sNeedle), std::string::npos) << vecLines[0];
 }
@@ -20,10 +20,10 @@ TEST_F(RenderTest, HelpExplainsTheCommandAndExitsZero)
     for (const char* sFlag : {"--help", "-h"}) {
         const PT_CHILD_RESULT result = Pelmoctl({"render", sFlag});
         ASSERT_TRUE(result.bStarted);
-        EXPECT_EQ(result.iExitStatus, 0) << sFlag;
-        EXPECT_EQ(result.sStdout.rfind("usage: pelmoctl render MODULE -o FILE.html\n", 0), 0u) << result.sStdout;
-        EXPECT_NE(result.sStdout.find("Exit status"), std::string::npos);
-        EXPECT_EQ(result.sStderr, "");
+        EXPECT_EQ(result.iExit, 0) << sFlag;
+        EXPECT_EQ(result.sOut.rfind("usage: pelmoctl render MODULE -o FILE.html\n", 0), 0u) << result.sOut;
+        EXPECT_NE(result.sOut.find("Exit status"), std::string::npos);
+        EXPECT_EQ(result.sErr, "");
     }
 }
 
@@ -32,9 +32,9 @@ TEST_F(RenderTest, MissingOutputFileIsBadUsageWithExitTwo)
     Register();
     ASSERT_EQ(set_preview_metadata(Example("small.json").c_str(), kModule), 1);
     const PT_CHILD_RESULT result = Pelmoctl({"render", kModule});
-    EXPECT_EQ(result.iExitStatus, 2);
+    EXPECT_EQ(result.iExit, 2);
     ExpectOneLine(result, "missing -o FILE.html");
-    EXPECT_EQ(result.sStdout, "");
+    EXPECT_EQ(result.sOut, "");
 }
 
 TEST_F(RenderTest, UnknownOptionMissingModuleAndSecondModuleAreBadUsage)
@@ -48,8 +48,8 @@ TEST_F(RenderTest, UnknownOptionMissingModuleAndSecondModuleAreBadUsage)
     };
     for (const auto& vecArgs : vecCases) {
         const PT_CHILD_RESULT result = Pelmoctl(vecArgs);
-        EXPECT_EQ(result.iExitStatus, 2) << vecArgs.back();
-        EXPECT_EQ(SplitLines(result.sStderr).size(), 1u) << result.sStderr;
+        EXPECT_EQ(result.iExit, 2) << vecArgs.back();
+        EXPECT_EQ(SplitLines(result.sErr).size(), 1u) << result.sErr;
         EXPECT_FALSE(Exists(sOut));
     }
 }
@@ -61,7 +61,7 @@ TEST_F(RenderTest, EmptyModuleNameFailsInOneLineAndChangesNothing)
     const std::string sBefore = StoreContents();
     const std::string sOut = WorkFile("page.html");
     const PT_CHILD_RESULT result = Pelmoctl({"render", "", "-o", sOut});
-    EXPECT_EQ(result.iExitStatus, 1);
+    EXPECT_EQ(result.iExit, 1);
     ExpectOneLine(result, "the module name is empty");
     EXPECT_FALSE(Exists(sOut));
     EXPECT_EQ(StoreContents(), sBefore);
@@ -73,14 +73,16 @@ TEST_F(RenderTest, UnregisteredModuleFailsInOneLineAndLeavesStoreAndOldPageAlone
     ASSERT_EQ(set_preview_metadata(Example("first.json").c_str(), kModule), 1);
     const std::string sBefore = StoreContents();
     const std::string sOut = WorkFile("page.html");
-    { std::ofstream(sOut) << "an older page"; }
+    {
+        std::ofstream(sOut) << "an older page";
+    }
     const PT_CHILD_RESULT result = Pelmoctl({"render", "org.example.nobody", "-o", sOut});
-    EXPECT_EQ(result.iExitStatus, 1);
+    EXPECT_EQ(result.iExit, 1);
     ExpectOneLine(result, "module 'org.example.nobody' is not registered in the store");
     EXPECT_EQ(ReadText(sOut), "an older page");
     EXPECT_EQ(StoreContents(), sBefore);
     // Nothing of the other module's page leaked into the refusal either.
-    EXPECT_EQ(result.sStdout, "");
+    EXPECT_EQ(result.sOut, "");
 }
 
 TEST_F(RenderTest, RegisteredModuleWithNothingStoredFailsInOneLine)
@@ -89,7 +91,7 @@ TEST_F(RenderTest, RegisteredModuleWithNothingStoredFailsInOneLine)
     const std::string sBefore = StoreContents();
     const std::string sOut = WorkFile("page.html");
     const PT_CHILD_RESULT result = Pelmoctl({"render", kModule, "-o", sOut});
-    EXPECT_EQ(result.iExitStatus, 1);
+    EXPECT_EQ(result.iExit, 1);
     ExpectOneLine(result, "module 'org.example.player' has no preview stored");
     EXPECT_FALSE(Exists(sOut));
     EXPECT_EQ(StoreContents(), sBefore);
@@ -101,8 +103,8 @@ TEST_F(RenderTest, WithdrawnPreviewCountsAsNothingStored)
     ASSERT_EQ(set_preview_metadata(Example("first.json").c_str(), kModule), 1);
     ASSERT_EQ(set_preview_metadata("{}", kModule), 1);
     const PT_CHILD_RESULT result = Pelmoctl({"render", kModule, "-o", WorkFile("page.html")});
-    EXPECT_EQ(result.iExitStatus, 1);
-    EXPECT_EQ(SplitLines(result.sStderr).size(), 1u) << result.sStderr;
+    EXPECT_EQ(result.iExit, 1);
+    EXPECT_EQ(SplitLines(result.sErr).size(), 1u) << result.sErr;
 }
 
 TEST_F(RenderTest, UnreachableStoreFailsInOneLine)
@@ -112,7 +114,7 @@ TEST_F(RenderTest, UnreachableStoreFailsInOneLine)
     setenv("DBUS_SYSTEM_BUS_ADDRESS", ("unix:path=" + m_sWorkDir + "/no-such-bus").c_str(), 1);
     const PT_CHILD_RESULT result = Pelmoctl({"render", kModule, "-o", sOut});
     setenv("DBUS_SYSTEM_BUS_ADDRESS", sAddress.c_str(), 1);
-    EXPECT_EQ(result.iExitStatus, 1);
+    EXPECT_EQ(result.iExit, 1);
     ExpectOneLine(result, "cannot reach the store");
     EXPECT_FALSE(Exists(sOut));
 }
@@ -123,7 +125,7 @@ TEST_F(RenderTest, UnwritableOutputFailsInOneLineAfterReadingOnly)
     ASSERT_EQ(set_preview_metadata(Example("small.json").c_str(), kModule), 1);
     const std::string sBefore = StoreContents();
     const PT_CHILD_RESULT result = Pelmoctl({"render", kModule, "-o", m_sWorkDir + "/no/such/folder/page.html"});
-    EXPECT_EQ(result.iExitStatus, 1);
+    EXPECT_EQ(result.iExit, 1);
     ExpectOneLine(result, "cannot write");
     EXPECT_EQ(StoreContents(), sBefore);
 }
@@ -137,8 +139,8 @@ TEST_F(RenderTest, PublishedPreviewIsWrittenWithEverySectionAndTileTitleAndReadi
     const std::string sBefore = StoreContents();
     const std::string sOut = WorkFile("page.html");
     const PT_CHILD_RESULT result = Pelmoctl({"render", kModule, "-o", sOut});
-    ASSERT_EQ(result.iExitStatus, 0) << result.sStderr;
-    EXPECT_EQ(result.sStderr, "");
+    ASSERT_EQ(result.iExit, 0) << result.sErr;
+    EXPECT_EQ(result.sErr, "");
     EXPECT_EQ(StoreContents(), sBefore);
 
     const std::string sPage = ReadText(sOut);
@@ -161,6 +163,6 @@ TEST_F(RenderTest, DashWritesThePageToStandardOutput)
     Register();
     ASSERT_EQ(set_preview_metadata(Example("small.json").c_str(), kModule), 1);
     const PT_CHILD_RESULT result = Pelmoctl({"render", kModule, "-o", "-"});
-    ASSERT_EQ(result.iExitStatus, 0) << result.sStderr;
-    EXPECT_EQ(result.sStdout, RenderPreviewHtml(Stored(), kModule));
+    ASSERT_EQ(result.iExit, 0) << result.sErr;
+    EXPECT_EQ(result.sOut, RenderPreviewHtml(Stored(), kModule));
 }

@@ -69,11 +69,22 @@ protected:
         return root;
     }
 
+    // A program run as a user runs it from a shell: found in PATH, in a process group of its own
+    // that goes with it, within the time limit.
+    static PT_CHILD_OPTIONS ShellRun(int iTimeoutMs)
+    {
+        PT_CHILD_OPTIONS options;
+        options.iTimeoutMs = iTimeoutMs;
+        options.bOwnGroup = true;
+        options.bSearchPath = true;
+        return options;
+    }
+
     PT_CHILD_RESULT Pelmoctl(const std::vector<std::string>& vecArgs, int iTimeoutMs = 30000)
     {
         std::vector<std::string> vecArgv = {PELMOCTL_PATH};
         vecArgv.insert(vecArgv.end(), vecArgs.begin(), vecArgs.end());
-        return RunChild(vecArgv, m_sWorkDir, iTimeoutMs);
+        return RunChild(vecArgv, ShellRun(iTimeoutMs));
     }
 
     // Every row of the three tables, all modules, as text: equal before and after a run means

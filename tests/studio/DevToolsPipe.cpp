@@ -11,8 +11,8 @@
 #include <cstring>
 #include <memory>
 
-#include "ChildProcess.h"
 #include "EventWait.h"
+#include "HeadlessChromium.h"
 
 namespace {
 std::string Compact(const Json::Value& value)

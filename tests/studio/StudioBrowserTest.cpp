@@ -8,6 +8,7 @@
 #include <fstream>
 
 #include "DevToolsPipe.h"
+#include "HeadlessChromium.h"
 #include "PngCheck.h"
 #include "RenderFixture.h"
 #include "StudioProcess.h"
@@ -69,7 +70,7 @@ protected:
     {
         m_browser.Stop();
         EXPECT_EQ(m_studio.Stop(), 0) << "the studio should end cleanly on SIGTERM";
-        RunChild({"rm", "-rf", m_sWorkDir + "/chromium-profile"}, m_sWorkDir, 30000);
+        RunChild({"rm", "-rf", m_sWorkDir + "/chromium-profile"}, ShellRun(30000));
         RenderTest::TearDown();
     }
 
@@ -99,7 +100,7 @@ protected:
     void Publish(const std::string& sFile)
     {
         const PT_CHILD_RESULT result = Pelmoctl({"publish", kModule, sFile});
-        ASSERT_EQ(result.iExitStatus, 0) << result.sStderr;
+        ASSERT_EQ(result.iExit, 0) << result.sErr;
     }
 
     std::string m_sChromium;

@@ -21,18 +21,6 @@ int MillisecondsLeft(Clock::time_point deadline)
     return left > 0 ? static_cast<int>(left) : 0;
 }
 
-// A descriptor that becomes readable when the process ends; -1 where the kernel (or an emulator
-// running the tests) has none, or the process is gone already (errno says which).
-int OpenProcessFd(pid_t pid)
-{
-#ifdef SYS_pidfd_open
-    return static_cast<int>(syscall(SYS_pidfd_open, pid, 0));
-#else
-    errno = ENOSYS;
-    return -1;
-#endif
-}
-
 // True when the descriptor became readable before the deadline.
 bool WaitReadable(int iFd, Clock::time_point deadline)
 {
@@ -45,6 +33,16 @@ bool WaitReadable(int iFd, Clock::time_point deadline)
     }
 }
 }  // namespace
+
+int OpenProcessFd(pid_t pid)
+{
+#ifdef SYS_pidfd_open
+    return static_cast<int>(syscall(SYS_pidfd_open, pid, 0));
+#else
+    errno = ENOSYS;
+    return -1;
+#endif
+}
 
 bool WaitForChildExit(pid_t pid, int iTimeoutMs, int* pStatus)
 {

@@ -8,6 +8,10 @@
 #include <functional>
 #include <string>
 
+// A descriptor (close-on-exec) that becomes readable when the process `pid` ends; -1 where the
+// kernel (or an emulator running the tests) has none (errno ENOSYS), or the process is gone.
+int OpenProcessFd(pid_t pid);
+
 // Waits until the child `pid` ends and reaps it; its wait status goes to `pStatus`. False when
 // the deadline passed first (the child is left running) or `pid` is not a child of this process.
 bool WaitForChildExit(pid_t pid, int iTimeoutMs, int* pStatus = nullptr);

@@ -12,7 +12,7 @@
 #include <string>
 #include <vector>
 
-#include "ProcessRun.h"
+#include "ChildProcess.h"
 
 namespace {
 
@@ -137,11 +137,13 @@ std::vector<PT_PRINTED_FINDING> PrintedFindings(const std::vector<std::string>& 
 }
 
 std::vector<std::string> RunPelmoctl(const std::vector<std::string>& vecArgs, const std::string& sStdin,
-                                     PT_PROCESS_RESULT& result)
+                                     PT_CHILD_RESULT& result)
 {
     std::vector<std::string> vecCommand{kPelmoctl};
     vecCommand.insert(vecCommand.end(), vecArgs.begin(), vecArgs.end());
-    result = RunProcess(vecCommand, sStdin);
+    PT_CHILD_OPTIONS options;
+    options.sInput = sStdin;
+    result = RunChild(vecCommand, options);
     return SplitLines(result.sOut);
 }
 
@@ -172,10 +174,10 @@ TEST_P(ValidateDocument, FindsEachPlantedProblemAtItsPathAndLine)
     const PT_DOCUMENT_CASE& documentCase = GetParam();
     std::vector<std::string> vecArgs{"validate", kDocuments + "/" + documentCase.sFile};
     vecArgs.insert(vecArgs.end(), documentCase.vecArgs.begin(), documentCase.vecArgs.end());
-    PT_PROCESS_RESULT result;
+    PT_CHILD_RESULT result;
     const std::vector<std::string> vecLine = RunPelmoctl(vecArgs, "", result);
     ASSERT_NE(documentCase.iExit, -1) << "the manifest gives no exit status for " << documentCase.sFile;
-    EXPECT_EQ(documentCase.iExit, result.iExitStatus) << result.sOut << result.sErr;
+    EXPECT_EQ(documentCase.iExit, result.iExit) << result.sOut << result.sErr;
 
     if (documentCase.bUnusable) {
         EXPECT_TRUE(result.sOut.empty()) << result.sOut;
@@ -259,9 +261,9 @@ TEST(ValidateExamples, EveryExampleDocumentHasNoError)
     CollectJson(kExamples, vecFile);
     ASSERT_GE(vecFile.size(), 3u);
     for (const std::string& sFile : vecFile) {
-        PT_PROCESS_RESULT result;
+        PT_CHILD_RESULT result;
         const std::vector<std::string> vecLine = RunPelmoctl({"validate", sFile}, "", result);
-        EXPECT_EQ(0, result.iExitStatus) << sFile << "\n" << result.sOut << result.sErr;
+        EXPECT_EQ(0, result.iExit) << sFile << "\n" << result.sOut << result.sErr;
         ASSERT_FALSE(vecLine.empty()) << sFile;
         for (const PT_PRINTED_FINDING& finding : PrintedFindings(vecLine)) {
             EXPECT_NE("error", finding.sSeverity) << sFile << ": " << finding.sLine;
@@ -272,9 +274,9 @@ TEST(ValidateExamples, EveryExampleDocumentHasNoError)
 
 void ExpectOneLineFailure(const std::vector<std::string>& vecArgs, int iStatus, const std::string& sText)
 {
-    PT_PROCESS_RESULT result;
+    PT_CHILD_RESULT result;
     RunPelmoctl(vecArgs, "", result);
-    EXPECT_EQ(iStatus, result.iExitStatus) << result.sErr;
+    EXPECT_EQ(iStatus, result.iExit) << result.sErr;
     EXPECT_TRUE(result.sOut.empty()) << result.sOut;
     const std::vector<std::string> vecErr = SplitLines(result.sErr);
     ASSERT_EQ(1u, vecErr.size()) << result.sErr;
@@ -303,9 +305,9 @@ TEST(ValidateInput, BadUsageEndsWithStatusTwoAndOneLine)
 
 TEST(ValidateInput, HelpExplainsTheCommandAndExitsZero)
 {
-    PT_PROCESS_RESULT result;
+    PT_CHILD_RESULT result;
     RunPelmoctl({"validate", "--help"}, "", result);
-    EXPECT_EQ(0, result.iExitStatus);
+    EXPECT_EQ(0, result.iExit);
     EXPECT_TRUE(result.sErr.empty()) << result.sErr;
     EXPECT_EQ(0u, result.sOut.find("usage: pelmoctl validate FILE")) << result.sOut;
     EXPECT_NE(std::string::npos, result.sOut.find("exit status: 0 no errors")) << result.sOut;
@@ -313,10 +315,10 @@ TEST(ValidateInput, HelpExplainsTheCommandAndExitsZero)
 
 TEST(ValidateInput, ReadsStandardInputForDash)
 {
-    PT_PROCESS_RESULT result;
+    PT_CHILD_RESULT result;
     const std::vector<std::string> vecLine =
         RunPelmoctl({"validate", "-"}, "{\"sections\": [\n  {\"section_title\": [1]}\n]}\n", result);
-    EXPECT_EQ(1, result.iExitStatus) << result.sOut << result.sErr;
+    EXPECT_EQ(1, result.iExit) << result.sOut << result.sErr;
     ASSERT_EQ(2u, vecLine.size()) << result.sOut;
     EXPECT_EQ(0u, vecLine[0].find("error: sections[0].section_title (line 2): ")) << vecLine[0];
     EXPECT_EQ("<stdin>: 1 error, 0 warnings", vecLine[1]);
@@ -327,11 +329,11 @@ TEST(ValidateInput, ReaderLogStaysOffStandardErrorEvenAtDebugLevel)
     // The reader logs its refusal ("Exception Caught") and every member it reads; validate
     // says it in its own words instead.
     setenv("PELMO_LOG_LEVEL", "debug", 1);
-    PT_PROCESS_RESULT result;
+    PT_CHILD_RESULT result;
     const std::vector<std::string> vecLine =
         RunPelmoctl({"validate", kDocuments + "/tile_title_array.json"}, "", result);
     unsetenv("PELMO_LOG_LEVEL");
-    EXPECT_EQ(1, result.iExitStatus);
+    EXPECT_EQ(1, result.iExit);
     EXPECT_TRUE(result.sErr.empty()) << result.sErr;
     EXPECT_EQ(2u, vecLine.size()) << result.sOut;
 }

@@ -3,8 +3,8 @@
 #include <gtest/gtest.h>
 #include <json/json.h>
 
+#include "ChildProcess.h"
 #include "ModuleQuota.h"
-#include "ProcessRun.h"
 
 namespace {
 std::string Document(const std::string& sName)
@@ -18,8 +18,10 @@ Json::Value RunJson(const std::vector<std::string>& vecArgs, int iExpectedStatus
     vecArgv.insert(vecArgv.end(), vecArgs.begin(), vecArgs.end());
     vecArgv.push_back("--format");
     vecArgv.push_back("json");
-    const PT_PROCESS_RESULT result = RunProcess(vecArgv, sStdin);
-    EXPECT_EQ(result.iExitStatus, iExpectedStatus) << result.sErr;
+    PT_CHILD_OPTIONS options;
+    options.sInput = sStdin;
+    const PT_CHILD_RESULT result = RunChild(vecArgv, options);
+    EXPECT_EQ(result.iExit, iExpectedStatus) << result.sErr;
     EXPECT_EQ(result.sErr, "");
     Json::Value report;
     EXPECT_TRUE(Json::Reader().parse(result.sOut, report)) << result.sOut;
@@ -92,9 +94,8 @@ TEST(ValidateJsonFormat, CleanDocumentHasNoFindings)
 
 TEST(ValidateJsonFormat, UnknownFormatIsBadUsage)
 {
-    const PT_PROCESS_RESULT result =
-        RunProcess({PELMOCTL_PATH, "validate", Document("tiles_200.json"), "--format", "xml"});
-    EXPECT_EQ(result.iExitStatus, 2);
+    const PT_CHILD_RESULT result = RunChild({PELMOCTL_PATH, "validate", Document("tiles_200.json"), "--format", "xml"});
+    EXPECT_EQ(result.iExit, 2);
     EXPECT_NE(result.sErr.find("--format takes text or json"), std::string::npos);
 }
 
