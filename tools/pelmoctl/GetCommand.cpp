@@ -24,29 +24,20 @@ constexpr const char* kHelp =
 int RunGetCommand(int argc, char** argv)
 {
     const std::string sCommand = "get";
-    CParsedArgs args;
-    const int iStart = StartModuleCommand(sCommand, argc, argv, {kHelp, kUsage, {}, {}, 1, "one MODULE"}, args);
-    if (iStart >= 0) return iStart;
-    const std::string sModule = args.vecPositional[0];
-
-    CLibraryLog log;
-    CTransportRelease release;
-    Json::Value stats;
-    int iExit = kExitFailure;
-    if (!RequireRegistered(sCommand, sModule, stats, log, iExit)) {
-        return iExit;
-    }
-    log.Clear();
-    char* pJson = get_preview_metadata(sModule.c_str());
-    if (pJson == nullptr || *pJson == '\0') {
-        finalize_json_bytes(pJson);
-        const std::string sWhy = log.FirstError();
-        return Fail(sCommand, "the stored preview of " + sModule + " could not be read" +
-                                  (sWhy.empty() ? std::string() : ": " + sWhy));
-    }
-    const size_t iLength = std::strlen(pJson);
-    std::fwrite(pJson, 1, iLength, stdout);
-    if (pJson[iLength - 1] != '\n') std::fputc('\n', stdout);
-    finalize_json_bytes(pJson);
-    return kExitOk;
+    return RunOnRegisteredModule(
+        sCommand, argc, argv, {kHelp, kUsage, {}, {}, 1, "one MODULE"}, nullptr, [&](CRegisteredModule& module) {
+            module.log.Clear();
+            char* pJson = get_preview_metadata(module.sModule.c_str());
+            if (pJson == nullptr || *pJson == '\0') {
+                finalize_json_bytes(pJson);
+                const std::string sWhy = module.log.FirstError();
+                return Fail(sCommand, "the stored preview of " + module.sModule + " could not be read" +
+                                          (sWhy.empty() ? std::string() : ": " + sWhy));
+            }
+            const size_t iLength = std::strlen(pJson);
+            std::fwrite(pJson, 1, iLength, stdout);
+            if (pJson[iLength - 1] != '\n') std::fputc('\n', stdout);
+            finalize_json_bytes(pJson);
+            return kExitOk;
+        });
 }

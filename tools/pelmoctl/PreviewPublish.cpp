@@ -33,22 +33,6 @@ std::string Delta(const CTableDelta& delta, long long llStored)
 }
 }  // namespace
 
-bool RequireRegistered(const std::string& sCommand, const std::string& sModule, Json::Value& stats, CLibraryLog& log,
-                       int& iExit)
-{
-    std::string sError;
-    if (!FetchStats(sModule, stats, sError, log)) {
-        iExit = Fail(sCommand, sError);
-        return false;
-    }
-    if (!stats["registered"].asBool()) {
-        iExit = Fail(sCommand,
-                     "module " + sModule + " is not registered with the store (pelmoctl register " + sModule + ")");
-        return false;
-    }
-    return true;
-}
-
 int PublishAndReport(const std::string& sCommand, const std::string& sModule, const std::string& sDocument,
                      const Json::Value& stats, bool bShowRequests, CLibraryLog& log, bool bSummary)
 {

@@ -15,8 +15,3 @@
 int PublishAndReport(const std::string& sCommand, const std::string& sModule, const std::string& sDocument,
                      const Json::Value& stats, bool bShowRequests, StoreCommand::CLibraryLog& log,
                      bool bSummary = false);
-
-// The statistics of a registered module, or the failure told in one line (returns false,
-// with iExit set).
-bool RequireRegistered(const std::string& sCommand, const std::string& sModule, Json::Value& stats,
-                       StoreCommand::CLibraryLog& log, int& iExit);

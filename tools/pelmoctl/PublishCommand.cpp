@@ -48,19 +48,13 @@ std::string JsonProblem(const std::string& sErrors)
 int RunPublishCommand(int argc, char** argv)
 {
     const std::string sCommand = "publish";
-    CParsedArgs args;
-    const int iStart = StartModuleCommand(sCommand, argc, argv,
-                                          {kHelp, kUsage, {}, {"--requests", "--summary"}, 2, "MODULE and FILE"}, args);
-    if (iStart >= 0) return iStart;
-    const std::string sModule = args.vecPositional[0];
-    const std::string sPath = args.vecPositional[1];
-
     // Everything that can be checked without the store is checked first, so that a bad
     // document never reaches it.
     std::string sDocument;
-    std::string sError;
-    if (!ReadDocument(sPath, sDocument, sError)) return Fail(sCommand, sError);
-    {
+    const auto readDocument = [&](const CParsedArgs& args) {
+        const std::string& sPath = args.vecPositional[1];
+        std::string sError;
+        if (!ReadDocument(sPath, sDocument, sError)) return Fail(sCommand, sError);
         Json::CharReaderBuilder builder;
         Json::Value ignored;
         std::string sErrors;
@@ -69,15 +63,12 @@ int RunPublishCommand(int argc, char** argv)
             return Fail(sCommand, (sPath == "-" ? std::string("standard input") : sPath) +
                                       " is not JSON: " + JsonProblem(sErrors));
         }
-    }
-
-    CLibraryLog log;
-    CTransportRelease release;
-    Json::Value stats;
-    int iExit = kExitFailure;
-    if (!RequireRegistered(sCommand, sModule, stats, log, iExit)) {
-        return iExit;
-    }
-    iExit = PublishAndReport(sCommand, sModule, sDocument, stats, args.Has("--requests"), log, args.Has("--summary"));
-    return iExit;
+        return -1;
+    };
+    return RunOnRegisteredModule(
+        sCommand, argc, argv, {kHelp, kUsage, {}, {"--requests", "--summary"}, 2, "MODULE and FILE"}, readDocument,
+        [&](CRegisteredModule& module) {
+            return PublishAndReport(sCommand, module.sModule, sDocument, module.stats, module.args.Has("--requests"),
+                                    module.log, module.args.Has("--summary"));
+        });
 }

@@ -51,24 +51,10 @@ std::string UserText(long long llUid)
     }
     return "uid " + std::to_string(llUid);
 }
-}  // namespace
 
-int RunStatusCommand(int argc, char** argv)
+// One fact a line, from the module's statistics alone.
+int PrintStatus(const std::string& sModule, const Json::Value& stats)
 {
-    const std::string sCommand = "status";
-    CParsedArgs args;
-    const int iStart = StartModuleCommand(sCommand, argc, argv, {kHelp, kUsage, {}, {}, 1, "one MODULE"}, args);
-    if (iStart >= 0) return iStart;
-    const std::string sModule = args.vecPositional[0];
-
-    CLibraryLog log;
-    CTransportRelease release;
-    Json::Value stats;
-    int iExit = kExitFailure;
-    const bool bRegistered = RequireRegistered(sCommand, sModule, stats, log, iExit);
-    release.Now();
-    if (!bRegistered) return iExit;
-
     const long long llSections = stats["sections"].asInt64();
     const long long llTiles = stats["tiles"].asInt64();
     const long long llExpired = stats["expired_tiles"].asInt64();
@@ -149,4 +135,15 @@ int RunStatusCommand(int argc, char** argv)
                     llShowable == 1 ? "its" : "their");
     }
     return kExitOk;
+}
+}  // namespace
+
+int RunStatusCommand(int argc, char** argv)
+{
+    return RunOnRegisteredModule("status", argc, argv, {kHelp, kUsage, {}, {}, 1, "one MODULE"}, nullptr,
+                                 [](CRegisteredModule& module) {
+                                     // Everything it prints comes from the statistics already read.
+                                     module.release.Now();
+                                     return PrintStatus(module.sModule, module.stats);
+                                 });
 }

@@ -266,4 +266,46 @@ int StartModuleCommand(const std::string& sCommand, int argc, char** argv, const
     return -1;
 }
 
+namespace {
+// The statistics of a registered module, or the failure told in one line (returns false, with
+// iExit set).
+bool RequireRegistered(const std::string& sCommand, const std::string& sModule, Json::Value& stats,
+                       const CLibraryLog& log, int& iExit)
+{
+    std::string sError;
+    if (!FetchStats(sModule, stats, sError, log)) {
+        iExit = Fail(sCommand, sError);
+        return false;
+    }
+    if (!stats["registered"].asBool()) {
+        iExit = Fail(sCommand,
+                     "module " + sModule + " is not registered with the store (pelmoctl register " + sModule + ")");
+        return false;
+    }
+    return true;
+}
+}  // namespace
+
+int RunOnRegisteredModule(const std::string& sCommand, int argc, char** argv, const CCommandShape& shape,
+                          const std::function<int(const CParsedArgs&)>& checkOffline,
+                          const std::function<int(CRegisteredModule&)>& step)
+{
+    CParsedArgs args;
+    const int iStart = StartModuleCommand(sCommand, argc, argv, shape, args);
+    if (iStart >= 0) return iStart;
+    if (checkOffline) {
+        const int iChecked = checkOffline(args);
+        if (iChecked >= 0) return iChecked;
+    }
+    const std::string& sModule = args.vecPositional[0];
+
+    CLibraryLog log;
+    CTransportRelease release;
+    Json::Value stats;
+    int iExit = kExitFailure;
+    if (!RequireRegistered(sCommand, sModule, stats, log, iExit)) return iExit;
+    CRegisteredModule module{args, sModule, stats, log, release};
+    return step(module);
+}
+
 }  // namespace StoreCommand

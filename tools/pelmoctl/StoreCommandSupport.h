@@ -5,6 +5,7 @@
 
 #include <json/json.h>
 
+#include <functional>
 #include <string>
 #include <vector>
 
@@ -101,5 +102,23 @@ struct CTransportRelease {
     ~CTransportRelease();
     void Now();
 };
+
+// What a command on a registered module works with once the store has answered for it.
+struct CRegisteredModule {
+    const CParsedArgs& args;
+    const std::string& sModule;
+    const Json::Value& stats;  // the module's statistics, fetched before the command's own step
+    CLibraryLog& log;
+    CTransportRelease& release;
+};
+
+// The course of every command that needs a registered module (get, publish, withdraw, status):
+// its start (StartModuleCommand); then `checkOffline`, when given, on its arguments before the
+// store is asked anything (it returns -1 to go on, otherwise the exit status); then the module's
+// statistics, a failure in one line when the store cannot be reached or the module is not
+// registered; then `step`, whose result is the exit status. The bus is released on every way out.
+int RunOnRegisteredModule(const std::string& sCommand, int argc, char** argv, const CCommandShape& shape,
+                          const std::function<int(const CParsedArgs&)>& checkOffline,
+                          const std::function<int(CRegisteredModule&)>& step);
 
 }  // namespace StoreCommand

@@ -24,18 +24,9 @@ constexpr const char* kHelp =
 int RunWithdrawCommand(int argc, char** argv)
 {
     const std::string sCommand = "withdraw";
-    CParsedArgs args;
-    const int iStart = StartModuleCommand(sCommand, argc, argv, {kHelp, kUsage, {}, {"--requests"}, 1, "one MODULE"}, args);
-    if (iStart >= 0) return iStart;
-    const std::string sModule = args.vecPositional[0];
-
-    CLibraryLog log;
-    CTransportRelease release;
-    Json::Value stats;
-    int iExit = kExitFailure;
-    if (!RequireRegistered(sCommand, sModule, stats, log, iExit)) {
-        return iExit;
-    }
-    iExit = PublishAndReport(sCommand, sModule, "{}", stats, args.Has("--requests"), log);
-    return iExit;
+    return RunOnRegisteredModule(sCommand, argc, argv, {kHelp, kUsage, {}, {"--requests"}, 1, "one MODULE"}, nullptr,
+                                 [&](CRegisteredModule& module) {
+                                     return PublishAndReport(sCommand, module.sModule, "{}", module.stats,
+                                                             module.args.Has("--requests"), module.log);
+                                 });
 }
