@@ -18,7 +18,6 @@
 //
 // The clients are separate programs (this one, run again with --client), so that each has its
 // own connection and nothing of the parent's GLib state is carried over a fork.
-#include <dlog_host.h>
 #include <fcntl.h>
 #include <limits.h>
 #include <poll.h>
@@ -38,8 +37,10 @@
 
 #include "BenchClients.h"
 #include "BenchPreview.h"
+#include "BenchRun.h"
 #include "BenchServiceMemory.h"
 #include "BenchStore.h"
+#include "BenchTiming.h"
 #include "HostStore.h"
 #include "PelmoAPI.h"
 #include "PelmoBusNames.h"
@@ -68,8 +69,7 @@ std::string DocumentFor(int iClient, int iPublish)
 // Writes "t <microseconds>" per publish and "x <what>" per publish that did not converge.
 int RunClient(int iClient, int iPublishes)
 {
-    setenv("PELMO_LOG_LEVEL", "none", 1);
-    dlog_host_reload_level();
+    BenchRun::QuietLibrary();
     const std::string sModule = "org.example.load" + std::to_string(iClient);
     if (!BenchStore::RegisterModule(sModule, "load")) {
         std::printf("x client %d: cannot register its module\n", iClient);
@@ -80,8 +80,7 @@ int RunClient(int iClient, int iPublishes)
         const std::string sDocument = DocumentFor(iClient, k);
         const auto start = std::chrono::steady_clock::now();
         const int iResult = set_preview_metadata(sDocument.c_str(), sModule.c_str());
-        const double dMicros =
-            std::chrono::duration<double, std::micro>(std::chrono::steady_clock::now() - start).count();
+        const double dMicros = BenchTiming::Since<std::micro>(start);
         std::printf("t %.0f\n", dMicros);
         std::string sDifference;
         if (iResult != 1) {
@@ -118,8 +117,7 @@ void OnStopAttack(int)
 // until SIGTERM. Prints "a <kind> <count>" per kind of answer at the end.
 int RunAttacker()
 {
-    setenv("PELMO_LOG_LEVEL", "none", 1);
-    dlog_host_reload_level();
+    BenchRun::QuietLibrary();
     signal(SIGTERM, &OnStopAttack);
     const std::string sModule = "org.example.attacker";
     const std::string sTiles = "content://org.orvik.pelmo/tiles";
@@ -316,10 +314,9 @@ int main(int argc, char** argv)
 {
     if (argc == 4 && std::string(argv[1]) == "--client") return RunClient(std::atoi(argv[2]), std::atoi(argv[3]));
     if (argc == 2 && std::string(argv[1]) == "--attacker") return RunAttacker();
-    const int iClients = argc > 1 ? std::max(1, std::atoi(argv[1])) : 8;
-    const int iPublishes = argc > 2 ? std::max(1, std::atoi(argv[2])) : 50;
-    setenv("PELMO_LOG_LEVEL", "none", 1);
-    dlog_host_reload_level();
+    const int iClients = BenchRun::CountArg(argc, argv, 1, 1, 8);
+    const int iPublishes = BenchRun::CountArg(argc, argv, 2, 1, 50);
+    BenchRun::QuietLibrary();
 
     CHostStoreOptions options;
     CHostStore store;
@@ -383,7 +380,7 @@ int main(int argc, char** argv)
         waitpid(client.pid, &iStatus, 0);
         if (!WIFEXITED(iStatus) || WEXITSTATUS(iStatus) != 0) ++iFailedClients;
     }
-    const double dWallSeconds = std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count();
+    const double dWallSeconds = BenchTiming::Since(start);
     const size_t uRequests = tail.Count();
     const long lRssAtEnd = ProcField(servicePid, "VmRSS:");
     const long lPeak = ProcField(servicePid, "VmHWM:");

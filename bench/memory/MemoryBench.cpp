@@ -9,7 +9,6 @@
 // own account of its heap at both points. Exits non-zero
 // when a read-back differs from its document or when this process grew by more than 1 MB
 // between the two points.
-#include <dlog_host.h>
 #include <stdlib.h>
 #include <unistd.h>
 
@@ -20,8 +19,10 @@
 #include <string>
 
 #include "BenchPreview.h"
+#include "BenchRun.h"
 #include "BenchServiceMemory.h"
 #include "BenchStore.h"
+#include "BenchTiming.h"
 #include "HostStore.h"
 #include "PelmoAPI.h"
 #include "PelmoGDBusUtil.h"
@@ -43,11 +44,10 @@ long ResidentKb(const std::string& sPid)
 
 int main(int argc, char** argv)
 {
-    const int iIterations = argc > 1 ? std::max(200, std::atoi(argv[1])) : 10000;
-    const int iSections = argc > 2 ? std::max(1, std::atoi(argv[2])) : 3;
-    const int iTiles = argc > 3 ? std::max(1, std::atoi(argv[3])) : 5;
-    setenv("PELMO_LOG_LEVEL", "none", 1);
-    dlog_host_reload_level();
+    const int iIterations = BenchRun::CountArg(argc, argv, 1, 200, 10000);
+    const int iSections = BenchRun::CountArg(argc, argv, 2, 1, 3);
+    const int iTiles = BenchRun::CountArg(argc, argv, 3, 1, 5);
+    BenchRun::QuietLibrary();
     CHostStoreOptions options;
     CHostStore store;
     if (!BenchStore::Start("pelmo-memory-bench", store, options)) return 1;
@@ -97,7 +97,7 @@ int main(int argc, char** argv)
             serviceFirst = BenchServiceMemory::Ask();
         }
     }
-    const double dSeconds = std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count();
+    const double dSeconds = BenchTiming::Since(start);
     const long lSelfLast = ResidentKb("self");
     const long lServiceLast = ResidentKb(sServicePid);
     const BenchServiceMemory::CServiceMemory serviceLast = BenchServiceMemory::Ask();

@@ -1,7 +1,6 @@
 // Reading a preview document (parse, typing, public extra, keys) against a bare jsoncpp parse
 // of the same text, measured in the same run. Prints medians and the ratio.
 //   parse_bench [RUNS]   (default 301 runs of each document)
-#include <dlog_host.h>
 #include <json/json.h>
 #include <pelmo/TilesModel.h>
 
@@ -12,6 +11,8 @@
 #include <string>
 #include <vector>
 
+#include "BenchRun.h"
+#include "BenchTiming.h"
 #include "PreviewAccelerator.h"
 #include "PreviewDataUtil.h"
 
@@ -49,36 +50,23 @@ std::string MakeDocument(int iTiles)
     return Json::FastWriter().write(root);
 }
 
-template <typename F>
-double MedianMicros(int iRuns, F fn)
-{
-    std::vector<double> vecTimes;
-    for (int i = 0; i < iRuns; ++i) {
-        const auto start = std::chrono::steady_clock::now();
-        fn();
-        vecTimes.push_back(std::chrono::duration<double, std::micro>(std::chrono::steady_clock::now() - start).count());
-    }
-    std::sort(vecTimes.begin(), vecTimes.end());
-    return vecTimes[vecTimes.size() / 2];
-}
 }  // namespace
 
 int main(int argc, char** argv)
 {
-    const int iRuns = argc > 1 ? std::max(1, std::atoi(argv[1])) : 301;
-    setenv("PELMO_LOG_LEVEL", "none", 1);
-    dlog_host_reload_level();
+    const int iRuns = BenchRun::CountArg(argc, argv, 1, 1, 301);
+    BenchRun::QuietLibrary();
     std::printf("%-6s %10s %14s %14s %7s\n", "tiles", "bytes", "jsoncpp_us", "preview_us", "ratio");
     for (int iTiles : {30, 200, 300}) {
         const std::string sDoc = MakeDocument(iTiles);
         size_t nSink = 0;
-        const double dBare = MedianMicros(iRuns, [&] {
+        const double dBare = BenchTiming::MedianMicros(iRuns, [&] {
             Json::Reader reader;
             Json::Value root;
             reader.parse(sDoc, root, true);
             nSink += root.size();
         });
-        const double dPreview = MedianMicros(iRuns, [&] {
+        const double dPreview = BenchTiming::MedianMicros(iRuns, [&] {
             CPreviewAccelerator accelerator;
             accelerator.m_mapProperty[TilesInternalModel::Accelerators::ACCELERATOR_APP_PKG_NAME] = {
                 JSON_VALUE_STRING, "org.orvik.plinth-app"};

@@ -15,9 +15,8 @@
 // column is the time the service itself spent on the step's requests, as its request log
 // states them (median), which tells the service's share from the client's and the bus's; the
 // client's CPU time (all its threads, the bus worker thread included) follows it.
-#include <dlog_host.h>
-#include <json/json.h>
 #include <fcntl.h>
+#include <json/json.h>
 #include <limits.h>
 #include <stdlib.h>
 #include <sys/wait.h>
@@ -43,7 +42,9 @@
 
 #include "BenchClients.h"
 #include "BenchPreview.h"
+#include "BenchRun.h"
 #include "BenchStore.h"
+#include "BenchTiming.h"
 #include "HostStore.h"
 #include "PelmoAPI.h"
 #include "PelmoBusNames.h"
@@ -85,7 +86,7 @@ private:
 struct CFigure {
     double dMedianUs;
     double dCalls;
-    double dServiceUs;  // median of the time the service itself logged for the step's requests
+    double dServiceUs;    // median of the time the service itself logged for the step's requests
     double dClientCpuUs;  // median CPU time of the client process, all its threads (GDBus's too)
 };
 
@@ -112,16 +113,13 @@ CFigure Measure(int iRuns, const CRequestCounter& counter, const std::function<v
         CALLGRIND_TOGGLE_COLLECT;
         step();
         CALLGRIND_TOGGLE_COLLECT;
-        vecTimes.push_back(std::chrono::duration<double, std::micro>(std::chrono::steady_clock::now() - start).count());
+        vecTimes.push_back(BenchTiming::Since<std::micro>(start));
         vecCpu.push_back(ProcessCpuUs() - dCpuBefore);
         uCalls += counter.Lines(dServiceAfter) - uBefore;
         vecService.push_back((dServiceAfter - dServiceBefore) * 1000);
     }
-    std::sort(vecTimes.begin(), vecTimes.end());
-    std::sort(vecService.begin(), vecService.end());
-    std::sort(vecCpu.begin(), vecCpu.end());
-    return {vecTimes[vecTimes.size() / 2], static_cast<double>(uCalls) / iRuns, vecService[vecService.size() / 2],
-            vecCpu[vecCpu.size() / 2]};
+    return {BenchTiming::Median(vecTimes), static_cast<double>(uCalls) / iRuns, BenchTiming::Median(vecService),
+            BenchTiming::Median(vecCpu)};
 }
 
 struct CRow {
@@ -176,8 +174,8 @@ std::map<std::string, double> CountInstructions(const std::string& sDir, int iRu
 void PrintTable(const std::vector<CRow>& vecRows, const std::map<std::string, double>& mapInstructions)
 {
     const double dTrip = vecRows.front().figure.dMedianUs;
-    std::printf("%-34s %10s %6s %12s %7s %14s %11s %13s\n", "operation", "median us", "calls", "calls*trip us",
-                "ratio", "client instr", "service us", "client cpu us");
+    std::printf("%-34s %10s %6s %12s %7s %14s %11s %13s\n", "operation", "median us", "calls", "calls*trip us", "ratio",
+                "client instr", "service us", "client cpu us");
     for (const CRow& row : vecRows) {
         const double dFloor = std::max(1.0, row.figure.dCalls) * dTrip;
         char sInstructions[32] = "-";
@@ -194,9 +192,8 @@ int main(int argc, char** argv)
 {
     // Under callgrind the program only counts: few runs, no table, one dump per row.
     const bool bCounting = argc > 2 && std::string(argv[1]) == "--count-instructions";
-    const int iRuns = bCounting ? std::max(1, std::atoi(argv[2])) : argc > 1 ? std::max(3, std::atoi(argv[1])) : 21;
-    setenv("PELMO_LOG_LEVEL", "none", 1);
-    dlog_host_reload_level();
+    const int iRuns = bCounting ? std::max(1, std::atoi(argv[2])) : BenchRun::CountArg(argc, argv, 1, 3, 21);
+    BenchRun::QuietLibrary();
     CHostStoreOptions options;
     CHostStore store;
     if (!BenchStore::Start("pelmo-publish-bench", store, options)) return 1;
@@ -225,11 +222,13 @@ int main(int argc, char** argv)
             pUtil->GetDBusData(pUtil->SendMessageViaDBUS(PELMO_STORE_BUS_NAME, "", "", ""), sOutput);
         }));
     add("first", "publish, first time",
-        Measure(iRuns, counter, [&] { publish(sDocument); }, [&] { publish("{}"); }));
+        Measure(
+            iRuns, counter, [&] { publish(sDocument); }, [&] { publish("{}"); }));
     publish(sDocument);
     add("unchanged", "publish, unchanged", Measure(iRuns, counter, [&] { publish(sDocument); }));
     add("changed", "publish, 10% of tiles changed",
-        Measure(iRuns, counter, [&] { publish(sChanged); }, [&] { publish(sDocument); }));
+        Measure(
+            iRuns, counter, [&] { publish(sChanged); }, [&] { publish(sDocument); }));
     add("read_back", "read back (get_preview_metadata)", Measure(iRuns, counter, [&] {
             char* pText = get_preview_metadata(kModule.c_str());
             finalize_json_bytes(pText);

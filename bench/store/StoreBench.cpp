@@ -1,6 +1,5 @@
 // Requests against the real store on a private bus, each next to the plain round trip of an
 // empty "Call" measured in the same run. Prints medians and ratios.
-#include <dlog_host.h>
 #include <stdlib.h>
 #include <unistd.h>
 
@@ -11,7 +10,9 @@
 #include <string>
 #include <vector>
 
+#include "BenchRun.h"
 #include "BenchStore.h"
+#include "BenchTiming.h"
 #include "HostStore.h"
 #include "PelmoAPI.h"
 #include "PelmoBusNames.h"
@@ -20,19 +21,6 @@
 namespace {
 const std::string kTiles = "content://org.orvik.pelmo/tiles";
 const std::string kModule = "org.example.bench";
-
-double MedianMicros(int iRuns, const std::function<void()>& step, const std::function<void()>& between = {})
-{
-    std::vector<double> vecTimes;
-    for (int i = 0; i < iRuns; ++i) {
-        if (between) between();
-        const auto start = std::chrono::steady_clock::now();
-        step();
-        vecTimes.push_back(std::chrono::duration<double, std::micro>(std::chrono::steady_clock::now() - start).count());
-    }
-    std::sort(vecTimes.begin(), vecTimes.end());
-    return vecTimes[vecTimes.size() / 2];
-}
 
 long long Insert(const std::string& sRow)
 {
@@ -49,7 +37,8 @@ std::string TileBulk(long long llSection, int iTiles)
         sText += std::string(i ? "," : "") + "{\"tile_title\":\"Title of tile " + std::to_string(i) +
                  "\",\"tile_subtitle\":\"Subtitle\",\"tile_image_url\":\"https://images.example.org/" +
                  std::to_string(i) + ".jpg\",\"tile_action_play\":\"play/" + std::to_string(i) +
-                 "\",\"tile_position\":\"" + std::to_string(i) + "\",\"tile_image_width\":\"640\","
+                 "\",\"tile_position\":\"" + std::to_string(i) +
+                 "\",\"tile_image_width\":\"640\","
                  "\"tile_image_height\":\"360\",\"tile_playable\":\"1\",\"tile_section_raw_id\":\"" +
                  std::to_string(llSection) + "\"}";
     }
@@ -86,9 +75,8 @@ void Row(const char* sName, double dMicros, double dRoundTrip)
 
 int main(int argc, char** argv)
 {
-    const int iRuns = argc > 1 ? std::max(5, std::atoi(argv[1])) : 101;
-    setenv("PELMO_LOG_LEVEL", "none", 1);
-    dlog_host_reload_level();
+    const int iRuns = BenchRun::CountArg(argc, argv, 1, 5, 101);
+    BenchRun::QuietLibrary();
     CHostStoreOptions options;
     CHostStore store;
     if (!BenchStore::Start("pelmo-store-bench", store, options)) return 1;
@@ -98,9 +86,9 @@ int main(int argc, char** argv)
     long long llSections[3];
     const int iSizes[3] = {0, 30, 300};
     for (int i = 0; i < 3; ++i) {
-        llSections[i] = Insert("{\"table_name\":\"content://org.orvik.pelmo/sections\",\"section_title\":\"s" +
-                               std::to_string(i) + "\",\"section_accelerator_raw_id\":\"" +
-                               std::to_string(llAccelerator) + "\"}");
+        llSections[i] =
+            Insert("{\"table_name\":\"content://org.orvik.pelmo/sections\",\"section_title\":\"s" + std::to_string(i) +
+                   "\",\"section_accelerator_raw_id\":\"" + std::to_string(llAccelerator) + "\"}");
         if (iSizes[i] == 0) continue;
         PT_JSON_IN_PARAM param;
         param.data = TileBulk(llSections[i], iSizes[i]);
@@ -109,7 +97,7 @@ int main(int argc, char** argv)
     }
 
     CPelmoGDBusUtil* pUtil = CPelmoGDBusUtil::GetInstance();
-    const double dRoundTrip = MedianMicros(iRuns * 3, [&] {
+    const double dRoundTrip = BenchTiming::MedianMicros(iRuns * 3, [&] {
         std::string sOutput;
         pUtil->GetDBusData(pUtil->SendMessageViaDBUS(PELMO_STORE_BUS_NAME, "", "", ""), sOutput);
     });
@@ -118,7 +106,7 @@ int main(int argc, char** argv)
     Row("plain round trip (empty Call)", dRoundTrip, dRoundTrip);
     const char* sNames[3] = {"select 0 tile rows + read", "select 30 tile rows + read", "select 300 tile rows + read"};
     for (int i = 0; i < 3; ++i) {
-        Row(sNames[i], MedianMicros(iRuns, [&] { SelectAndRead(llSections[i]); }), dRoundTrip);
+        Row(sNames[i], BenchTiming::MedianMicros(iRuns, [&] { SelectAndRead(llSections[i]); }), dRoundTrip);
     }
     const long long llBulkSection = llSections[0];
     const std::string sBulk = TileBulk(llBulkSection, 300);
@@ -126,7 +114,7 @@ int main(int argc, char** argv)
     clear.table_name = kTiles;
     clear.data = "tile_section_raw_id = ?";
     clear.where_args = {std::to_string(llBulkSection)};
-    const double dBulk = MedianMicros(
+    const double dBulk = BenchTiming::MedianMicros(
         std::max(5, iRuns / 3),
         [&] {
             PT_JSON_IN_PARAM param;

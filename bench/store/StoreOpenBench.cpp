@@ -13,6 +13,7 @@
 #include <string>
 #include <vector>
 
+#include "BenchTiming.h"
 #include "StoreDatabase.h"
 
 namespace {
@@ -51,10 +52,9 @@ double MedianOpenMillis(const std::string& sPath, StoreIdentity::EIntegrity inte
             std::fprintf(stderr, "cannot open %s: %s\n", sPath.c_str(), sError.c_str());
             return -1;
         }
-        vecTimes.push_back(std::chrono::duration<double, std::milli>(std::chrono::steady_clock::now() - start).count());
+        vecTimes.push_back(BenchTiming::Since<std::milli>(start));
     }
-    std::sort(vecTimes.begin(), vecTimes.end());
-    return vecTimes[vecTimes.size() / 2];
+    return BenchTiming::Median(vecTimes);
 }
 }  // namespace
 

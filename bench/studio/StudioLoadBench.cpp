@@ -9,7 +9,6 @@
 // the events the page received; at the end it waits until the page counts, for every module,
 // exactly the publishes its client made and shows the last document's tiles, and prints how
 // long that took. Exits non-zero when a publish failed or the page missed one.
-#include <dlog_host.h>
 #include <fcntl.h>
 #include <limits.h>
 #include <signal.h>
@@ -28,7 +27,9 @@
 
 #include "BenchClients.h"
 #include "BenchPreview.h"
+#include "BenchRun.h"
 #include "BenchStore.h"
+#include "BenchTiming.h"
 #include "DevToolsPipe.h"
 #include "HostStore.h"
 #include "PelmoAPI.h"
@@ -49,8 +50,7 @@ std::string DocumentFor(int iClient, int iPublish)
 // One client: publishes for iSeconds, then prints "p <publishes> <failures>".
 int RunClient(int iClient, int iSeconds)
 {
-    setenv("PELMO_LOG_LEVEL", "none", 1);
-    dlog_host_reload_level();
+    BenchRun::QuietLibrary();
     const std::string sModule = "org.example.studio" + std::to_string(iClient);
     if (!BenchStore::RegisterModule(sModule, "Studio load " + std::to_string(iClient))) {
         std::printf("p 0 1\n");
@@ -93,10 +93,9 @@ std::string PageCounts()
 int main(int argc, char** argv)
 {
     if (argc == 4 && std::string(argv[1]) == "--client") return RunClient(std::atoi(argv[2]), std::atoi(argv[3]));
-    const int iClients = argc > 1 ? std::max(1, std::atoi(argv[1])) : 8;
-    const int iSeconds = argc > 2 ? std::max(1, std::atoi(argv[2])) : 60;
-    setenv("PELMO_LOG_LEVEL", "none", 1);
-    dlog_host_reload_level();
+    const int iClients = BenchRun::CountArg(argc, argv, 1, 1, 8);
+    const int iSeconds = BenchRun::CountArg(argc, argv, 2, 1, 60);
+    BenchRun::QuietLibrary();
 
     CHostStoreOptions options;
     CHostStore store;
@@ -172,7 +171,7 @@ int main(int argc, char** argv)
         Json::valueToQuotedString(sExpected.c_str()) +
         " || Date.now() > deadline) resolve(now); else setTimeout(look, 20); })(); })";
     browser.Evaluate(sSession, sWait, value, sError, 20000);
-    const double dCatchUp = std::chrono::duration<double>(std::chrono::steady_clock::now() - ended).count();
+    const double dCatchUp = BenchTiming::Since(ended);
     const bool bAllSeen = value.asString() == sExpected;
     browser.Evaluate(sSession, "document.body.getAttribute('data-events')", value, sError);
     std::printf("publishes: %d by %d processes (%.1f per second), %d failed\n", iTotal, iClients,

@@ -33,7 +33,8 @@ inline std::string MakeDocument(int iVariant = 0, int iChangedPerSection = 0, in
             tile["tile_image_height"] = 360;
             tile["tile_position"] = t;
             tile["tile_playable"] = true;
-            tile["action_data"] = "app://org.example.player/play?id=" + sNumber + (iVariant ? "&v=" + std::to_string(iVariant) : "");
+            tile["action_data"] =
+                "app://org.example.player/play?id=" + sNumber + (iVariant ? "&v=" + std::to_string(iVariant) : "");
             tile["tile_display_from"] = 1767225600;
             tile["tile_display_until"] = 1893456000;
             section["tiles"].append(tile);
