@@ -3,6 +3,7 @@
 #include <cstdio>
 #include <sstream>
 
+#include "DocumentFile.h"
 #include "PreviewPublish.h"
 #include "StoreCommandSupport.h"
 #include "StoreCommands.h"

@@ -3,13 +3,9 @@
 #include <dlog.h>
 #include <dlog_host.h>
 
-#include <cerrno>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
-#include <fstream>
-#include <iostream>
-#include <iterator>
 #include <sstream>
 
 #include "DlogSourcePrefix.h"
@@ -141,31 +137,6 @@ std::string CLibraryLog::FirstError() const
 void CLibraryLog::Clear()
 {
     m_vecErrors.clear();
-}
-
-bool ReadDocument(const std::string& sPath, std::string& sText, std::string& sError)
-{
-    if (sPath == "-") {
-        sText.assign(std::istreambuf_iterator<char>(std::cin), std::istreambuf_iterator<char>());
-        if (std::cin.bad()) {
-            sError = "cannot read standard input";
-            return false;
-        }
-        return true;
-    }
-    std::ifstream in(sPath, std::ios::binary);
-    if (!in) {
-        sError = "cannot read " + sPath + ": " + std::strerror(errno);
-        return false;
-    }
-    std::ostringstream text;
-    text << in.rdbuf();
-    if (in.bad()) {
-        sError = "cannot read " + sPath;
-        return false;
-    }
-    sText = text.str();
-    return true;
 }
 
 bool CallStore(const std::string& sMethod, const std::string& sModule, const std::string& sInput, std::string& sOutput,

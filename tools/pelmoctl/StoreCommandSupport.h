@@ -71,9 +71,6 @@ private:
     std::vector<std::string> m_vecErrors;
 };
 
-// Reads a preview document from sPath, or from standard input for "-".
-bool ReadDocument(const std::string& sPath, std::string& sText, std::string& sError);
-
 // One "Call" at the store manager name; false with a one-line reason when the store refused
 // or could not be reached.
 bool CallStore(const std::string& sMethod, const std::string& sModule, const std::string& sInput, std::string& sOutput,

@@ -1,6 +1,7 @@
 # `pelmoctl validate`: the offline document check.
 add_library(pelmoctl-validate STATIC
   ${CMAKE_CURRENT_LIST_DIR}/ValidateCommand.cpp
+  ${CMAKE_CURRENT_LIST_DIR}/DocumentFile.cpp
   ${CMAKE_CURRENT_LIST_DIR}/ValidateDocument.cpp
   ${CMAKE_CURRENT_LIST_DIR}/ValidateReport.cpp
   ${CMAKE_CURRENT_LIST_DIR}/ValidateJsonReport.cpp
