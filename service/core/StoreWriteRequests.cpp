@@ -73,12 +73,7 @@ CStoreReply CStoreRequestHandler::Insert(const std::string& sModule, const Json:
     if (!transaction.Started()) return Refuse("cannot begin a transaction: " + transaction.Error());
     long long llRowId = 0;
     if (!InsertRow(*pTable, sModule, root, llRowId, sError)) return Refuse(sError);
-    if (!WithinQuota(sModule, sError)) return Refuse(sError);
-    if (!RecordRegistration(*pTable, sModule, caller, sError)) return Refuse(sError);
-    if (!transaction.Commit(sError)) return Refuse("cannot commit: " + sError);
-    CStoreReply reply = Accept(std::to_string(llRowId), 1);
-    reply.mapChanges[pTable->sName].llInserted = 1;
-    return reply;
+    return FinishInsert(transaction, *pTable, sModule, caller, llRowId, 1);
 }
 
 CStoreReply CStoreRequestHandler::InsertBulk(const std::string& sModule, const Json::Value& root,
@@ -101,11 +96,19 @@ CStoreReply CStoreRequestHandler::InsertBulk(const std::string& sModule, const J
         }
         ++llCount;
     }
+    return FinishInsert(transaction, *pTable, sModule, caller, llRowId, llCount);
+}
+
+CStoreReply CStoreRequestHandler::FinishInsert(CTransaction& transaction, const CStoreTable& table,
+                                               const std::string& sModule, const PT_CALLER_IDENTITY& caller,
+                                               long long llRowId, long long llCount)
+{
+    std::string sError;
     if (!WithinQuota(sModule, sError)) return Refuse(sError);
-    if (!RecordRegistration(*pTable, sModule, caller, sError)) return Refuse(sError);
+    if (!RecordRegistration(table, sModule, caller, sError)) return Refuse(sError);
     if (!transaction.Commit(sError)) return Refuse("cannot commit: " + sError);
     CStoreReply reply = Accept(std::to_string(llRowId), llCount);
-    reply.mapChanges[pTable->sName].llInserted = llCount;
+    reply.mapChanges[table.sName].llInserted = llCount;
     return reply;
 }
 
