@@ -48,12 +48,7 @@ bool CStoreRequestHandler::InsertRow(const CStoreTable& table, const std::string
         sError);
     if (!statement) return false;
     int iIndex = 1;
-    for (const auto& entry : vecValues) {
-        if (RowWriter::BindValue(statement.Get(), iIndex++, entry.second) != SQLITE_OK) {
-            sError = "cannot bind column " + entry.first + ": " + m_database.LastError();
-            return false;
-        }
-    }
+    if (!RowWriter::BindValues(m_database, statement.Get(), vecValues, iIndex, sError)) return false;
     if (!BindModule(statement.Get(), iIndex, sModule)) {
         sError = "cannot bind the module: " + m_database.LastError();
         return false;
@@ -149,12 +144,7 @@ bool CStoreRequestHandler::UpdateRow(const CStoreTable& table, const std::string
         "UPDATE \"" + table.sName + "\" SET " + sSet + " WHERE \"_id\" = ? AND \"module_name\" = ?", sError);
     if (!statement) return false;
     int iIndex = 1;
-    for (const auto& entry : vecValues) {
-        if (RowWriter::BindValue(statement.Get(), iIndex++, entry.second) != SQLITE_OK) {
-            sError = "cannot bind column " + entry.first + ": " + m_database.LastError();
-            return false;
-        }
-    }
+    if (!RowWriter::BindValues(m_database, statement.Get(), vecValues, iIndex, sError)) return false;
     if (sqlite3_bind_int64(statement.Get(), iIndex, llRowId) != SQLITE_OK ||
         !BindModule(statement.Get(), iIndex + 1, sModule)) {
         sError = "cannot bind the row id: " + m_database.LastError();
