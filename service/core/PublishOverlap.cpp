@@ -1,19 +1,11 @@
 #include "PublishOverlap.h"
 
+#include "ModuleSlots.h"
+
 CPublishOverlap::CModule& CPublishOverlap::ModuleFor(const std::string& sModule, std::time_t tNow)
 {
-    auto it = m_mapModule.find(sModule);
-    if (it == m_mapModule.end()) {
-        if (m_mapModule.size() >= kMaxModules) {
-            auto quietest = m_mapModule.begin();
-            for (auto scan = m_mapModule.begin(); scan != m_mapModule.end(); ++scan) {
-                if (scan->second.tLastSeen < quietest->second.tLastSeen) quietest = scan;
-            }
-            m_mapModule.erase(quietest);
-        }
-        it = m_mapModule.emplace(sModule, CModule()).first;
-    }
-    CModule& module = it->second;
+    CModule& module =
+        ModuleSlots::FindOrAdd(m_mapModule, sModule, kMaxModules, [](const CModule& entry) { return entry.tLastSeen; });
     module.tLastSeen = tNow;
     for (auto scan = module.mapPublish.begin(); scan != module.mapPublish.end();) {
         if (tNow - scan->second.tLastSeen > kIdleSeconds) {

@@ -68,6 +68,25 @@ bool CheckColumn(const char* sWhat, const CStoreTable& table, const std::string&
     sError = std::string(sWhat) + ": unknown column '" + CQueryGrammar::Excerpt(sColumn) + "' of table " + table.sName;
     return false;
 }
+
+// A comma-separated clause ("order", "group_by") in SQL: a blank text is no clause; otherwise
+// every item is checked and written by itemSql (false with sError refuses the whole clause) and
+// the items are joined by ", ".
+template <typename ItemSql>
+bool TranslateList(const char* sWhat, const std::string& sText, std::string& sSql, std::string& sError, ItemSql itemSql)
+{
+    sSql.clear();
+    if (IsBlank(sText)) return true;
+    std::vector<std::vector<std::string>> vecItems;
+    if (!SplitList(sWhat, sText, vecItems, sError)) return false;
+    for (const std::vector<std::string>& vecWord : vecItems) {
+        std::string sItem;
+        if (!itemSql(vecWord, sItem)) return false;
+        if (!sSql.empty()) sSql += ", ";
+        sSql += sItem;
+    }
+    return true;
+}
 }  // namespace
 
 std::string CQueryGrammar::Excerpt(const std::string& sText, std::size_t iMaxLength)
@@ -121,44 +140,36 @@ bool CQueryGrammar::TranslateWhere(const CStoreTable& table, const std::string& 
 bool CQueryGrammar::TranslateOrder(const CStoreTable& table, const std::string& sOrder, std::string& sSql,
                                    std::string& sError)
 {
-    sSql.clear();
-    if (IsBlank(sOrder)) return true;
-    std::vector<std::vector<std::string>> vecItems;
-    if (!SplitList("order", sOrder, vecItems, sError)) return false;
-    for (const std::vector<std::string>& vecWord : vecItems) {
-        if (!CheckColumn("order", table, vecWord[0], sError)) return false;
-        std::string sDirection;
-        if (vecWord.size() == 2 && strcasecmp(vecWord[1].c_str(), "asc") == 0) {
-            sDirection = " ASC";
-        } else if (vecWord.size() == 2 && strcasecmp(vecWord[1].c_str(), "desc") == 0) {
-            sDirection = " DESC";
-        } else if (vecWord.size() != 1) {
-            sError = "order: expected 'column [ASC|DESC]', got '" + Excerpt(vecWord[0] + " " + vecWord[1]) + "'";
-            return false;
-        }
-        if (!sSql.empty()) sSql += ", ";
-        sSql += "\"" + vecWord[0] + "\"" + sDirection;
-    }
-    return true;
+    return TranslateList(
+        "order", sOrder, sSql, sError, [&](const std::vector<std::string>& vecWord, std::string& sItem) {
+            if (!CheckColumn("order", table, vecWord[0], sError)) return false;
+            std::string sDirection;
+            if (vecWord.size() == 2 && strcasecmp(vecWord[1].c_str(), "asc") == 0) {
+                sDirection = " ASC";
+            } else if (vecWord.size() == 2 && strcasecmp(vecWord[1].c_str(), "desc") == 0) {
+                sDirection = " DESC";
+            } else if (vecWord.size() != 1) {
+                sError = "order: expected 'column [ASC|DESC]', got '" + Excerpt(vecWord[0] + " " + vecWord[1]) + "'";
+                return false;
+            }
+            sItem = "\"" + vecWord[0] + "\"" + sDirection;
+            return true;
+        });
 }
 
 bool CQueryGrammar::TranslateGroupBy(const CStoreTable& table, const std::string& sGroupBy, std::string& sSql,
                                      std::string& sError)
 {
-    sSql.clear();
-    if (IsBlank(sGroupBy)) return true;
-    std::vector<std::vector<std::string>> vecItems;
-    if (!SplitList("group_by", sGroupBy, vecItems, sError)) return false;
-    for (const std::vector<std::string>& vecWord : vecItems) {
-        if (vecWord.size() != 1) {
-            sError = "group_by: expected a column name, got '" + Excerpt(vecWord[0] + " " + vecWord[1]) + "'";
-            return false;
-        }
-        if (!CheckColumn("group_by", table, vecWord[0], sError)) return false;
-        if (!sSql.empty()) sSql += ", ";
-        sSql += "\"" + vecWord[0] + "\"";
-    }
-    return true;
+    return TranslateList(
+        "group_by", sGroupBy, sSql, sError, [&](const std::vector<std::string>& vecWord, std::string& sItem) {
+            if (vecWord.size() != 1) {
+                sError = "group_by: expected a column name, got '" + Excerpt(vecWord[0] + " " + vecWord[1]) + "'";
+                return false;
+            }
+            if (!CheckColumn("group_by", table, vecWord[0], sError)) return false;
+            sItem = "\"" + vecWord[0] + "\"";
+            return true;
+        });
 }
 
 bool CQueryGrammar::TranslateColumnList(const CStoreTable& table, const Json::Value& columnList,

@@ -1,5 +1,6 @@
 #include "RequestJournal.h"
 
+#include "ModuleSlots.h"
 #include "StoreSchema.h"
 
 namespace {
@@ -20,18 +21,8 @@ Json::Value RowChangesToJson(const CRowChanges& changes)
 
 CJournalEntry& CRequestJournal::Append(const std::string& sModule, std::time_t tNow)
 {
-    auto it = m_mapModule.find(sModule);
-    if (it == m_mapModule.end()) {
-        if (m_mapModule.size() >= kMaxModules) {
-            auto quietest = m_mapModule.begin();
-            for (auto scan = m_mapModule.begin(); scan != m_mapModule.end(); ++scan) {
-                if (scan->second.ullLastUse < quietest->second.ullLastUse) quietest = scan;
-            }
-            m_mapModule.erase(quietest);
-        }
-        it = m_mapModule.emplace(sModule, CModuleJournal()).first;
-    }
-    CModuleJournal& journal = it->second;
+    CModuleJournal& journal = ModuleSlots::FindOrAdd(m_mapModule, sModule, kMaxModules,
+                                                     [](const CModuleJournal& entry) { return entry.ullLastUse; });
     journal.ullLastUse = ++m_ullClock;
     if (journal.dequeEntries.size() >= kMaxEntriesPerModule) journal.dequeEntries.pop_front();
     journal.dequeEntries.emplace_back();

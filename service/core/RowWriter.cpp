@@ -115,6 +115,19 @@ int BindValue(sqlite3_stmt* pStatement, int iIndex, const Json::Value& value)
     return SQLITE_MISMATCH;
 }
 
+bool BindValues(CStoreDatabase& database, sqlite3_stmt* pStatement, const ColumnValues& vecValues, int& iNext,
+                std::string& sError)
+{
+    iNext = 1;
+    for (const auto& entry : vecValues) {
+        if (BindValue(pStatement, iNext++, entry.second) != SQLITE_OK) {
+            sError = "cannot bind column " + entry.first + ": " + database.LastError();
+            return false;
+        }
+    }
+    return true;
+}
+
 bool CheckParent(CStoreDatabase& database, const CStoreTable& table, const ColumnValues& vecValues,
                  const std::string& sModule, std::string& sError)
 {

@@ -28,6 +28,11 @@ bool ReadRow(const CStoreTable& table, const Json::Value& row, const std::string
 // as 1 / 0 and null as NULL. Numeric text is left to the column's affinity.
 int BindValue(sqlite3_stmt* pStatement, int iIndex, const Json::Value& value);
 
+// Binds the row's values to the first parameters of a statement that names its columns in
+// order; iNext is the parameter after them. False with the column and the connection's message.
+bool BindValues(CStoreDatabase& database, sqlite3_stmt* pStatement, const ColumnValues& vecValues, int& iNext,
+                std::string& sError);
+
 // True when the row's parent column, if it names one, names a row of the module's parent table.
 bool CheckParent(CStoreDatabase& database, const CStoreTable& table, const ColumnValues& vecValues,
                  const std::string& sModule, std::string& sError);

@@ -23,6 +23,20 @@ std::string WhereSql(const RequestEnvelope::CCondition& condition)
     return sSql;
 }
 
+// What a delete and a select both read first, in this order: the table, the row condition and
+// the grouping. The library always sends "group_by"; a delete checks it too, though it has no
+// groups.
+bool ReadQuery(const Json::Value& root, const CStoreTable*& pTable, RequestEnvelope::CCondition& condition,
+               std::string& sGroupSql, std::string& sError)
+{
+    pTable = RequestEnvelope::TargetTable(root, sError);
+    if (pTable == nullptr) return false;
+    std::string sGroupBy;
+    return RequestEnvelope::ReadCondition(root, *pTable, condition, sError) &&
+           RequestEnvelope::OptionalText(root, "group_by", sGroupBy, sError) &&
+           CQueryGrammar::TranslateGroupBy(*pTable, sGroupBy, sGroupSql, sError);
+}
+
 bool BindCondition(CStoreDatabase& database, sqlite3_stmt* pStatement, const std::string& sModule,
                    const RequestEnvelope::CCondition& condition, std::string& sError)
 {
@@ -91,17 +105,10 @@ bool CStoreRequestHandler::DeleteRowAndChildren(const CStoreTable& table, const 
 CStoreReply CStoreRequestHandler::Delete(const std::string& sModule, const Json::Value& root)
 {
     std::string sError;
-    const CStoreTable* pTable = RequestEnvelope::TargetTable(root, sError);
-    if (pTable == nullptr) return Refuse(sError);
+    const CStoreTable* pTable = nullptr;
     RequestEnvelope::CCondition condition;
-    if (!RequestEnvelope::ReadCondition(root, *pTable, condition, sError)) return Refuse(sError);
-    // The library always sends "group_by"; it is checked, but a delete has no groups.
-    std::string sGroupBy;
     std::string sGroupSql;
-    if (!RequestEnvelope::OptionalText(root, "group_by", sGroupBy, sError) ||
-        !CQueryGrammar::TranslateGroupBy(*pTable, sGroupBy, sGroupSql, sError)) {
-        return Refuse(sError);
-    }
+    if (!ReadQuery(root, pTable, condition, sGroupSql, sError)) return Refuse(sError);
 
     CTransaction transaction(m_database);
     if (!transaction.Started()) return Refuse("cannot begin a transaction: " + transaction.Error());
@@ -131,17 +138,14 @@ CStoreReply CStoreRequestHandler::Select(const std::string& sModule, const Json:
                                          const PT_CALLER_IDENTITY& caller)
 {
     std::string sError;
-    const CStoreTable* pTable = RequestEnvelope::TargetTable(root, sError);
-    if (pTable == nullptr) return Refuse(sError);
+    const CStoreTable* pTable = nullptr;
     RequestEnvelope::CCondition condition;
-    if (!RequestEnvelope::ReadCondition(root, *pTable, condition, sError)) return Refuse(sError);
-    std::string sText;
     std::string sGroupSql;
+    std::string sText;
     std::string sOrderSql;
     std::vector<std::string> vecColumns;
     // "module_name" of the envelope is not read: the caller's package decides whose rows it sees.
-    if (!RequestEnvelope::OptionalText(root, "group_by", sText, sError) ||
-        !CQueryGrammar::TranslateGroupBy(*pTable, sText, sGroupSql, sError) ||
+    if (!ReadQuery(root, pTable, condition, sGroupSql, sError) ||
         !RequestEnvelope::OptionalText(root, "order", sText, sError) ||
         !CQueryGrammar::TranslateOrder(*pTable, sText, sOrderSql, sError) ||
         !CQueryGrammar::TranslateColumnList(*pTable, root["column_list"], vecColumns, sError)) {

@@ -132,6 +132,11 @@ private:
     // An accelerator row registers its module: the caller becomes its owner, unless it has one.
     bool RecordRegistration(const CStoreTable& table, const std::string& sModule, const PT_CALLER_IDENTITY& caller,
                             std::string& sError);
+    // The end of an insert of llCount rows into table, inside its transaction: the quota and the
+    // registration are checked before the commit, so that a refused insert leaves no row behind;
+    // the answer is the last new row id.
+    CStoreReply FinishInsert(CTransaction& transaction, const CStoreTable& table, const std::string& sModule,
+                             const PT_CALLER_IDENTITY& caller, long long llRowId, long long llCount);
     bool UpdateRow(const CStoreTable& table, const std::string& sModule, const Json::Value& row, std::string& sError);
     // After a write, inside its transaction: false with the reason when the module is now over its quota.
     bool WithinQuota(const std::string& sModule, std::string& sError);

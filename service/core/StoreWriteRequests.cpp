@@ -48,12 +48,7 @@ bool CStoreRequestHandler::InsertRow(const CStoreTable& table, const std::string
         sError);
     if (!statement) return false;
     int iIndex = 1;
-    for (const auto& entry : vecValues) {
-        if (RowWriter::BindValue(statement.Get(), iIndex++, entry.second) != SQLITE_OK) {
-            sError = "cannot bind column " + entry.first + ": " + m_database.LastError();
-            return false;
-        }
-    }
+    if (!RowWriter::BindValues(m_database, statement.Get(), vecValues, iIndex, sError)) return false;
     if (!BindModule(statement.Get(), iIndex, sModule)) {
         sError = "cannot bind the module: " + m_database.LastError();
         return false;
@@ -73,12 +68,7 @@ CStoreReply CStoreRequestHandler::Insert(const std::string& sModule, const Json:
     if (!transaction.Started()) return Refuse("cannot begin a transaction: " + transaction.Error());
     long long llRowId = 0;
     if (!InsertRow(*pTable, sModule, root, llRowId, sError)) return Refuse(sError);
-    if (!WithinQuota(sModule, sError)) return Refuse(sError);
-    if (!RecordRegistration(*pTable, sModule, caller, sError)) return Refuse(sError);
-    if (!transaction.Commit(sError)) return Refuse("cannot commit: " + sError);
-    CStoreReply reply = Accept(std::to_string(llRowId), 1);
-    reply.mapChanges[pTable->sName].llInserted = 1;
-    return reply;
+    return FinishInsert(transaction, *pTable, sModule, caller, llRowId, 1);
 }
 
 CStoreReply CStoreRequestHandler::InsertBulk(const std::string& sModule, const Json::Value& root,
@@ -101,11 +91,19 @@ CStoreReply CStoreRequestHandler::InsertBulk(const std::string& sModule, const J
         }
         ++llCount;
     }
+    return FinishInsert(transaction, *pTable, sModule, caller, llRowId, llCount);
+}
+
+CStoreReply CStoreRequestHandler::FinishInsert(CTransaction& transaction, const CStoreTable& table,
+                                               const std::string& sModule, const PT_CALLER_IDENTITY& caller,
+                                               long long llRowId, long long llCount)
+{
+    std::string sError;
     if (!WithinQuota(sModule, sError)) return Refuse(sError);
-    if (!RecordRegistration(*pTable, sModule, caller, sError)) return Refuse(sError);
+    if (!RecordRegistration(table, sModule, caller, sError)) return Refuse(sError);
     if (!transaction.Commit(sError)) return Refuse("cannot commit: " + sError);
     CStoreReply reply = Accept(std::to_string(llRowId), llCount);
-    reply.mapChanges[pTable->sName].llInserted = llCount;
+    reply.mapChanges[table.sName].llInserted = llCount;
     return reply;
 }
 
@@ -146,12 +144,7 @@ bool CStoreRequestHandler::UpdateRow(const CStoreTable& table, const std::string
         "UPDATE \"" + table.sName + "\" SET " + sSet + " WHERE \"_id\" = ? AND \"module_name\" = ?", sError);
     if (!statement) return false;
     int iIndex = 1;
-    for (const auto& entry : vecValues) {
-        if (RowWriter::BindValue(statement.Get(), iIndex++, entry.second) != SQLITE_OK) {
-            sError = "cannot bind column " + entry.first + ": " + m_database.LastError();
-            return false;
-        }
-    }
+    if (!RowWriter::BindValues(m_database, statement.Get(), vecValues, iIndex, sError)) return false;
     if (sqlite3_bind_int64(statement.Get(), iIndex, llRowId) != SQLITE_OK ||
         !BindModule(statement.Get(), iIndex + 1, sModule)) {
         sError = "cannot bind the row id: " + m_database.LastError();

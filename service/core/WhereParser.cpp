@@ -155,28 +155,25 @@ std::unique_ptr<CWhereNode> CWhereParser::Parse(const std::string& sWhere, std::
 
 std::unique_ptr<CWhereNode> CWhereParser::ParseOr(std::size_t iDepth)
 {
-    std::unique_ptr<CWhereNode> pFirst = ParseAnd(iDepth);
-    if (!pFirst || !PeekKeyword("or")) return pFirst;
-    auto pNode = MakeNode(CWhereNode::kOr);
-    pNode->vecChild.push_back(std::move(pFirst));
-    while (PeekKeyword("or")) {
-        ++m_iPos;
-        std::unique_ptr<CWhereNode> pNext = ParseAnd(iDepth);
-        if (!pNext) return nullptr;
-        pNode->vecChild.push_back(std::move(pNext));
-    }
-    return pNode;
+    return ParseChain(CWhereNode::kOr, "or", &CWhereParser::ParseAnd, iDepth);
 }
 
 std::unique_ptr<CWhereNode> CWhereParser::ParseAnd(std::size_t iDepth)
 {
-    std::unique_ptr<CWhereNode> pFirst = ParseNot(iDepth);
-    if (!pFirst || !PeekKeyword("and")) return pFirst;
-    auto pNode = MakeNode(CWhereNode::kAnd);
+    return ParseChain(CWhereNode::kAnd, "and", &CWhereParser::ParseNot, iDepth);
+}
+
+std::unique_ptr<CWhereNode> CWhereParser::ParseChain(CWhereNode::Kind eKind, const char* sKeyword,
+                                                     std::unique_ptr<CWhereNode> (CWhereParser::*pOperand)(std::size_t),
+                                                     std::size_t iDepth)
+{
+    std::unique_ptr<CWhereNode> pFirst = (this->*pOperand)(iDepth);
+    if (!pFirst || !PeekKeyword(sKeyword)) return pFirst;
+    auto pNode = MakeNode(eKind);
     pNode->vecChild.push_back(std::move(pFirst));
-    while (PeekKeyword("and")) {
+    while (PeekKeyword(sKeyword)) {
         ++m_iPos;
-        std::unique_ptr<CWhereNode> pNext = ParseNot(iDepth);
+        std::unique_ptr<CWhereNode> pNext = (this->*pOperand)(iDepth);
         if (!pNext) return nullptr;
         pNode->vecChild.push_back(std::move(pNext));
     }

@@ -37,6 +37,11 @@ private:
     bool Tokenize(const std::string& sWhere, std::string& sError);
     std::unique_ptr<CWhereNode> ParseOr(std::size_t iDepth);
     std::unique_ptr<CWhereNode> ParseAnd(std::size_t iDepth);
+    // Operands joined by one keyword ("a or b or c") become one node with a child each rather
+    // than a nest of pairs; "or" chains "and" chains, and "and" chains "not" terms.
+    std::unique_ptr<CWhereNode> ParseChain(CWhereNode::Kind eKind, const char* sKeyword,
+                                           std::unique_ptr<CWhereNode> (CWhereParser::*pOperand)(std::size_t),
+                                           std::size_t iDepth);
     std::unique_ptr<CWhereNode> ParseNot(std::size_t iDepth);
     std::unique_ptr<CWhereNode> ParsePrimary(std::size_t iDepth);
     std::unique_ptr<CWhereNode> ParsePredicate();

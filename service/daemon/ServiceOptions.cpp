@@ -63,6 +63,16 @@ bool ParseWhole(const std::string& sValue, long long llMin, long long llMax, lon
     llOut = llValue;
     return true;
 }
+
+// The value of option sArg as a whole number from llMin to llMax; otherwise sError tells the
+// user what the option wants.
+bool ParseNumberOption(const std::string& sArg, const std::string& sValue, long long llMin, long long llMax,
+                       const char* sWants, long long& llOut, std::string& sError)
+{
+    if (ParseWhole(sValue, llMin, llMax, llOut)) return true;
+    sError = sArg + " wants " + sWants + ", not '" + sValue + "'";
+    return false;
+}
 }  // namespace
 
 bool ParseServiceOptions(int argc, char** argv, CServiceOptions& options, std::string& sError)
@@ -84,25 +94,19 @@ bool ParseServiceOptions(int argc, char** argv, CServiceOptions& options, std::s
             options.sLogFile = sValue;
         } else if (sArg == "--result-ttl") {
             long long llValue = 0;
-            if (!ParseWhole(sValue, 1, 3600, llValue)) {
-                sError = "--result-ttl wants whole seconds from 1 to 3600, not '" + sValue + "'";
+            if (!ParseNumberOption(sArg, sValue, 1, 3600, "whole seconds from 1 to 3600", llValue, sError))
                 return false;
-            }
             options.iResultTtlSeconds = static_cast<int>(llValue);
         } else if (sArg == "--workers") {
             long long llValue = 0;
-            if (!ParseWhole(sValue, 1, 16, llValue)) {
-                sError = "--workers wants a number from 1 to 16, not '" + sValue + "'";
-                return false;
-            }
+            if (!ParseNumberOption(sArg, sValue, 1, 16, "a number from 1 to 16", llValue, sError)) return false;
             options.iWorkers = static_cast<int>(llValue);
         } else if (sArg == "--bus-config") {
             options.sBusConfig = sValue;
         } else if (sArg == "--result-space") {
-            if (!ParseWhole(sValue, 1024 * 1024, 1LL << 50, options.llResultSpace)) {
-                sError = "--result-space wants a number of bytes of at least 1048576, not '" + sValue + "'";
+            if (!ParseNumberOption(sArg, sValue, 1024 * 1024, 1LL << 50, "a number of bytes of at least 1048576",
+                                   options.llResultSpace, sError))
                 return false;
-            }
         } else if (sArg == "--module-quota") {
             const std::size_t iFirst = sValue.find(',');
             const std::size_t iSecond = iFirst == std::string::npos ? iFirst : sValue.find(',', iFirst + 1);
@@ -115,10 +119,9 @@ bool ParseServiceOptions(int argc, char** argv, CServiceOptions& options, std::s
             }
         } else if (sArg == "--budget-ms") {
             long long llValue = 0;
-            if (!ParseWhole(sValue, 1, 600000, llValue)) {
-                sError = "--budget-ms wants a number of milliseconds from 1 to 600000, not '" + sValue + "'";
+            if (!ParseNumberOption(sArg, sValue, 1, 600000, "a number of milliseconds from 1 to 600000", llValue,
+                                   sError))
                 return false;
-            }
             options.budget = std::chrono::milliseconds(llValue);
         } else if (sArg == "--platform-service") {
             uid_t uid = 0;

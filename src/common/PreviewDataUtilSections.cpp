@@ -1,15 +1,15 @@
 // Bringing a module's stored sections in line with a newly parsed preview. Sections are matched
 // by content key: those in both are updated in place (tiles first), those only stored go in one
 // delete, those only new are inserted with their tiles. Rows that stay are never re-inserted.
-#include <utility>
 #include <pelmo/TilesModel.h>
 
 #include <algorithm>
-#include <iterator>
+#include <utility>
 
 #include "PelmoAPI.h"
-#include "PreviewDataUtilUnit.h"
 #include "PreviewDataUtil.h"
+#include "PreviewDataUtilUnit.h"
+#include "PreviewKeySets.h"
 #include "PreviewRequestText.h"
 
 void CPreviewDataUtil::ComparedDBUpdate(std::string sModuleName, CPreviewAccelerator& oldAccelerator,
@@ -36,10 +36,8 @@ void CPreviewDataUtil::UpdateOldSectionItem(std::string sModuleName, CPreviewAcc
                                             CPreviewAccelerator& newAccelerator)
 {
     using namespace TilesModel::Sections;
-    std::vector<uint64_t> vecCommon;
-    std::set_intersection(oldAccelerator.m_vecSectionHash.begin(), oldAccelerator.m_vecSectionHash.end(),
-                          newAccelerator.m_vecSectionHash.begin(), newAccelerator.m_vecSectionHash.end(),
-                          std::back_inserter(vecCommon));
+    const std::vector<uint64_t> vecCommon =
+        PreviewKeySets::InBoth(oldAccelerator.m_vecSectionHash, newAccelerator.m_vecSectionHash);
     PELMO_LOGI("%s:Duplicated sections size:%zu", sModuleName.c_str(), vecCommon.size());
 
     // A key present twice on both sides visits the same first pair twice: FindSection always
@@ -66,10 +64,8 @@ void CPreviewDataUtil::DeleteExpiredSectionItem(std::string sModuleName, CPrevie
                                                 CPreviewAccelerator& newAccelerator)
 {
     using namespace TilesModel::Sections;
-    std::vector<uint64_t> vecExpired;
-    std::set_difference(oldAccelerator.m_vecSectionHash.begin(), oldAccelerator.m_vecSectionHash.end(),
-                        newAccelerator.m_vecSectionHash.begin(), newAccelerator.m_vecSectionHash.end(),
-                        std::back_inserter(vecExpired));
+    const std::vector<uint64_t> vecExpired =
+        PreviewKeySets::OnlyIn(oldAccelerator.m_vecSectionHash, newAccelerator.m_vecSectionHash);
     PELMO_LOGI("%s:Expired sections size:%zu", sModuleName.c_str(), vecExpired.size());
     if (vecExpired.empty()) return;
 
@@ -90,10 +86,7 @@ void CPreviewDataUtil::DeleteExpiredSectionItem(std::string sModuleName, CPrevie
     if (vecIds.empty()) return;
 
     // Their tiles are left to the store, which removes a section's tiles with it.
-    PT_JSON_IN_PARAM param;
-    param.table_name = CONTENT_URI;
-    param.data = PreviewRequestText::IdCondition(_ID, vecIds);
-    param.where_args = vecIds;
+    PT_JSON_IN_PARAM param = PreviewRequestText::IdDeleteRequest(CONTENT_URI, _ID, vecIds);
     if (delete_request(param, sModuleName) == -1) {
         PELMO_LOGE("Error. failed to delete section.");
         for (const std::string& sId : vecIds) PELMO_LOGE("%s ", sId.c_str());
@@ -103,10 +96,8 @@ void CPreviewDataUtil::DeleteExpiredSectionItem(std::string sModuleName, CPrevie
 void CPreviewDataUtil::CreateNewSectionItem(std::string sModuleName, CPreviewAccelerator& oldAccelerator,
                                             CPreviewAccelerator& newAccelerator)
 {
-    std::vector<uint64_t> vecNew;
-    std::set_difference(newAccelerator.m_vecSectionHash.begin(), newAccelerator.m_vecSectionHash.end(),
-                        oldAccelerator.m_vecSectionHash.begin(), oldAccelerator.m_vecSectionHash.end(),
-                        std::back_inserter(vecNew));
+    const std::vector<uint64_t> vecNew =
+        PreviewKeySets::OnlyIn(newAccelerator.m_vecSectionHash, oldAccelerator.m_vecSectionHash);
     PELMO_LOGI("%s:New sections size:%zu", sModuleName.c_str(), vecNew.size());
 
     // The publish has just loaded this module's accelerator, so its row id is not checked.
@@ -140,9 +131,7 @@ void CPreviewDataUtil::UpdateSectionItem(std::string sModuleName, std::string sS
     }
     root["arrayitem"].append(std::move(row));
 
-    PT_JSON_IN_PARAM param;
-    param.table_name = TilesModel::Sections::CONTENT_URI;
-    param.data = PreviewRequestText::WriteDocument(root);
+    PT_JSON_IN_PARAM param = PreviewRequestText::DocumentRequest(TilesModel::Sections::CONTENT_URI, root);
     long long llOut = -1;
     if (update_request_for_bulk_data(param, &llOut, sModuleName) != 0) {
         PELMO_LOGE("Common sections bulk update fail\n");

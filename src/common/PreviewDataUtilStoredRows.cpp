@@ -3,8 +3,8 @@
 #include <pelmo/TilesModel.h>
 
 #include "PelmoAPI.h"
-#include "PreviewDataUtilUnit.h"
 #include "PreviewDataUtil.h"
+#include "PreviewDataUtilUnit.h"
 #include "PreviewRequestText.h"
 
 long long CPreviewDataUtil::GetAcceleratorID(std::string sModuleName)
@@ -66,9 +66,7 @@ long long CPreviewDataUtil::CreateSection(long long llAcceleratorRowId, CPreview
         PELMO_LOGD("Key [%s],Value [%s] added in Insert JSON", property.first.c_str(), property.second.second.c_str());
     }
 
-    PT_JSON_IN_PARAM param;
-    param.table_name = TilesModel::Sections::CONTENT_URI;
-    param.data = PreviewRequestText::WriteDocument(row);
+    PT_JSON_IN_PARAM param = PreviewRequestText::DocumentRequest(TilesModel::Sections::CONTENT_URI, row);
     long long llSectionRowId = -1;
     if (insert_request(param, &llSectionRowId, sModuleName) != 0) {
         PELMO_LOGE("ERROR. insert_request() failed.");

@@ -1,15 +1,15 @@
 // Tiles of a section that both the store and the new preview have: stale tiles go in one delete,
 // new ones in one bulk insert, and the ones both have are rewritten in place in one bulk update.
-#include <utility>
 #include <pelmo/TilesModel.h>
 
 #include <algorithm>
 #include <cinttypes>
-#include <iterator>
+#include <utility>
 
 #include "PelmoAPI.h"
-#include "PreviewDataUtilUnit.h"
 #include "PreviewDataUtil.h"
+#include "PreviewDataUtilUnit.h"
+#include "PreviewKeySets.h"
 #include "PreviewRequestText.h"
 
 namespace {
@@ -34,23 +34,6 @@ bool IsIntegerColumn(const std::string& sColumn)
     using namespace TilesModel::Tiles;
     return sColumn == TILE_ID || sColumn == TILE_DISPLAY_FROM || sColumn == TILE_DISPLAY_UNTIL ||
            sColumn == TILE_IMAGE_WIDTH || sColumn == TILE_IMAGE_HEIGHT;
-}
-
-// Keys are matched as multisets: a key present twice on one side and once on the other is
-// once common and once left over.
-std::vector<uint64_t> KeysOnlyIn(const std::vector<uint64_t>& vecFrom, const std::vector<uint64_t>& vecOther)
-{
-    std::vector<uint64_t> vecResult;
-    std::set_difference(vecFrom.begin(), vecFrom.end(), vecOther.begin(), vecOther.end(),
-                        std::back_inserter(vecResult));
-    return vecResult;
-}
-
-std::vector<uint64_t> KeysInBoth(const std::vector<uint64_t>& vecOld, const std::vector<uint64_t>& vecNew)
-{
-    std::vector<uint64_t> vecResult;
-    std::set_intersection(vecOld.begin(), vecOld.end(), vecNew.begin(), vecNew.end(), std::back_inserter(vecResult));
-    return vecResult;
 }
 }  // namespace
 
@@ -78,7 +61,8 @@ void CPreviewDataUtil::DeleteExpiredTileItem(std::string sModuleName,
         PELMO_LOGE("sections are NULL");
         return;
     }
-    const std::vector<uint64_t> vecExpired = KeysOnlyIn(pOldSection->m_vecTileHash, pNewSection->m_vecTileHash);
+    const std::vector<uint64_t> vecExpired =
+        PreviewKeySets::OnlyIn(pOldSection->m_vecTileHash, pNewSection->m_vecTileHash);
     PELMO_LOGI("%s:%s:Section:%s: expired tile items size:%zu", sModuleName.c_str(),
                pOldSection->m_mapProperty[Sections::_ID].second.c_str(),
                pOldSection->m_mapProperty[Sections::SECTION_TITLE].second.c_str(), vecExpired.size());
@@ -99,10 +83,7 @@ void CPreviewDataUtil::DeleteExpiredTileItem(std::string sModuleName,
     }
     if (vecIds.empty()) return;
 
-    PT_JSON_IN_PARAM param;
-    param.table_name = Tiles::CONTENT_URI;
-    param.data = PreviewRequestText::IdCondition(Tiles::_ID, vecIds);
-    param.where_args = vecIds;
+    PT_JSON_IN_PARAM param = PreviewRequestText::IdDeleteRequest(Tiles::CONTENT_URI, Tiles::_ID, vecIds);
     if (delete_request(param, sModuleName) == -1) {
         PELMO_LOGE("Error. failed to delete tile.");
         for (const std::string& sId : vecIds) PELMO_LOGE("%s ", sId.c_str());
@@ -117,7 +98,7 @@ void CPreviewDataUtil::CreateNewTileItem(std::string sModuleName, const std::sha
         PELMO_LOGE("sections are NULL");
         return;
     }
-    const std::vector<uint64_t> vecNew = KeysOnlyIn(pNewSection->m_vecTileHash, pOldSection->m_vecTileHash);
+    const std::vector<uint64_t> vecNew = PreviewKeySets::OnlyIn(pNewSection->m_vecTileHash, pOldSection->m_vecTileHash);
     const std::string sSectionRawId = pOldSection->m_mapProperty[Sections::_ID].second;
     PELMO_LOGI("%s:%s:Section:%s: new tile items size:%zu", sModuleName.c_str(), sSectionRawId.c_str(),
                pNewSection->m_mapProperty[Sections::SECTION_TITLE].second.c_str(), vecNew.size());
@@ -128,8 +109,7 @@ void CPreviewDataUtil::CreateNewTileItem(std::string sModuleName, const std::sha
     for (uint64_t key : vecNew) {
         std::shared_ptr<CPreviewTile> pTile = FindTile(pNewSection, key, vecTaken);
         if (!pTile) continue;
-        PELMO_LOGI("[%2d][%" PRIu64 "][_ID:%s][%s]", iNumber++, key,
-                   pTile->m_mapProperty[Tiles::_ID].second.c_str(),
+        PELMO_LOGI("[%2d][%" PRIu64 "][_ID:%s][%s]", iNumber++, key, pTile->m_mapProperty[Tiles::_ID].second.c_str(),
                    pTile->m_mapProperty[Tiles::TILE_TITLE].second.c_str());
         vecInsert.push_back(pTile);
     }
@@ -167,9 +147,7 @@ void CPreviewDataUtil::CreateTiles(std::string sSectionRawId, const std::vector<
         document["arrayitem"].append(std::move(row));
     }
 
-    PT_JSON_IN_PARAM param;
-    param.table_name = CONTENT_URI;
-    param.data = PreviewRequestText::WriteDocument(document);
+    PT_JSON_IN_PARAM param = PreviewRequestText::DocumentRequest(CONTENT_URI, document);
     long long llRowId = -1;
     if (insert_request_for_bulk_data(param, &llRowId, sModuleName) != 0) {
         PELMO_LOGE("Error. Faile to create tile.");
@@ -185,7 +163,8 @@ void CPreviewDataUtil::UpdateCommonTileItem(std::string sModuleName,
         PELMO_LOGE("sections are NULL");
         return;
     }
-    const std::vector<uint64_t> vecCommon = KeysInBoth(pOldSection->m_vecTileHash, pNewSection->m_vecTileHash);
+    const std::vector<uint64_t> vecCommon =
+        PreviewKeySets::InBoth(pOldSection->m_vecTileHash, pNewSection->m_vecTileHash);
     PELMO_LOGI("%s:%s:Section:%s: duplicated tile items size:%zu", sModuleName.c_str(),
                pOldSection->m_mapProperty[Sections::_ID].second.c_str(),
                pNewSection->m_mapProperty[Sections::SECTION_TITLE].second.c_str(), vecCommon.size());
@@ -213,9 +192,7 @@ void CPreviewDataUtil::UpdateCommonTileItem(std::string sModuleName,
     }
     if (iNumber == 1) return;
 
-    PT_JSON_IN_PARAM param;
-    param.table_name = Tiles::CONTENT_URI;
-    param.data = PreviewRequestText::WriteDocument(document);
+    PT_JSON_IN_PARAM param = PreviewRequestText::DocumentRequest(Tiles::CONTENT_URI, document);
     long long llOut = -1;
     if (update_request_for_bulk_data(param, &llOut, sModuleName) != 0) {
         PELMO_LOGE("Common tiles bulk update fail");
@@ -253,23 +230,23 @@ void CPreviewDataUtil::MakeUpdatedTileJson(std::string sModuleName, Json::Value&
         const std::string& sValue = pNewTile->m_mapProperty[column.first].second;
         if (sValue.empty() || sValue == "null") continue;
         switch (column.second) {
-        case Rule::kAsIs:
-            row[column.first] = sValue;
-            break;
-        case Rule::kInteger:
-            row[column.first] = IntegerValidator(sValue);
-            break;
-        case Rule::kFlag:
-            row[column.first] = FlagText(sValue);
-            break;
-        case Rule::kActionType:
-            row[column.first] =
-                sModuleName == kWebAppModule ? std::string(TileActionTypes::TILE_ACTION_WAS_LAUNCH) : sValue;
-            break;
-        case Rule::kPublicExtra:
-            PELMO_LOGD("key:[%s] : \t[%s]", "public_extra", sValue.c_str());
-            row[column.first] = sValue;
-            break;
+            case Rule::kAsIs:
+                row[column.first] = sValue;
+                break;
+            case Rule::kInteger:
+                row[column.first] = IntegerValidator(sValue);
+                break;
+            case Rule::kFlag:
+                row[column.first] = FlagText(sValue);
+                break;
+            case Rule::kActionType:
+                row[column.first] =
+                    sModuleName == kWebAppModule ? std::string(TileActionTypes::TILE_ACTION_WAS_LAUNCH) : sValue;
+                break;
+            case Rule::kPublicExtra:
+                PELMO_LOGD("key:[%s] : \t[%s]", "public_extra", sValue.c_str());
+                row[column.first] = sValue;
+                break;
         }
     }
 }
