@@ -18,10 +18,8 @@ class RenderTest : public StoreTest {
 protected:
     static constexpr const char* kModule = "org.example.player";
 
-    void SetUp() override
+    void Prepare() override
     {
-        StoreTest::SetUp();
-        if (HasFatalFailure()) return;
         char sTemplate[] = "/tmp/pelmo-render-test.XXXXXX";
         ASSERT_NE(mkdtemp(sTemplate), nullptr);
         m_sWorkDir = sTemplate;

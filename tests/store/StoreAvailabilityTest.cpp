@@ -23,13 +23,9 @@ protected:
     // The budget of a regular build in every build: a sanitizer build's default is ten times
     // longer, within which a costly request might finish instead of being stopped.
     void ConfigureService(CHostStoreOptions& options) override { options.vecExtraArgs = {"--budget-ms", "1000"}; }
-    void SetUp() override
+    void Prepare() override
     {
-        StoreTest::SetUp();
-        if (HasFatalFailure()) return;
-        ASSERT_GT(
-            Insert("{\"table_name\":\"content://org.orvik.pelmo/accelerators\",\"accelerator_title\":\"V\"}", kVictim),
-            0);
+        ASSERT_GT(AddAccelerator("V", kVictim), 0);
         ASSERT_EQ(set_preview_metadata(m_sDocument.c_str(), kVictim.c_str()), 1);
         m_sStoredBefore = VictimRows();
         ASSERT_FALSE(m_sStoredBefore.empty());

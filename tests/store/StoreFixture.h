@@ -57,9 +57,13 @@ protected:
         ConfigureService(m_options);
         std::string sError;
         ASSERT_TRUE(m_store.Start(m_options, sError)) << sError;
+        Prepare();
     }
     // A test that starts the service with options of its own sets them here.
     virtual void ConfigureService(CHostStoreOptions&) {}
+    // A fixture built on this one sets itself up here: it runs only once the service is up, as a
+    // failed start has already ended SetUp.
+    virtual void Prepare() {}
     void TearDown() override
     {
         CPelmoGDBusUtil::ReleaseInstance();
@@ -103,16 +107,25 @@ protected:
         return llRowId;
     }
 
+    // Registers a module with an accelerator row of the given title; returns the row's id, -1
+    // when the store refused it.
+    long long AddAccelerator(const std::string& sTitle, const std::string& sModule)
+    {
+        return Insert(
+            "{\"table_name\":\"content://org.orvik.pelmo/accelerators\",\"accelerator_title\":\"" + sTitle + "\"}",
+            sModule);
+    }
+
     // Registers a module with an accelerator row and one section; returns the section's id.
     long long AddModuleWithSection(const std::string& sModule, long long* pAcceleratorId = nullptr)
     {
-        const long long llAccelerator = Insert(
-            "{\"table_name\":\"content://org.orvik.pelmo/accelerators\",\"accelerator_title\":\"" + sModule + "\"}",
-            sModule);
+        const long long llAccelerator = AddAccelerator(sModule, sModule);
         if (pAcceleratorId) *pAcceleratorId = llAccelerator;
-        return Insert("{\"table_name\":\"content://org.orvik.pelmo/sections\",\"section_title\":\"s\","
-                      "\"section_accelerator_raw_id\":\"" + std::to_string(llAccelerator) + "\"}",
-                      sModule);
+        return Insert(
+            "{\"table_name\":\"content://org.orvik.pelmo/sections\",\"section_title\":\"s\","
+            "\"section_accelerator_raw_id\":\"" +
+                std::to_string(llAccelerator) + "\"}",
+            sModule);
     }
 
     CHostStore m_store;

@@ -14,10 +14,8 @@ namespace {
 int s_iResultCounter = 0;
 }  // namespace
 
-void SyncTest::SetUp()
+void SyncTest::Prepare()
 {
-    FakeServiceTest::SetUp();
-    if (HasFatalFailure()) return;
     m_service.SetResponder([this](const CRecordedCall& call) { return Answer(call); });
 }
 

@@ -29,7 +29,7 @@ inline const std::string kAcceleratorsUri = TilesModel::Accelerators::CONTENT_UR
 
 class SyncTest : public FakeServiceTest {
 protected:
-    void SetUp() override;
+    void Prepare() override;
 
     // Script of the store.
     void SetAcceleratorRows(std::vector<long long> vecRowIds);
