@@ -42,14 +42,7 @@ protected:
                 const std::string sSql = std::string("SELECT * FROM ") + sTable + " WHERE module_name = ? ORDER BY _id";
                 if (sqlite3_prepare_v2(pDb, sSql.c_str(), -1, &pStmt, nullptr) != SQLITE_OK) continue;
                 sqlite3_bind_text(pStmt, 1, kVictim.c_str(), -1, SQLITE_TRANSIENT);
-                while (sqlite3_step(pStmt) == SQLITE_ROW) {
-                    for (int i = 0; i < sqlite3_column_count(pStmt); ++i) {
-                        const unsigned char* pText = sqlite3_column_text(pStmt, i);
-                        sRows += pText ? reinterpret_cast<const char*>(pText) : "NULL";
-                        sRows += '|';
-                    }
-                    sRows += '\n';
-                }
+                AppendRowsText(pStmt, sRows);
                 sqlite3_finalize(pStmt);
             }
         }

@@ -13,6 +13,7 @@
 #include <string>
 #include <vector>
 
+#include "DatabaseRows.h"
 #include "HostStore.h"
 #include "LogCapture.h"
 #include "PelmoAPI.h"
@@ -77,19 +78,7 @@ protected:
     // Rows of a table straight from the database file, all modules together.
     long long CountRows(const std::string& sTable, const std::string& sWhere = "") const
     {
-        sqlite3* pDb = nullptr;
-        long long llCount = -1;
-        if (sqlite3_open_v2(m_options.sDatabase.c_str(), &pDb, SQLITE_OPEN_READONLY, nullptr) == SQLITE_OK) {
-            const std::string sSql = "SELECT count(*) FROM " + sTable + (sWhere.empty() ? "" : " WHERE " + sWhere);
-            sqlite3_stmt* pStmt = nullptr;
-            if (sqlite3_prepare_v2(pDb, sSql.c_str(), -1, &pStmt, nullptr) == SQLITE_OK &&
-                sqlite3_step(pStmt) == SQLITE_ROW) {
-                llCount = sqlite3_column_int64(pStmt, 0);
-            }
-            sqlite3_finalize(pStmt);
-        }
-        sqlite3_close(pDb);
-        return llCount;
+        return CountRowsIn(m_options.sDatabase, sTable, sWhere);
     }
 
     std::string ReadRequestLog() const
