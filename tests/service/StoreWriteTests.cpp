@@ -177,13 +177,9 @@ TEST_F(StoreUpdate, ChangesTheNamedColumnsOfTheModulesRows)
 {
     const long long llSection = AddSection("org.example.app", AddAccelerator("org.example.app"));
     const long long llTile = AddTile("org.example.app", llSection, "old");
-    Json::Value row;
-    row["bulk_update_row_id_key"] = std::to_string(llTile);
-    row["tile_title"] = "new";
-    row["tile_position"] = "3";
-    Json::Value rows(Json::arrayValue);
-    rows.append(row);
-    const CStoreReply reply = Call("update", "org.example.app", BulkOf(StoreUris::kTiles, rows));
+    const CStoreReply reply =
+        Call("update", "org.example.app",
+             UpdateOfOneRow(StoreUris::kTiles, llTile, {{"tile_title", "new"}, {"tile_position", "3"}}));
     ASSERT_TRUE(reply.bResult) << reply.sOutput;
     EXPECT_EQ(reply.sOutput, "");
     Json::Value envelope = Envelope(StoreUris::kTiles, "_id = ?", {std::to_string(llTile)});
@@ -238,12 +234,9 @@ TEST_F(StoreUpdate, RepointingToAMissingParentChangesNothing)
 {
     const long long llSection = AddSection("org.example.app", AddAccelerator("org.example.app"));
     const long long llTile = AddTile("org.example.app", llSection);
-    Json::Value rows(Json::arrayValue);
-    Json::Value row;
-    row["bulk_update_row_id_key"] = std::to_string(llTile);
-    row["tile_section_raw_id"] = "5000";
-    rows.append(row);
-    EXPECT_FALSE(Call("update", "org.example.app", BulkOf(StoreUris::kTiles, rows)).bResult);
+    EXPECT_FALSE(
+        Call("update", "org.example.app", UpdateOfOneRow(StoreUris::kTiles, llTile, {{"tile_section_raw_id", "5000"}}))
+            .bResult);
     const CResultTable* pTable =
         Select("org.example.app", Envelope(StoreUris::kTiles, "tile_section_raw_id = ?", {std::to_string(llSection)}));
     ASSERT_NE(pTable, nullptr);
