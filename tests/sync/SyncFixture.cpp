@@ -19,6 +19,16 @@ void SyncTest::Prepare()
     m_service.SetResponder([this](const CRecordedCall& call) { return Answer(call); });
 }
 
+CRecordedCall SyncTest::OnlyCall(const std::string& sMethod, const std::string& sPackage) const
+{
+    const std::vector<CRecordedCall> calls = Calls();
+    EXPECT_EQ(calls.size(), 1u);
+    if (calls.size() != 1u) return CRecordedCall();
+    EXPECT_EQ(calls[0].sMethod, sMethod);
+    EXPECT_EQ(calls[0].sPackage, sPackage);
+    return calls[0];
+}
+
 void SyncTest::SetAcceleratorRows(std::vector<long long> vecRowIds)
 {
     std::lock_guard<std::mutex> lock(m_mutex);
