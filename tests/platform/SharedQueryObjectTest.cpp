@@ -1,12 +1,11 @@
 // Opening a result through real POSIX shared memory, and every refusal of GetCursor.
 #include <fcntl.h>
+#include <gtest/gtest.h>
 #include <sys/mman.h>
 #include <sys/socket.h>
 #include <sys/stat.h>
 #include <sys/un.h>
 #include <unistd.h>
-
-#include <gtest/gtest.h>
 
 #include <chrono>
 #include <climits>
@@ -66,6 +65,19 @@ protected:
         ASSERT_TRUE(CSharedResultWriter::Publish(m_sKey, sBytes, sError)) << sError;
     }
 
+    // Each size is refused before the published result is opened: no cursor, one error naming
+    // the key and sWord, and the result's name still there for a right size.
+    void ExpectSizesRefused(std::initializer_list<int> sizes, const std::string& sWord)
+    {
+        for (int iSize : sizes) {
+            SCOPED_TRACE(iSize);
+            CLogCapture capture;
+            EXPECT_EQ(ISharedQueryObject::GetCursor(m_sKey, iSize), nullptr);
+            ExpectOneErrorNaming(capture, m_sKey, sWord);
+            EXPECT_TRUE(NameExists(m_sKey));
+        }
+    }
+
     std::string m_sKey;
     std::string m_sBytes;
     int m_iSize = 0;
@@ -105,37 +117,21 @@ TEST_F(SharedResultGetCursor, RefusesAMissingKey)
 TEST_F(SharedResultGetCursor, RefusesAWrongSizeAndKeepsTheResult)
 {
     Publish(m_sBytes);
-    for (int iWrong : {m_iSize - 8, m_iSize + 8, 1}) {
-        SCOPED_TRACE(iWrong);
-        CLogCapture capture;
-        EXPECT_EQ(ISharedQueryObject::GetCursor(m_sKey, iWrong), nullptr);
-        ExpectOneErrorNaming(capture, m_sKey, "announced");
-        EXPECT_TRUE(NameExists(m_sKey));
-    }
+    ExpectSizesRefused({m_iSize - 8, m_iSize + 8, 1}, "announced");
     EXPECT_NE(ISharedQueryObject::GetCursor(m_sKey, m_iSize), nullptr);
 }
 
 TEST_F(SharedResultGetCursor, RefusesAZeroOrNegativeSize)
 {
     Publish(m_sBytes);
-    for (int iSize : {0, -1, -m_iSize, INT_MIN}) {
-        SCOPED_TRACE(iSize);
-        CLogCapture capture;
-        EXPECT_EQ(ISharedQueryObject::GetCursor(m_sKey, iSize), nullptr);
-        ExpectOneErrorNaming(capture, m_sKey, "announced size");
-    }
+    ExpectSizesRefused({0, -1, -m_iSize, INT_MIN}, "announced size");
     EXPECT_TRUE(NameExists(m_sKey));
 }
 
 TEST_F(SharedResultGetCursor, RefusesASizeOverTheLimit)
 {
     Publish(m_sBytes);
-    for (int iSize : {static_cast<int>(kMaxSharedResultSize) + 1, INT_MAX}) {
-        SCOPED_TRACE(iSize);
-        CLogCapture capture;
-        EXPECT_EQ(ISharedQueryObject::GetCursor(m_sKey, iSize), nullptr);
-        ExpectOneErrorNaming(capture, m_sKey, "announced size");
-    }
+    ExpectSizesRefused({static_cast<int>(kMaxSharedResultSize) + 1, INT_MAX}, "announced size");
 }
 
 TEST_F(SharedResultGetCursor, RefusesAMalformedObjectWithTheReason)

@@ -20,6 +20,15 @@ std::shared_ptr<ISQLiteCursor> CursorOver(const CResultTable& table)
     return pCursor;
 }
 
+// The text of a cell of the current row, which GetString must give (0) in place of whatever the
+// string held before.
+std::string StringAt(ISQLiteCursor& cursor, int iColumn)
+{
+    std::string sValue = "untouched";
+    EXPECT_EQ(cursor.GetString(iColumn, sValue), 0) << "column " << iColumn;
+    return sValue;
+}
+
 }  // namespace
 
 TEST(SharedResultCursor, RoundTripKeepsEveryIntegerAndItsType)
@@ -68,19 +77,14 @@ TEST(SharedResultCursor, RoundTripKeepsDoublesTextsAndNull)
     EXPECT_EQ(pCursor->GetDouble(6, dValue), 0);
     EXPECT_EQ(dValue, 2.5);
 
-    std::string sValue = "untouched";
     EXPECT_EQ(pCursor->GetColumnType(7), ISQLiteCursor::COLUMN_TYPE_TEXT);
-    EXPECT_EQ(pCursor->GetString(7, sValue), 0);
-    EXPECT_EQ(sValue, "");
+    EXPECT_EQ(StringAt(*pCursor, 7), "");
 
     EXPECT_EQ(pCursor->GetColumnType(8), ISQLiteCursor::COLUMN_TYPE_TEXT);
-    EXPECT_EQ(pCursor->GetString(8, sValue), 0);
-    EXPECT_EQ(sValue, kUtf8Text);
+    EXPECT_EQ(StringAt(*pCursor, 8), kUtf8Text);
 
-    sValue = "untouched";
     EXPECT_EQ(pCursor->GetColumnType(9), ISQLiteCursor::COLUMN_TYPE_TEXT);
-    EXPECT_EQ(pCursor->GetString(9, sValue), 0);
-    EXPECT_EQ(sValue, "");
+    EXPECT_EQ(StringAt(*pCursor, 9), "");
 }
 
 TEST(SharedResultCursor, TypesBelongToTheCurrentRowsCell)
@@ -94,9 +98,7 @@ TEST(SharedResultCursor, TypesBelongToTheCurrentRowsCell)
     EXPECT_EQ(pCursor->GetColumnType(2), ISQLiteCursor::COLUMN_TYPE_DOUBLE);
     EXPECT_EQ(pCursor->GetColumnType(3), ISQLiteCursor::COLUMN_TYPE_INT);
     EXPECT_EQ(pCursor->GetColumnType(9), ISQLiteCursor::COLUMN_TYPE_INT64);
-    std::string sValue;
-    EXPECT_EQ(pCursor->GetString(4, sValue), 0);
-    EXPECT_EQ(sValue, std::string("a\0b", 3));
+    EXPECT_EQ(StringAt(*pCursor, 4), std::string("a\0b", 3));
 }
 
 TEST(SharedResultCursor, GettersOfAnotherKindFailAndLeaveTheValue)
@@ -123,20 +125,13 @@ TEST(SharedResultCursor, GetStringGivesTheDecimalTextOfNumbers)
     auto pCursor = CursorOver(EveryKindTable());
     ASSERT_NE(pCursor, nullptr);
     ASSERT_EQ(pCursor->MoveNext(), 0);
-    std::string sValue;
-    EXPECT_EQ(pCursor->GetString(2, sValue), 0);
-    EXPECT_EQ(sValue, "-2147483648");
-    EXPECT_EQ(pCursor->GetString(4, sValue), 0);
-    EXPECT_EQ(sValue, "4294967297");
-    EXPECT_EQ(pCursor->GetString(5, sValue), 0);
-    EXPECT_EQ(sValue, "-9000000000000000000");
-    EXPECT_EQ(pCursor->GetString(6, sValue), 0);
-    EXPECT_EQ(sValue, "2.5");
+    EXPECT_EQ(StringAt(*pCursor, 2), "-2147483648");
+    EXPECT_EQ(StringAt(*pCursor, 4), "4294967297");
+    EXPECT_EQ(StringAt(*pCursor, 5), "-9000000000000000000");
+    EXPECT_EQ(StringAt(*pCursor, 6), "2.5");
     ASSERT_EQ(pCursor->MoveNext(), 0);
-    EXPECT_EQ(pCursor->GetString(7, sValue), 0);
-    EXPECT_EQ(sValue, "3.0");  // a whole double still reads as a double
-    EXPECT_EQ(pCursor->GetString(2, sValue), 0);
-    EXPECT_EQ(sValue, "-0.25");
+    EXPECT_EQ(StringAt(*pCursor, 7), "3.0");  // a whole double still reads as a double
+    EXPECT_EQ(StringAt(*pCursor, 2), "-0.25");
 }
 
 TEST(SharedResultCursor, ColumnPastTheLastHasNoTypeNameOrValue)
@@ -250,13 +245,8 @@ TEST(SharedResultCursor, GetStringOfADoubleIsTheShortestTextThatReadsBack)
     auto pCursor = CursorOver(table);
     ASSERT_NE(pCursor, nullptr);
     ASSERT_EQ(pCursor->MoveNext(), 0);
-    std::string sValue;
-    EXPECT_EQ(pCursor->GetString(0, sValue), 0);
-    EXPECT_EQ(sValue, "0.1");
-    EXPECT_EQ(pCursor->GetString(1, sValue), 0);
-    EXPECT_EQ(sValue, "1e+100");
-    EXPECT_EQ(pCursor->GetString(2, sValue), 0);
-    EXPECT_EQ(sValue, "-0.0");
-    EXPECT_EQ(pCursor->GetString(3, sValue), 0);
-    EXPECT_EQ(std::stod(sValue), 1.0 / 3.0);
+    EXPECT_EQ(StringAt(*pCursor, 0), "0.1");
+    EXPECT_EQ(StringAt(*pCursor, 1), "1e+100");
+    EXPECT_EQ(StringAt(*pCursor, 2), "-0.0");
+    EXPECT_EQ(std::stod(StringAt(*pCursor, 3)), 1.0 / 3.0);
 }

@@ -35,6 +35,20 @@ protected:
         EXPECT_EQ(sError.find('\n'), std::string::npos);
     }
 
+    // Expects the valid result with one field set to uValue refused, the reason mentioning sWord.
+    void ExpectRefusedWithU32(size_t uOffset, uint32_t uValue, const std::string& sWord) const
+    {
+        std::string sBytes = m_sValid;
+        PutU32(sBytes, uOffset, uValue);
+        ExpectRefused(sBytes, sWord);
+    }
+    void ExpectRefusedWithU64(size_t uOffset, uint64_t uValue, const std::string& sWord) const
+    {
+        std::string sBytes = m_sValid;
+        PutU64(sBytes, uOffset, uValue);
+        ExpectRefused(sBytes, sWord);
+    }
+
     std::string m_sValid;
     size_t m_iNames = 0;
     size_t m_iCells = 0;
@@ -60,18 +74,14 @@ TEST_F(SharedResultReader, RefusesAWrongMagicNumber)
 TEST_F(SharedResultReader, RefusesAnUnknownVersion)
 {
     for (uint32_t uVersion : {0u, 2u, 0xFFFFFFFFu}) {
-        std::string sBytes = m_sValid;
-        PutU32(sBytes, kOffVersion, uVersion);
-        ExpectRefused(sBytes, "version");
+        ExpectRefusedWithU32(kOffVersion, uVersion, "version");
     }
 }
 
 TEST_F(SharedResultReader, RefusesATotalSizeThatDiffersFromTheBuffer)
 {
     for (uint64_t uTotal : {uint64_t{0}, uint64_t{m_sValid.size() - 8}, uint64_t{m_sValid.size() + 8}, ~uint64_t{0}}) {
-        std::string sBytes = m_sValid;
-        PutU64(sBytes, kOffTotalSize, uTotal);
-        ExpectRefused(sBytes, "announces");
+        ExpectRefusedWithU64(kOffTotalSize, uTotal, "announces");
     }
     // Trailing bytes the header does not account for.
     ExpectRefused(m_sValid + std::string(8, '\0'), "announces");
@@ -95,12 +105,8 @@ TEST_F(SharedResultReader, RefusesHugeCounts)
 {
     const uint32_t aHuge[] = {0x80000000u, 0xFFFFFFFFu};
     for (uint32_t uHuge : aHuge) {
-        std::string sBytes = m_sValid;
-        PutU32(sBytes, kOffColumnCount, uHuge);
-        ExpectRefused(sBytes, "too large");
-        sBytes = m_sValid;
-        PutU32(sBytes, kOffRowCount, uHuge);
-        ExpectRefused(sBytes, "too large");
+        ExpectRefusedWithU32(kOffColumnCount, uHuge, "too large");
+        ExpectRefusedWithU32(kOffRowCount, uHuge, "too large");
     }
 }
 
@@ -111,23 +117,17 @@ TEST_F(SharedResultReader, RefusesCountsWhoseCellTableWouldOverflow)
     PutU32(sBytes, kOffRowCount, 0x7FFFFFFFu);
     ExpectRefused(sBytes, "do not fit");
     // Large but not overflowing: still far more than the buffer holds.
-    sBytes = m_sValid;
-    PutU32(sBytes, kOffRowCount, 100000);
-    ExpectRefused(sBytes, "do not fit");
+    ExpectRefusedWithU32(kOffRowCount, 100000, "do not fit");
 }
 
 TEST_F(SharedResultReader, RefusesMoreRowsThanTheCellSectionHolds)
 {
-    std::string sBytes = m_sValid;
-    PutU32(sBytes, kOffRowCount, 3);
-    ExpectRefused(sBytes, "section");
+    ExpectRefusedWithU32(kOffRowCount, 3, "section");
 }
 
 TEST_F(SharedResultReader, RefusesRowsWithoutColumns)
 {
-    std::string sBytes = m_sValid;
-    PutU32(sBytes, kOffColumnCount, 0);
-    ExpectRefused(sBytes, "without columns");
+    ExpectRefusedWithU32(kOffColumnCount, 0, "without columns");
 }
 
 TEST_F(SharedResultReader, RefusesSectionOffsetsPastTheEnd)
@@ -135,9 +135,7 @@ TEST_F(SharedResultReader, RefusesSectionOffsetsPastTheEnd)
     for (size_t iField : {kOffNamesOffset, kOffCellsOffset, kOffTextOffset}) {
         SCOPED_TRACE(iField);
         for (uint64_t uOffset : {uint64_t{m_sValid.size()}, uint64_t{m_sValid.size() + 8}, ~uint64_t{7}}) {
-            std::string sBytes = m_sValid;
-            PutU64(sBytes, iField, uOffset);
-            ExpectRefused(sBytes, "past the end");
+            ExpectRefusedWithU64(iField, uOffset, "past the end");
         }
     }
 }
@@ -145,37 +143,25 @@ TEST_F(SharedResultReader, RefusesSectionOffsetsPastTheEnd)
 TEST_F(SharedResultReader, RefusesATextSizePastTheEnd)
 {
     for (uint64_t uSize : {uint64_t{m_sValid.size()}, ~uint64_t{0}}) {
-        std::string sBytes = m_sValid;
-        PutU64(sBytes, kOffTextSize, uSize);
-        ExpectRefused(sBytes, "past the end");
+        ExpectRefusedWithU64(kOffTextSize, uSize, "past the end");
     }
 }
 
 TEST_F(SharedResultReader, RefusesMisalignedSections)
 {
-    std::string sBytes = m_sValid;
-    PutU64(sBytes, kOffTextOffset, m_iText + 4);
-    ExpectRefused(sBytes, "aligned");
+    ExpectRefusedWithU64(kOffTextOffset, m_iText + 4, "aligned");
 }
 
 TEST_F(SharedResultReader, RefusesASectionInsideTheHeader)
 {
-    std::string sBytes = m_sValid;
-    PutU64(sBytes, kOffNamesOffset, 0);
-    ExpectRefused(sBytes, "header");
+    ExpectRefusedWithU64(kOffNamesOffset, 0, "header");
 }
 
 TEST_F(SharedResultReader, RefusesOverlappingSections)
 {
-    std::string sBytes = m_sValid;
-    PutU64(sBytes, kOffCellsOffset, m_iNames);
-    ExpectRefused(sBytes, "overlap");
-    sBytes = m_sValid;
-    PutU64(sBytes, kOffTextOffset, m_iCells + 8 * kCellSize);
-    ExpectRefused(sBytes, "overlap");
-    sBytes = m_sValid;
-    PutU64(sBytes, kOffNamesOffset, m_iText);
-    ExpectRefused(sBytes, "overlap");
+    ExpectRefusedWithU64(kOffCellsOffset, m_iNames, "overlap");
+    ExpectRefusedWithU64(kOffTextOffset, m_iCells + 8 * kCellSize, "overlap");
+    ExpectRefusedWithU64(kOffNamesOffset, m_iText, "overlap");
 }
 
 TEST_F(SharedResultReader, AcceptsSectionsInAnotherOrder)
@@ -215,17 +201,13 @@ TEST_F(SharedResultReader, RefusesTextRunningPastTheTextArea)
     const size_t iCell = CellAt(0, 8);
     PutU32(sBytes, iCell + 4, static_cast<uint32_t>(m_iTextSize + 1 - GetU64(sBytes, iCell + 8)));
     ExpectRefused(sBytes, "outside the text area");
-    sBytes = m_sValid;
-    PutU32(sBytes, iCell + 4, 0xFFFFFFFFu);
-    ExpectRefused(sBytes, "outside the text area");
+    ExpectRefusedWithU32(iCell + 4, 0xFFFFFFFFu, "outside the text area");
 }
 
 TEST_F(SharedResultReader, RefusesAColumnNameOutsideTheTextArea)
 {
+    ExpectRefusedWithU32(m_iNames + 3 * kNameEntrySize, static_cast<uint32_t>(m_iTextSize), "name of column 3");
     std::string sBytes = m_sValid;
-    PutU32(sBytes, m_iNames + 3 * kNameEntrySize, static_cast<uint32_t>(m_iTextSize));
-    ExpectRefused(sBytes, "name of column 3");
-    sBytes = m_sValid;
     PutU32(sBytes, m_iNames + 3 * kNameEntrySize, 0xFFFFFFFFu);
     PutU32(sBytes, m_iNames + 3 * kNameEntrySize + 4, 0xFFFFFFFFu);
     ExpectRefused(sBytes, "name of column 3");
@@ -233,9 +215,7 @@ TEST_F(SharedResultReader, RefusesAColumnNameOutsideTheTextArea)
 
 TEST_F(SharedResultReader, RefusesAnEmptyColumnName)
 {
-    std::string sBytes = m_sValid;
-    PutU32(sBytes, m_iNames + 2 * kNameEntrySize + 4, 0);
-    ExpectRefused(sBytes, "empty name");
+    ExpectRefusedWithU32(m_iNames + 2 * kNameEntrySize + 4, 0, "empty name");
 }
 
 TEST_F(SharedResultReader, RefusesAnUnknownStorageKind)

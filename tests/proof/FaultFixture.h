@@ -74,14 +74,9 @@ class FaultTest : public StoreTest {
 protected:
     static constexpr const char* kModule = "org.example.sturdy";
 
-    void SetUp() override
+    void Prepare() override
     {
-        StoreTest::SetUp();
-        if (HasFatalFailure()) return;
-        m_llAccelerator = Insert(
-            "{\"table_name\":\"content://org.orvik.pelmo/accelerators\","
-            "\"accelerator_title\":\"Sturdy\"}",
-            kModule);
+        m_llAccelerator = AddAccelerator("Sturdy", kModule);
         ASSERT_GT(m_llAccelerator, 0);
         m_acceleratorMembers["_id"] = static_cast<int>(m_llAccelerator);
         m_acceleratorMembers["accelerator_title"] = "Sturdy";

@@ -16,12 +16,7 @@ class ProxyRenewalTest : public FakeServiceTest {
 protected:
     static constexpr const char* kStoreName = "org.orvik.Feltrix.dbus";
 
-    void SetUp() override
-    {
-        FakeServiceTest::SetUp();
-        if (HasFatalFailure()) return;
-        m_service.AnswerAlways(true, "7");
-    }
+    void Prepare() override { m_service.AnswerAlways(true, "7"); }
 
     static int Delete()
     {

@@ -69,10 +69,8 @@ struct PT_DAMAGE {
 
 class ResultSetFaultTest : public FakeServiceTest {
 protected:
-    void SetUp() override
+    void Prepare() override
     {
-        FakeServiceTest::SetUp();
-        if (HasFatalFailure()) return;
         m_service.SetResponder([this](const CRecordedCall& call) { return Answer(call); });
     }
     void TearDown() override

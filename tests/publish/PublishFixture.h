@@ -12,13 +12,9 @@ class PublishTest : public StoreTest {
 protected:
     static constexpr const char* kModule = "org.example.player";
 
-    void SetUp() override
+    void Prepare() override
     {
-        StoreTest::SetUp();
-        if (HasFatalFailure()) return;
-        m_llAccelerator = Insert("{\"table_name\":\"content://org.orvik.pelmo/accelerators\","
-                                 "\"accelerator_title\":\"Player\"}",
-                                 kModule);
+        m_llAccelerator = AddAccelerator("Player", kModule);
         ASSERT_GT(m_llAccelerator, 0);
     }
 

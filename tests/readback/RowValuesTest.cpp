@@ -26,10 +26,22 @@ public:
     };
     explicit CScriptedCursor(std::vector<Column> vecColumns) : m_vecColumns(std::move(vecColumns)) {}
 
-    int GetRowCount() const override { Count(); return 1; }
-    int GetColumnCount() const override { Count(); return static_cast<int>(m_vecColumns.size()); }
+    int GetRowCount() const override
+    {
+        Count();
+        return 1;
+    }
+    int GetColumnCount() const override
+    {
+        Count();
+        return static_cast<int>(m_vecColumns.size());
+    }
     void Reset() override { Count(); }
-    int MoveNext() override { Count(); return 0; }
+    int MoveNext() override
+    {
+        Count();
+        return 0;
+    }
     int GetInt(int column, int& value) const override
     {
         Count();
@@ -58,7 +70,11 @@ public:
         value = m_vecColumns[column].sText;
         return 0;
     }
-    int GetColumnIndex(const std::string&) const override { Count(); return -1; }
+    int GetColumnIndex(const std::string&) const override
+    {
+        Count();
+        return -1;
+    }
     int GetColumnType(int column) const override
     {
         Count();
@@ -90,46 +106,47 @@ std::shared_ptr<ISQLiteCursor> OnFirstRow(const std::vector<std::string>& vecCol
     }
     return cursor;
 }
+
+// The row's values as GetItemValues copies the first iCount columns into an empty map; the tests
+// compare the whole map, so that no entry besides one for each column goes unnoticed.
+PropertyMap ValuesOf(const std::shared_ptr<ISQLiteCursor>& cursor, int iCount)
+{
+    PropertyMap mapProperty;
+    CPreviewDataUtil().GetItemValues(cursor, iCount, mapProperty);
+    return mapProperty;
+}
 }  // namespace
 
 TEST(RowValues, EachStorageKindGetsItsValueTypeAndText)
 {
-    auto cursor = OnFirstRow({"small", "wide", "real", "text"},
-                             {{"small", Integer(42)}, {"wide", Integer(4294967297LL)}, {"real", Real(1.5)},
-                              {"text", Text("hello")}});
+    auto cursor = OnFirstRow(
+        {"small", "wide", "real", "text"},
+        {{"small", Integer(42)}, {"wide", Integer(4294967297LL)}, {"real", Real(1.5)}, {"text", Text("hello")}});
     ASSERT_NE(cursor, nullptr);
-    PropertyMap mapProperty;
-    CPreviewDataUtil().GetItemValues(cursor, 4, mapProperty);
-    ASSERT_EQ(mapProperty.size(), 4u);
-    EXPECT_EQ(mapProperty["small"], PropertyValue(JSON_VALUE_INT, "42"));
-    EXPECT_EQ(mapProperty["wide"], PropertyValue(JSON_VALUE_UINT, "4294967297"));
-    EXPECT_EQ(mapProperty["real"], PropertyValue(JSON_VALUE_DOUBLE, "1.5"));
-    EXPECT_EQ(mapProperty["text"], PropertyValue(JSON_VALUE_STRING, "hello"));
+    EXPECT_EQ(ValuesOf(cursor, 4), (PropertyMap{{"small", PropertyValue(JSON_VALUE_INT, "42")},
+                                                {"wide", PropertyValue(JSON_VALUE_UINT, "4294967297")},
+                                                {"real", PropertyValue(JSON_VALUE_DOUBLE, "1.5")},
+                                                {"text", PropertyValue(JSON_VALUE_STRING, "hello")}}));
 }
 
 TEST(RowValues, NegativeIntegersKeepTheirSignInBothWidths)
 {
     auto cursor = OnFirstRow({"a", "b"}, {{"a", Integer(-5)}, {"b", Integer(-4294967297LL)}});
     ASSERT_NE(cursor, nullptr);
-    PropertyMap mapProperty;
-    CPreviewDataUtil().GetItemValues(cursor, 2, mapProperty);
-    EXPECT_EQ(mapProperty["a"], PropertyValue(JSON_VALUE_INT, "-5"));
-    EXPECT_EQ(mapProperty["b"], PropertyValue(JSON_VALUE_UINT, "-4294967297"));
+    EXPECT_EQ(ValuesOf(cursor, 2), (PropertyMap{{"a", PropertyValue(JSON_VALUE_INT, "-5")},
+                                                {"b", PropertyValue(JSON_VALUE_UINT, "-4294967297")}}));
 }
 
 TEST(RowValues, DoublesAreWrittenWithSixSignificantDigits)
 {
-    auto cursor = OnFirstRow({"big", "small", "pi", "whole"}, {{"big", Real(1234567.0)},
-                                                               {"small", Real(0.0000123456789)},
-                                                               {"pi", Real(3.14159265)},
-                                                               {"whole", Real(2.0)}});
+    auto cursor = OnFirstRow(
+        {"big", "small", "pi", "whole"},
+        {{"big", Real(1234567.0)}, {"small", Real(0.0000123456789)}, {"pi", Real(3.14159265)}, {"whole", Real(2.0)}});
     ASSERT_NE(cursor, nullptr);
-    PropertyMap mapProperty;
-    CPreviewDataUtil().GetItemValues(cursor, 4, mapProperty);
-    EXPECT_EQ(mapProperty["big"], PropertyValue(JSON_VALUE_DOUBLE, "1.23457e+06"));
-    EXPECT_EQ(mapProperty["small"], PropertyValue(JSON_VALUE_DOUBLE, "1.23457e-05"));
-    EXPECT_EQ(mapProperty["pi"], PropertyValue(JSON_VALUE_DOUBLE, "3.14159"));
-    EXPECT_EQ(mapProperty["whole"], PropertyValue(JSON_VALUE_DOUBLE, "2"));
+    EXPECT_EQ(ValuesOf(cursor, 4), (PropertyMap{{"big", PropertyValue(JSON_VALUE_DOUBLE, "1.23457e+06")},
+                                                {"small", PropertyValue(JSON_VALUE_DOUBLE, "1.23457e-05")},
+                                                {"pi", PropertyValue(JSON_VALUE_DOUBLE, "3.14159")},
+                                                {"whole", PropertyValue(JSON_VALUE_DOUBLE, "2")}}));
 }
 
 TEST(RowValues, AnEmptyTextColumnSetsTheStringTypeAndEmptyText)
@@ -146,9 +163,7 @@ TEST(RowValues, ANullColumnReadsAsEmptyText)
 {
     auto cursor = OnFirstRow({"nothing"}, {{}});
     ASSERT_NE(cursor, nullptr);
-    PropertyMap mapProperty;
-    CPreviewDataUtil().GetItemValues(cursor, 1, mapProperty);
-    EXPECT_EQ(mapProperty["nothing"], PropertyValue(JSON_VALUE_STRING, ""));
+    EXPECT_EQ(ValuesOf(cursor, 1), (PropertyMap{{"nothing", PropertyValue(JSON_VALUE_STRING, "")}}));
 }
 
 TEST(RowValues, EntriesTheRowDoesNotNameKeepTheirDefaults)
@@ -249,12 +264,10 @@ TEST(RowValues, AGetterThatFailsLeavesZeroOrEmptyText)
         {ISQLiteCursor::COLUMN_TYPE_DOUBLE, "d", true, 0, 5.5, ""},
         {ISQLiteCursor::COLUMN_TYPE_TEXT, "s", true, 0, 0.0, "text"},
     }));
-    PropertyMap mapProperty;
-    CPreviewDataUtil().GetItemValues(cursor, 4, mapProperty);
-    EXPECT_EQ(mapProperty["i"], PropertyValue(JSON_VALUE_INT, "0"));
-    EXPECT_EQ(mapProperty["l"], PropertyValue(JSON_VALUE_UINT, "0"));
-    EXPECT_EQ(mapProperty["d"], PropertyValue(JSON_VALUE_DOUBLE, "0"));
-    EXPECT_EQ(mapProperty["s"], PropertyValue(JSON_VALUE_STRING, ""));
+    EXPECT_EQ(ValuesOf(cursor, 4), (PropertyMap{{"i", PropertyValue(JSON_VALUE_INT, "0")},
+                                                {"l", PropertyValue(JSON_VALUE_UINT, "0")},
+                                                {"d", PropertyValue(JSON_VALUE_DOUBLE, "0")},
+                                                {"s", PropertyValue(JSON_VALUE_STRING, "")}}));
 }
 
 TEST(RowValues, ScriptedStorageKindsMapToTheirValueTypes)
@@ -265,10 +278,8 @@ TEST(RowValues, ScriptedStorageKindsMapToTheirValueTypes)
         {ISQLiteCursor::COLUMN_TYPE_DOUBLE, "d", false, 0, 1234567.0, ""},
         {ISQLiteCursor::COLUMN_TYPE_TEXT, "s", false, 0, 0.0, "a b"},
     }));
-    PropertyMap mapProperty;
-    CPreviewDataUtil().GetItemValues(cursor, 4, mapProperty);
-    EXPECT_EQ(mapProperty["i"], PropertyValue(JSON_VALUE_INT, "-12"));
-    EXPECT_EQ(mapProperty["l"], PropertyValue(JSON_VALUE_UINT, "4294967297"));
-    EXPECT_EQ(mapProperty["d"], PropertyValue(JSON_VALUE_DOUBLE, "1.23457e+06"));
-    EXPECT_EQ(mapProperty["s"], PropertyValue(JSON_VALUE_STRING, "a b"));
+    EXPECT_EQ(ValuesOf(cursor, 4), (PropertyMap{{"i", PropertyValue(JSON_VALUE_INT, "-12")},
+                                                {"l", PropertyValue(JSON_VALUE_UINT, "4294967297")},
+                                                {"d", PropertyValue(JSON_VALUE_DOUBLE, "1.23457e+06")},
+                                                {"s", PropertyValue(JSON_VALUE_STRING, "a b")}}));
 }

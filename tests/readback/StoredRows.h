@@ -72,10 +72,8 @@ inline std::shared_ptr<ISQLiteCursor> CursorOver(const CResultTable& table)
 // in shared memory as the store service does; a refused (table, argument) gets a false flag.
 class ReadbackTest : public FakeServiceTest {
 protected:
-    void SetUp() override
+    void Prepare() override
     {
-        FakeServiceTest::SetUp();
-        if (HasFatalFailure()) return;
         m_service.SetResponder([this](const CRecordedCall& call) { return Respond(call); });
     }
 

@@ -7,10 +7,10 @@
 
 #include <cstring>
 
+#include "BrowserFixture.h"
 #include "EventWait.h"
 #include "HeadlessChromium.h"
 #include "PngCheck.h"
-#include "RenderFixture.h"
 
 namespace {
 
@@ -121,16 +121,9 @@ std::vector<pid_t> ProcessesMentioning(const std::string& sNeedle)
     return vecPids;
 }
 
-class RenderBrowserTest : public RenderTest {
+class RenderBrowserTest : public BrowserRenderTest {
 protected:
-    void SetUp() override
-    {
-        RenderTest::SetUp();
-        if (HasFatalFailure()) return;
-        m_sChromium = FindInPath("chromium");
-        ASSERT_FALSE(m_sChromium.empty()) << "chromium is not installed: scripts/setup-deps.sh installs it";
-        m_sProfile = m_sWorkDir + "/chromium-profile";
-    }
+    void PrepareBrowser() override { m_sProfile = m_sWorkDir + "/chromium-profile"; }
     void TearDown() override
     {
         // The browser's own processes all mention the private profile folder. Its crash handler
@@ -143,7 +136,7 @@ protected:
         EXPECT_TRUE(vecLeft.empty()) << vecLeft.size() << " browser processes outlived the browser";
         for (const pid_t pid : vecLeft) kill(pid, SIGKILL);
         RunChild({"rm", "-rf", m_sProfile}, ShellRun(30000));
-        RenderTest::TearDown();
+        BrowserRenderTest::TearDown();
     }
 
     // Runs the browser on a local page with the given extra arguments; it may not resolve any
@@ -170,7 +163,6 @@ protected:
         return sOut;
     }
 
-    std::string m_sChromium;
     std::string m_sProfile;
 };
 

@@ -18,10 +18,8 @@ class RenderTest : public StoreTest {
 protected:
     static constexpr const char* kModule = "org.example.player";
 
-    void SetUp() override
+    void Prepare() override
     {
-        StoreTest::SetUp();
-        if (HasFatalFailure()) return;
         char sTemplate[] = "/tmp/pelmo-render-test.XXXXXX";
         ASSERT_NE(mkdtemp(sTemplate), nullptr);
         m_sWorkDir = sTemplate;
@@ -105,14 +103,7 @@ protected:
                 continue;
             }
             sAll += std::string("[") + sTable + "]\n";
-            while (sqlite3_step(pStmt) == SQLITE_ROW) {
-                for (int i = 0; i < sqlite3_column_count(pStmt); ++i) {
-                    const unsigned char* pText = sqlite3_column_text(pStmt, i);
-                    sAll += pText ? reinterpret_cast<const char*>(pText) : "NULL";
-                    sAll += '|';
-                }
-                sAll += '\n';
-            }
+            AppendRowsText(pStmt, sAll);
             sqlite3_finalize(pStmt);
         }
         sqlite3_close(pDb);

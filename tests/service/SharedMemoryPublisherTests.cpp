@@ -55,6 +55,20 @@ int OpenAs(uid_t uid, const std::string& sKey)
     waitpid(pid, &iStatus, 0);
     return WIFEXITED(iStatus) ? WEXITSTATUS(iStatus) : -1;
 }
+
+// Publishes a one-row result of org.example.app for this process's user; its name in sKey.
+void PublishOneRow(CSharedMemoryPublisher& publisher, std::string& sKey)
+{
+    std::string sError;
+    long long llSize = 0;
+    ASSERT_TRUE(publisher.Publish("org.example.app", OneRow(), Me(), sKey, llSize, sError)) << sError;
+}
+
+// Expires every result published until now; how many it removed.
+int ExpireAll(CSharedMemoryPublisher& publisher)
+{
+    return publisher.ExpireOlderThan(std::chrono::steady_clock::now() + std::chrono::seconds(1));
+}
 }  // namespace
 
 TEST(StoreSharedMemoryPublisher, PublishesUnderRandomNamesWithTheirSize)
@@ -72,18 +86,17 @@ TEST(StoreSharedMemoryPublisher, PublishesUnderRandomNamesWithTheirSize)
     EXPECT_GT(llFirst, 0);
     EXPECT_EQ(llFirst, llSecond);
     EXPECT_TRUE(NameExists(sFirst));
-    EXPECT_EQ(publisher.ExpireOlderThan(std::chrono::steady_clock::now() + std::chrono::seconds(1)), 2);
+    EXPECT_EQ(ExpireAll(publisher), 2);
 }
 
 TEST(StoreSharedMemoryPublisher, ExpiryRemovesOnlyOlderResults)
 {
     CSharedMemoryPublisher publisher;
-    std::string sKey, sError;
-    long long llSize = 0;
-    ASSERT_TRUE(publisher.Publish("org.example.app", OneRow(), Me(), sKey, llSize, sError)) << sError;
+    std::string sKey;
+    ASSERT_NO_FATAL_FAILURE(PublishOneRow(publisher, sKey));
     EXPECT_EQ(publisher.ExpireOlderThan(std::chrono::steady_clock::now() - std::chrono::seconds(60)), 0);
     EXPECT_TRUE(NameExists(sKey));
-    EXPECT_EQ(publisher.ExpireOlderThan(std::chrono::steady_clock::now() + std::chrono::seconds(1)), 1);
+    EXPECT_EQ(ExpireAll(publisher), 1);
     EXPECT_FALSE(NameExists(sKey));
     EXPECT_EQ(publisher.Pending(), 0u);
 }
@@ -91,28 +104,26 @@ TEST(StoreSharedMemoryPublisher, ExpiryRemovesOnlyOlderResults)
 TEST(StoreSharedMemoryPublisher, ResultTheReaderAlreadyUnlinkedExpiresQuietly)
 {
     CSharedMemoryPublisher publisher;
-    std::string sKey, sError;
-    long long llSize = 0;
-    ASSERT_TRUE(publisher.Publish("org.example.app", OneRow(), Me(), sKey, llSize, sError)) << sError;
+    std::string sKey;
+    ASSERT_NO_FATAL_FAILURE(PublishOneRow(publisher, sKey));
     ASSERT_EQ(shm_unlink(sKey.c_str()), 0);
-    EXPECT_EQ(publisher.ExpireOlderThan(std::chrono::steady_clock::now() + std::chrono::seconds(1)), 0);
+    EXPECT_EQ(ExpireAll(publisher), 0);
     EXPECT_EQ(publisher.Pending(), 0u);
 }
 
 TEST(StoreSharedMemoryPublisher, ResultsTheirReadersRemovedAreForgottenBeforeTheyExpire)
 {
     CSharedMemoryPublisher publisher;
-    std::string sClaimed, sWaiting, sError;
-    long long llSize = 0;
-    ASSERT_TRUE(publisher.Publish("org.example.app", OneRow(), Me(), sClaimed, llSize, sError)) << sError;
-    ASSERT_TRUE(publisher.Publish("org.example.app", OneRow(), Me(), sWaiting, llSize, sError)) << sError;
+    std::string sClaimed, sWaiting;
+    ASSERT_NO_FATAL_FAILURE(PublishOneRow(publisher, sClaimed));
+    ASSERT_NO_FATAL_FAILURE(PublishOneRow(publisher, sWaiting));
     ASSERT_EQ(shm_unlink(sClaimed.c_str()), 0);  // what a reader does once it has the bytes
     EXPECT_EQ(publisher.ForgetClaimed(), 1);
     EXPECT_EQ(publisher.Pending(), 1u);
     EXPECT_TRUE(NameExists(sWaiting));
     EXPECT_EQ(publisher.ForgetClaimed(), 0);
     // The one still waiting expires as before.
-    EXPECT_EQ(publisher.ExpireOlderThan(std::chrono::steady_clock::now() + std::chrono::seconds(1)), 1);
+    EXPECT_EQ(ExpireAll(publisher), 1);
     EXPECT_FALSE(NameExists(sWaiting));
     EXPECT_EQ(publisher.Pending(), 0u);
 }
@@ -122,9 +133,8 @@ TEST(StoreSharedMemoryPublisher, ResultAReaderOpenedAndClosedIsRemovedByTheServi
     // A reader of another user cannot remove the service's object; the service does it once
     // the reader has closed it.
     CSharedMemoryPublisher publisher;
-    std::string sKey, sError;
-    long long llSize = 0;
-    ASSERT_TRUE(publisher.Publish("org.example.app", OneRow(), Me(), sKey, llSize, sError)) << sError;
+    std::string sKey;
+    ASSERT_NO_FATAL_FAILURE(PublishOneRow(publisher, sKey));
     const int iFd = shm_open(sKey.c_str(), O_RDONLY, 0);
     ASSERT_GE(iFd, 0);
     EXPECT_EQ(publisher.ForgetClaimed(), 0);  // still open: the reader may be reading

@@ -16,8 +16,8 @@ TEST_F(StoreIsolation, ModuleCannotSelectAnotherModulesRows)
     ASSERT_NE(pTable, nullptr);
     ASSERT_EQ(pTable->vecRows.size(), 1u);
     // Even a condition that would match every row stays inside the module.
-    const CResultTable* pAll =
-        Select(kMine, Envelope(StoreUris::kTiles, "tile_title = ? or tile_title != ? or tile_title is null", {"x", "x"}));
+    const CResultTable* pAll = Select(
+        kMine, Envelope(StoreUris::kTiles, "tile_title = ? or tile_title != ? or tile_title is null", {"x", "x"}));
     ASSERT_NE(pAll, nullptr);
     EXPECT_EQ(pAll->vecRows.size(), 1u);
 }
@@ -36,13 +36,8 @@ TEST_F(StoreIsolation, ModuleCannotUpdateAnotherModulesRow)
 {
     const long long llTheirs = AddAccelerator(kTheirs, "theirs");
     AddAccelerator(kMine, "mine");
-    Json::Value row;
-    row["bulk_update_row_id_key"] = std::to_string(llTheirs);
-    row["accelerator_title"] = "hijacked";
-    Json::Value bulk;
-    bulk["table_name"] = StoreUris::kAccelerators;
-    bulk["arrayitem"].append(row);
-    const CStoreReply reply = Call("update", kMine, bulk);
+    const CStoreReply reply =
+        Call("update", kMine, UpdateOfOneRow(StoreUris::kAccelerators, llTheirs, {{"accelerator_title", "hijacked"}}));
     EXPECT_FALSE(reply.bResult);
     const CResultTable* pTable = Select(kTheirs, Envelope(StoreUris::kAccelerators));
     ASSERT_NE(pTable, nullptr);
@@ -103,13 +98,10 @@ TEST_F(StoreIsolation, ModuleCannotRepointItsTileToAnotherModulesSection)
     const long long llTheirSection = AddSection(kTheirs, AddAccelerator(kTheirs));
     const long long llMySection = AddSection(kMine, AddAccelerator(kMine));
     const long long llTile = AddTile(kMine, llMySection);
-    Json::Value row;
-    row["bulk_update_row_id_key"] = std::to_string(llTile);
-    row["tile_section_raw_id"] = std::to_string(llTheirSection);
-    Json::Value bulk;
-    bulk["table_name"] = StoreUris::kTiles;
-    bulk["arrayitem"].append(row);
-    EXPECT_FALSE(Call("update", kMine, bulk).bResult);
+    EXPECT_FALSE(
+        Call("update", kMine,
+             UpdateOfOneRow(StoreUris::kTiles, llTile, {{"tile_section_raw_id", std::to_string(llTheirSection)}}))
+            .bResult);
     const CResultTable* pTable =
         Select(kMine, Envelope(StoreUris::kTiles, "tile_section_raw_id = ?", {std::to_string(llMySection)}));
     ASSERT_NE(pTable, nullptr);

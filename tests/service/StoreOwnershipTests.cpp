@@ -27,12 +27,7 @@ std::vector<CMethodCase> EveryMethod(long long llAccelerator, long long llSectio
     tile["tile_title"] = "Planted";
     tile["tile_section_raw_id"] = std::to_string(llSection);
     bulk["arrayitem"].append(tile);
-    Json::Value update;
-    update["table_name"] = StoreUris::kTiles;
-    Json::Value changed;
-    changed["bulk_update_row_id_key"] = std::to_string(llTile);
-    changed["tile_title"] = "Changed";
-    update["arrayitem"].append(changed);
+    const Json::Value update = UpdateOfOneRow(StoreUris::kTiles, llTile, {{"tile_title", "Changed"}});
     Json::Value accelerator;
     accelerator["table_name"] = StoreUris::kAccelerators;
     return {{"insert", ToText(section)},

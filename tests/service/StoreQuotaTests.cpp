@@ -70,13 +70,8 @@ TEST_F(StoreQuota, UpdateThatGrowsTheModulePastItsBytesIsRefusedAndDeleteStillWo
 {
     const long long llSection = AddSection("org.example.big", AddAccelerator("org.example.big"));
     const long long llTile = AddTile("org.example.big", llSection, "small");
-    Json::Value update;
-    update["table_name"] = StoreUris::kTiles;
-    Json::Value row;
-    row["bulk_update_row_id_key"] = std::to_string(llTile);
-    row["tile_title"] = std::string(5000, 'x');
-    update["arrayitem"].append(row);
-    const CStoreReply reply = Call("update", "org.example.big", update);
+    const CStoreReply reply = Call("update", "org.example.big",
+                                   UpdateOfOneRow(StoreUris::kTiles, llTile, {{"tile_title", std::string(5000, 'x')}}));
     EXPECT_FALSE(reply.bResult);
     EXPECT_NE(reply.sOutput.find("bytes, over its quota of 4096"), std::string::npos) << reply.sOutput;
     EXPECT_EQ(Stats("org.example.big")["quota"]["usage"]["tiles"].asInt64(), 1);

@@ -15,6 +15,26 @@ std::size_t ColumnIndex(const CResultTable& table, const std::string& sColumn)
     ADD_FAILURE() << "no column " << sColumn;
     return 0;
 }
+
+// The cell of the named column in the table's first row.
+const CResultCell& CellOf(const CResultTable& table, const std::string& sColumn)
+{
+    return table.vecRows[0][ColumnIndex(table, sColumn)];
+}
+
+void ExpectInteger(const CResultTable& table, const std::string& sColumn, long long llValue)
+{
+    const CResultCell& cell = CellOf(table, sColumn);
+    EXPECT_EQ(cell.eKind, CResultCell::kInteger) << sColumn;
+    EXPECT_EQ(cell.llValue, llValue) << sColumn;
+}
+
+void ExpectText(const CResultTable& table, const std::string& sColumn, const std::string& sText)
+{
+    const CResultCell& cell = CellOf(table, sColumn);
+    EXPECT_EQ(cell.eKind, CResultCell::kText) << sColumn;
+    EXPECT_EQ(cell.sText, sText) << sColumn;
+}
 }  // namespace
 
 TEST_F(StoreSelect, ReadBackKeepsTheStorageClassOfEachValue)
@@ -38,38 +58,21 @@ TEST_F(StoreSelect, ReadBackKeepsTheStorageClassOfEachValue)
     const CResultTable* pTable = Select("org.example.app", Envelope(StoreUris::kTiles));
     ASSERT_NE(pTable, nullptr);
     ASSERT_EQ(pTable->vecRows.size(), 1u);
-    const std::vector<CResultCell>& vecRow = pTable->vecRows[0];
-    const CResultCell& width = vecRow[ColumnIndex(*pTable, "tile_image_width")];
-    EXPECT_EQ(width.eKind, CResultCell::kInteger);
-    EXPECT_EQ(width.llValue, 1280);
-    const CResultCell& position = vecRow[ColumnIndex(*pTable, "tile_position")];
-    EXPECT_EQ(position.eKind, CResultCell::kInteger);
-    EXPECT_EQ(position.llValue, 4294967297LL);
-    const CResultCell& ratio = vecRow[ColumnIndex(*pTable, "tile_image_ratio")];
-    EXPECT_EQ(ratio.eKind, CResultCell::kText);
-    EXPECT_EQ(ratio.sText, "16:9");
-    const CResultCell& height = vecRow[ColumnIndex(*pTable, "tile_image_height")];
+    ExpectInteger(*pTable, "tile_image_width", 1280);
+    ExpectInteger(*pTable, "tile_position", 4294967297LL);
+    ExpectText(*pTable, "tile_image_ratio", "16:9");
+    const CResultCell& height = CellOf(*pTable, "tile_image_height");
     EXPECT_EQ(height.eKind, CResultCell::kDouble);
     EXPECT_DOUBLE_EQ(height.dValue, 2.5);
-    const CResultCell& title = vecRow[ColumnIndex(*pTable, "tile_title")];
-    EXPECT_EQ(title.eKind, CResultCell::kText);
-    EXPECT_EQ(title.sText, "Hello");
-    EXPECT_EQ(vecRow[ColumnIndex(*pTable, "tile_subtitle")].eKind, CResultCell::kNull);
-    EXPECT_EQ(vecRow[ColumnIndex(*pTable, "tile_display_from")].eKind, CResultCell::kNull);
-    const CResultCell& playable = vecRow[ColumnIndex(*pTable, "tile_playable")];
-    EXPECT_EQ(playable.eKind, CResultCell::kInteger);
-    EXPECT_EQ(playable.llValue, 1);
-    EXPECT_EQ(vecRow[ColumnIndex(*pTable, "tile_progress")].llValue, 42);
-    const CResultCell& tileId = vecRow[ColumnIndex(*pTable, "tile_id")];
-    EXPECT_EQ(tileId.eKind, CResultCell::kInteger);
-    EXPECT_EQ(tileId.llValue, 12);
+    ExpectText(*pTable, "tile_title", "Hello");
+    EXPECT_EQ(CellOf(*pTable, "tile_subtitle").eKind, CResultCell::kNull);
+    EXPECT_EQ(CellOf(*pTable, "tile_display_from").eKind, CResultCell::kNull);
+    ExpectInteger(*pTable, "tile_playable", 1);
+    EXPECT_EQ(CellOf(*pTable, "tile_progress").llValue, 42);
+    ExpectInteger(*pTable, "tile_id", 12);
     // A text column keeps numeric-looking text as it came.
-    const CResultCell& type = vecRow[ColumnIndex(*pTable, "tile_type")];
-    EXPECT_EQ(type.eKind, CResultCell::kText);
-    EXPECT_EQ(type.sText, "007");
-    const CResultCell& parent = vecRow[ColumnIndex(*pTable, "tile_section_raw_id")];
-    EXPECT_EQ(parent.eKind, CResultCell::kInteger);
-    EXPECT_EQ(parent.llValue, llSection);
+    ExpectText(*pTable, "tile_type", "007");
+    ExpectInteger(*pTable, "tile_section_raw_id", llSection);
 }
 
 TEST_F(StoreSelect, AllColumnsExceptTheModuleColumnByDefault)

@@ -7,6 +7,18 @@ std::string ToText(const Json::Value& value)
     return Json::writeString(builder, value);
 }
 
+Json::Value UpdateOfOneRow(const std::string& sUri, long long llRowId,
+                           std::initializer_list<std::pair<const char*, Json::Value>> columns)
+{
+    Json::Value row;
+    row["bulk_update_row_id_key"] = std::to_string(llRowId);
+    for (const auto& column : columns) row[column.first] = column.second;
+    Json::Value update;
+    update["table_name"] = sUri;
+    update["arrayitem"].append(row);
+    return update;
+}
+
 Json::Value ParseJsonText(const std::string& sText)
 {
     Json::Value value;

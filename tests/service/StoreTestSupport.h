@@ -42,6 +42,10 @@ private:
 std::string ToText(const Json::Value& value);
 // A tile row of the section, as insert takes it.
 Json::Value TileRow(long long llSection, const std::string& sTitle);
+// An update of one row of the table as the library's update sends it: the row named by its id,
+// the given columns set.
+Json::Value UpdateOfOneRow(const std::string& sUri, long long llRowId,
+                           std::initializer_list<std::pair<const char*, Json::Value>> columns);
 // A store answer's JSON text; fails the test when it is not JSON.
 Json::Value ParseJsonText(const std::string& sText);
 

@@ -89,13 +89,9 @@ TEST_F(StoreTooling, UpdatesAreCountedPerTable)
     const long long llAccelerator = AddAccelerator("org.example.app");
     const long long llSection = AddSection("org.example.app", llAccelerator);
     const long long llTile = AddTile("org.example.app", llSection);
-    Json::Value update;
-    update["table_name"] = StoreUris::kTiles;
-    Json::Value row;
-    row["bulk_update_row_id_key"] = std::to_string(llTile);
-    row["tile_title"] = "renamed";
-    update["arrayitem"].append(row);
-    ASSERT_TRUE(Call("update", "org.example.app", update).bResult);
+    ASSERT_TRUE(
+        Call("update", "org.example.app", UpdateOfOneRow(StoreUris::kTiles, llTile, {{"tile_title", "renamed"}}))
+            .bResult);
     const Json::Value journal = Journal("org.example.app");
     EXPECT_EQ(Total(journal, "tiles", "updated"), 1);
     EXPECT_EQ(Total(journal, "sections", "updated"), 0);

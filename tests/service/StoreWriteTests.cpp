@@ -22,7 +22,27 @@ Json::Value BulkOf(const std::string& sUri, const Json::Value& rows)
 }
 }  // namespace
 
-using StoreInsert = CStoreFixture;
+class StoreInsert : public CStoreFixture {
+protected:
+    // A row of the table with the given columns, as the library's insert sends it.
+    static Json::Value Row(const std::string& sUri, std::initializer_list<std::pair<const char*, Json::Value>> columns)
+    {
+        Json::Value row;
+        row["table_name"] = sUri;
+        for (const auto& column : columns) row[column.first] = column.second;
+        return row;
+    }
+
+    // Inserts the row as org.example.app, expecting a refusal that stores nothing at all; the
+    // reply, for its reason.
+    CStoreReply InsertRefused(const Json::Value& row)
+    {
+        const CStoreReply reply = Call("insert", "org.example.app", row);
+        EXPECT_FALSE(reply.bResult);
+        EXPECT_EQ(Counts(), (CRowCounts{0, 0, 0}));
+        return reply;
+    }
+};
 using StoreInsertBulk = CStoreFixture;
 using StoreUpdate = CStoreFixture;
 
@@ -56,61 +76,37 @@ TEST_F(StoreInsert, AcceleratorPackageNameIsForcedToTheModule)
 
 TEST_F(StoreInsert, RowNamingTheModuleColumnIsRefused)
 {
-    Json::Value row;
-    row["table_name"] = StoreUris::kTiles;
-    row["module_name"] = "org.other";
-    const CStoreReply reply = Call("insert", "org.example.app", row);
-    EXPECT_FALSE(reply.bResult);
+    const CStoreReply reply = InsertRefused(Row(StoreUris::kTiles, {{"module_name", "org.other"}}));
     EXPECT_NE(reply.sOutput.find("module_name"), std::string::npos) << reply.sOutput;
-    EXPECT_EQ(Counts().llTiles, 0);
 }
 
 TEST_F(StoreInsert, UnknownColumnIsRefusedAndNothingIsStored)
 {
-    Json::Value row;
-    row["table_name"] = StoreUris::kTiles;
-    row["tile_title"] = "ok";
-    row["tile_colour"] = "red";
-    const CStoreReply reply = Call("insert", "org.example.app", row);
-    EXPECT_FALSE(reply.bResult);
+    const CStoreReply reply = InsertRefused(Row(StoreUris::kTiles, {{"tile_title", "ok"}, {"tile_colour", "red"}}));
     EXPECT_EQ(reply.sOutput, "unknown column 'tile_colour' of table tiles");
-    EXPECT_EQ(Counts().llTiles, 0);
 }
 
 TEST_F(StoreInsert, ObjectOrArrayValueIsRefused)
 {
-    Json::Value row;
-    row["table_name"] = StoreUris::kTiles;
-    row["tile_extra"]["nested"] = 1;
-    EXPECT_FALSE(Call("insert", "org.example.app", row).bResult);
-    row["tile_extra"] = Json::Value(Json::arrayValue);
-    EXPECT_FALSE(Call("insert", "org.example.app", row).bResult);
-    EXPECT_EQ(Counts().llTiles, 0);
+    Json::Value object;
+    object["nested"] = 1;
+    InsertRefused(Row(StoreUris::kTiles, {{"tile_extra", object}}));
+    InsertRefused(Row(StoreUris::kTiles, {{"tile_extra", Json::Value(Json::arrayValue)}}));
 }
 
 TEST_F(StoreInsert, UnknownOrMissingTableIsRefused)
 {
+    EXPECT_EQ(InsertRefused(Row("content://org.orvik.pelmo/users", {})).sOutput,
+              "unknown table_name 'content://org.orvik.pelmo/users'");
     Json::Value row;
-    row["table_name"] = "content://org.orvik.pelmo/users";
-    CStoreReply reply = Call("insert", "org.example.app", row);
-    EXPECT_FALSE(reply.bResult);
-    EXPECT_EQ(reply.sOutput, "unknown table_name 'content://org.orvik.pelmo/users'");
-    row.removeMember("table_name");
     row["tile_title"] = "x";
-    reply = Call("insert", "org.example.app", row);
-    EXPECT_FALSE(reply.bResult);
-    EXPECT_EQ(reply.sOutput, "table_name missing");
+    EXPECT_EQ(InsertRefused(row).sOutput, "table_name missing");
 }
 
 TEST_F(StoreInsert, SectionNamingAMissingAcceleratorIsRefused)
 {
-    Json::Value row;
-    row["table_name"] = StoreUris::kSections;
-    row["section_accelerator_raw_id"] = "42";
-    const CStoreReply reply = Call("insert", "org.example.app", row);
-    EXPECT_FALSE(reply.bResult);
+    const CStoreReply reply = InsertRefused(Row(StoreUris::kSections, {{"section_accelerator_raw_id", "42"}}));
     EXPECT_NE(reply.sOutput.find("not a row of this module's accelerators"), std::string::npos) << reply.sOutput;
-    EXPECT_EQ(Counts().llSections, 0);
 }
 
 TEST_F(StoreInsert, SectionNamingItsModulesAcceleratorIsStored)
@@ -181,13 +177,9 @@ TEST_F(StoreUpdate, ChangesTheNamedColumnsOfTheModulesRows)
 {
     const long long llSection = AddSection("org.example.app", AddAccelerator("org.example.app"));
     const long long llTile = AddTile("org.example.app", llSection, "old");
-    Json::Value row;
-    row["bulk_update_row_id_key"] = std::to_string(llTile);
-    row["tile_title"] = "new";
-    row["tile_position"] = "3";
-    Json::Value rows(Json::arrayValue);
-    rows.append(row);
-    const CStoreReply reply = Call("update", "org.example.app", BulkOf(StoreUris::kTiles, rows));
+    const CStoreReply reply =
+        Call("update", "org.example.app",
+             UpdateOfOneRow(StoreUris::kTiles, llTile, {{"tile_title", "new"}, {"tile_position", "3"}}));
     ASSERT_TRUE(reply.bResult) << reply.sOutput;
     EXPECT_EQ(reply.sOutput, "");
     Json::Value envelope = Envelope(StoreUris::kTiles, "_id = ?", {std::to_string(llTile)});
@@ -242,21 +234,19 @@ TEST_F(StoreUpdate, RepointingToAMissingParentChangesNothing)
 {
     const long long llSection = AddSection("org.example.app", AddAccelerator("org.example.app"));
     const long long llTile = AddTile("org.example.app", llSection);
-    Json::Value rows(Json::arrayValue);
-    Json::Value row;
-    row["bulk_update_row_id_key"] = std::to_string(llTile);
-    row["tile_section_raw_id"] = "5000";
-    rows.append(row);
-    EXPECT_FALSE(Call("update", "org.example.app", BulkOf(StoreUris::kTiles, rows)).bResult);
-    const CResultTable* pTable = Select(
-        "org.example.app", Envelope(StoreUris::kTiles, "tile_section_raw_id = ?", {std::to_string(llSection)}));
+    EXPECT_FALSE(
+        Call("update", "org.example.app", UpdateOfOneRow(StoreUris::kTiles, llTile, {{"tile_section_raw_id", "5000"}}))
+            .bResult);
+    const CResultTable* pTable =
+        Select("org.example.app", Envelope(StoreUris::kTiles, "tile_section_raw_id = ?", {std::to_string(llSection)}));
     ASSERT_NE(pTable, nullptr);
     EXPECT_EQ(pTable->vecRows.size(), 1u);
 }
 
 TEST_F(StoreUpdate, EmptyArrayChangesNothingAndSucceeds)
 {
-    const CStoreReply reply = Call("update", "org.example.app", BulkOf(StoreUris::kTiles, Json::Value(Json::arrayValue)));
+    const CStoreReply reply =
+        Call("update", "org.example.app", BulkOf(StoreUris::kTiles, Json::Value(Json::arrayValue)));
     EXPECT_TRUE(reply.bResult) << reply.sOutput;
     EXPECT_EQ(reply.llRows, 0);
 }
@@ -299,8 +289,8 @@ TEST_F(StoreUpdate, RewritingARowWithItsOwnValuesWritesNothingToTheDatabaseFile)
     reply = Call("update", "org.example.app", BulkOf(StoreUris::kTiles, rows));
     ASSERT_TRUE(reply.bResult) << reply.sOutput;
     EXPECT_GT(FileSize(sPath + "-wal"), llWalBefore);
-    const CResultTable* pTable = Select(
-        "org.example.app", Envelope(StoreUris::kTiles, "tile_section_raw_id = ?", {std::to_string(llSection)}));
+    const CResultTable* pTable =
+        Select("org.example.app", Envelope(StoreUris::kTiles, "tile_section_raw_id = ?", {std::to_string(llSection)}));
     ASSERT_NE(pTable, nullptr);
     ASSERT_EQ(pTable->vecRows.size(), 1u);
     EXPECT_EQ(pTable->vecRows[0][0].llValue, llTile);

@@ -23,13 +23,9 @@ protected:
     // The budget of a regular build in every build: a sanitizer build's default is ten times
     // longer, within which a costly request might finish instead of being stopped.
     void ConfigureService(CHostStoreOptions& options) override { options.vecExtraArgs = {"--budget-ms", "1000"}; }
-    void SetUp() override
+    void Prepare() override
     {
-        StoreTest::SetUp();
-        if (HasFatalFailure()) return;
-        ASSERT_GT(
-            Insert("{\"table_name\":\"content://org.orvik.pelmo/accelerators\",\"accelerator_title\":\"V\"}", kVictim),
-            0);
+        ASSERT_GT(AddAccelerator("V", kVictim), 0);
         ASSERT_EQ(set_preview_metadata(m_sDocument.c_str(), kVictim.c_str()), 1);
         m_sStoredBefore = VictimRows();
         ASSERT_FALSE(m_sStoredBefore.empty());
@@ -46,14 +42,7 @@ protected:
                 const std::string sSql = std::string("SELECT * FROM ") + sTable + " WHERE module_name = ? ORDER BY _id";
                 if (sqlite3_prepare_v2(pDb, sSql.c_str(), -1, &pStmt, nullptr) != SQLITE_OK) continue;
                 sqlite3_bind_text(pStmt, 1, kVictim.c_str(), -1, SQLITE_TRANSIENT);
-                while (sqlite3_step(pStmt) == SQLITE_ROW) {
-                    for (int i = 0; i < sqlite3_column_count(pStmt); ++i) {
-                        const unsigned char* pText = sqlite3_column_text(pStmt, i);
-                        sRows += pText ? reinterpret_cast<const char*>(pText) : "NULL";
-                        sRows += '|';
-                    }
-                    sRows += '\n';
-                }
+                AppendRowsText(pStmt, sRows);
                 sqlite3_finalize(pStmt);
             }
         }

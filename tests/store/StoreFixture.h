@@ -13,6 +13,7 @@
 #include <string>
 #include <vector>
 
+#include "DatabaseRows.h"
 #include "HostStore.h"
 #include "LogCapture.h"
 #include "PelmoAPI.h"
@@ -57,9 +58,13 @@ protected:
         ConfigureService(m_options);
         std::string sError;
         ASSERT_TRUE(m_store.Start(m_options, sError)) << sError;
+        Prepare();
     }
     // A test that starts the service with options of its own sets them here.
     virtual void ConfigureService(CHostStoreOptions&) {}
+    // A fixture built on this one sets itself up here: it runs only once the service is up, as a
+    // failed start has already ended SetUp.
+    virtual void Prepare() {}
     void TearDown() override
     {
         CPelmoGDBusUtil::ReleaseInstance();
@@ -73,19 +78,7 @@ protected:
     // Rows of a table straight from the database file, all modules together.
     long long CountRows(const std::string& sTable, const std::string& sWhere = "") const
     {
-        sqlite3* pDb = nullptr;
-        long long llCount = -1;
-        if (sqlite3_open_v2(m_options.sDatabase.c_str(), &pDb, SQLITE_OPEN_READONLY, nullptr) == SQLITE_OK) {
-            const std::string sSql = "SELECT count(*) FROM " + sTable + (sWhere.empty() ? "" : " WHERE " + sWhere);
-            sqlite3_stmt* pStmt = nullptr;
-            if (sqlite3_prepare_v2(pDb, sSql.c_str(), -1, &pStmt, nullptr) == SQLITE_OK &&
-                sqlite3_step(pStmt) == SQLITE_ROW) {
-                llCount = sqlite3_column_int64(pStmt, 0);
-            }
-            sqlite3_finalize(pStmt);
-        }
-        sqlite3_close(pDb);
-        return llCount;
+        return CountRowsIn(m_options.sDatabase, sTable, sWhere);
     }
 
     std::string ReadRequestLog() const
@@ -103,16 +96,25 @@ protected:
         return llRowId;
     }
 
+    // Registers a module with an accelerator row of the given title; returns the row's id, -1
+    // when the store refused it.
+    long long AddAccelerator(const std::string& sTitle, const std::string& sModule)
+    {
+        return Insert(
+            "{\"table_name\":\"content://org.orvik.pelmo/accelerators\",\"accelerator_title\":\"" + sTitle + "\"}",
+            sModule);
+    }
+
     // Registers a module with an accelerator row and one section; returns the section's id.
     long long AddModuleWithSection(const std::string& sModule, long long* pAcceleratorId = nullptr)
     {
-        const long long llAccelerator = Insert(
-            "{\"table_name\":\"content://org.orvik.pelmo/accelerators\",\"accelerator_title\":\"" + sModule + "\"}",
-            sModule);
+        const long long llAccelerator = AddAccelerator(sModule, sModule);
         if (pAcceleratorId) *pAcceleratorId = llAccelerator;
-        return Insert("{\"table_name\":\"content://org.orvik.pelmo/sections\",\"section_title\":\"s\","
-                      "\"section_accelerator_raw_id\":\"" + std::to_string(llAccelerator) + "\"}",
-                      sModule);
+        return Insert(
+            "{\"table_name\":\"content://org.orvik.pelmo/sections\",\"section_title\":\"s\","
+            "\"section_accelerator_raw_id\":\"" +
+                std::to_string(llAccelerator) + "\"}",
+            sModule);
     }
 
     CHostStore m_store;

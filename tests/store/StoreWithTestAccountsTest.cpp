@@ -99,14 +99,7 @@ std::string DumpStore(const std::string& sDatabase)
                            nullptr);
         sDump += sTable;
         sDump += "\n";
-        while (pStatement != nullptr && sqlite3_step(pStatement) == SQLITE_ROW) {
-            for (int i = 0; i < sqlite3_column_count(pStatement); ++i) {
-                const unsigned char* pText = sqlite3_column_text(pStatement, i);
-                sDump += pText ? reinterpret_cast<const char*>(pText) : "NULL";
-                sDump += "|";
-            }
-            sDump += "\n";
-        }
+        AppendRowsText(pStatement, sDump);
         sqlite3_finalize(pStatement);
     }
     sqlite3_close(pDb);
@@ -115,19 +108,7 @@ std::string DumpStore(const std::string& sDatabase)
 
 long long CountRows(const std::string& sDatabase, const std::string& sTable)
 {
-    sqlite3* pDb = nullptr;
-    long long llCount = -1;
-    if (sqlite3_open_v2(sDatabase.c_str(), &pDb, SQLITE_OPEN_READONLY, nullptr) == SQLITE_OK) {
-        sqlite3_stmt* pStatement = nullptr;
-        const std::string sSql = "SELECT count(*) FROM " + sTable + " WHERE module_name = '" + kModule + "'";
-        if (sqlite3_prepare_v2(pDb, sSql.c_str(), -1, &pStatement, nullptr) == SQLITE_OK &&
-            sqlite3_step(pStatement) == SQLITE_ROW) {
-            llCount = sqlite3_column_int64(pStatement, 0);
-        }
-        sqlite3_finalize(pStatement);
-    }
-    sqlite3_close(pDb);
-    return llCount;
+    return CountRowsIn(sDatabase, sTable, "module_name = '" + kModule + "'");
 }
 }  // namespace
 

@@ -7,10 +7,10 @@
 #include <chrono>
 #include <fstream>
 
+#include "BrowserFixture.h"
 #include "DevToolsPipe.h"
 #include "HeadlessChromium.h"
 #include "PngCheck.h"
-#include "RenderFixture.h"
 #include "StudioProcess.h"
 
 namespace {
@@ -52,14 +52,10 @@ const char kFocused[] =
     " return t.closest('.preview-section').querySelector('.section-title-text').textContent + ' / ' +"
     " t.querySelector('.tile-title').textContent; })()";
 
-class StudioBrowserTest : public RenderTest {
+class StudioBrowserTest : public BrowserRenderTest {
 protected:
-    void SetUp() override
+    void PrepareBrowser() override
     {
-        RenderTest::SetUp();
-        if (HasFatalFailure()) return;
-        m_sChromium = FindInPath("chromium");
-        ASSERT_FALSE(m_sChromium.empty()) << "chromium is not installed: scripts/setup-deps.sh installs it";
         std::string sError;
         ASSERT_TRUE(m_studio.Start(PELMOCTL_PATH, WorkFile("studio.log"), sError))
             << sError << ReadText(m_sWorkDir + "/studio.log");
@@ -71,7 +67,7 @@ protected:
         m_browser.Stop();
         EXPECT_EQ(m_studio.Stop(), 0) << "the studio should end cleanly on SIGTERM";
         RunChild({"rm", "-rf", m_sWorkDir + "/chromium-profile"}, ShellRun(30000));
-        RenderTest::TearDown();
+        BrowserRenderTest::TearDown();
     }
 
     Json::Value Eval(const std::string& sExpression, int iTimeoutMs = 30000)
@@ -103,7 +99,6 @@ protected:
         ASSERT_EQ(result.iExit, 0) << result.sErr;
     }
 
-    std::string m_sChromium;
     CStudioProcess m_studio;
     CDevToolsPipe m_browser;
     std::string m_sSession;

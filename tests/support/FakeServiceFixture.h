@@ -21,7 +21,11 @@ protected:
         std::string sError;
         ASSERT_TRUE(m_bus.Start(sError)) << sError;
         ASSERT_TRUE(m_service.Start()) << "fake service did not get its names";
+        Prepare();
     }
+    // A fixture built on this one sets itself up here (its responder, say): it runs only once
+    // the bus and the service are up, as a failed start has already ended SetUp.
+    virtual void Prepare() {}
     void TearDown() override
     {
         CPelmoGDBusUtil::ReleaseInstance();

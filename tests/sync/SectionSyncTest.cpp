@@ -180,12 +180,9 @@ TEST_F(SyncTest, TwoExpiredSectionsWithOneKeyAreDeletedOnceEach)
     AddSection(stored, TitledSection(5, "1", "A"));
     AddSection(stored, TitledSection(5, "2", "B"));
     m_util.DeleteExpiredSectionItem(kModule, stored, fresh);
-    auto calls = Calls();
-    ASSERT_EQ(calls.size(), 1u);
-    EXPECT_EQ(calls[0].sMethod, "delete");
-    EXPECT_EQ(calls[0].sPackage, kModule);
-    EXPECT_EQ(WhereOf(calls[0]), "_id=? or _id=?");
-    EXPECT_EQ(WhereArgsOf(calls[0]), (std::vector<std::string>{"1", "2"}));
+    const CRecordedCall call = OnlyCall("delete", kModule);
+    EXPECT_EQ(WhereOf(call), "_id=? or _id=?");
+    EXPECT_EQ(WhereArgsOf(call), (std::vector<std::string>{"1", "2"}));
     EXPECT_TRUE(m_log.Has(DLOG_INFO, kModule + ":Expired sections size:2"));
     EXPECT_EQ(m_log.Count(DLOG_INFO, "[1]:[A]"), 1u);
     EXPECT_EQ(m_log.Count(DLOG_INFO, "[2]:[B]"), 1u);

@@ -20,11 +20,8 @@ TEST_F(SyncTest, TheAcceleratorRowIdIsSelectedByPackageName)
 {
     SetAcceleratorRows({42});
     EXPECT_EQ(m_util.GetAcceleratorID(kModule), 42);
-    auto calls = Calls();
-    ASSERT_EQ(calls.size(), 1u);
-    EXPECT_EQ(calls[0].sMethod, "select");
-    EXPECT_EQ(calls[0].sPackage, kModule);
-    EXPECT_EQ(calls[0].sInput,
+    const CRecordedCall call = OnlyCall("select", kModule);
+    EXPECT_EQ(call.sInput,
               "{\n   \"column_list\" : [ \"_id\" ],\n   \"group_by\" : \"\",\n"
               "   \"module_name\" : \"" +
                   kModule +
@@ -61,12 +58,9 @@ TEST_F(SyncTest, ASectionRowCarriesTheAcceleratorIdAndEveryPresentValueAsText)
                                         "section_extra":true}]})");
     const long long llRowId = m_util.CreateSection(7, *accelerator.m_vecSection.at(0), kModule);
     EXPECT_EQ(llRowId, 100);
-    auto calls = Calls();
-    ASSERT_EQ(calls.size(), 1u);
-    EXPECT_EQ(calls[0].sMethod, "insert");
-    EXPECT_EQ(calls[0].sPackage, kModule);
+    const CRecordedCall call = OnlyCall("insert", kModule);
     // The position arrives as the text 3, not the number, and the flag as the text true.
-    EXPECT_EQ(calls[0].sInput,
+    EXPECT_EQ(call.sInput,
               "{\n\t\"section_accelerator_raw_id\" : \"7\",\n\t\"section_extra\" : \"true\",\n"
               "\t\"section_id\" : \"s1\",\n"
               "\t\"section_position\" : \"3\",\n"

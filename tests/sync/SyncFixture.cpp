@@ -14,11 +14,19 @@ namespace {
 int s_iResultCounter = 0;
 }  // namespace
 
-void SyncTest::SetUp()
+void SyncTest::Prepare()
 {
-    FakeServiceTest::SetUp();
-    if (HasFatalFailure()) return;
     m_service.SetResponder([this](const CRecordedCall& call) { return Answer(call); });
+}
+
+CRecordedCall SyncTest::OnlyCall(const std::string& sMethod, const std::string& sPackage) const
+{
+    const std::vector<CRecordedCall> calls = Calls();
+    EXPECT_EQ(calls.size(), 1u);
+    if (calls.size() != 1u) return CRecordedCall();
+    EXPECT_EQ(calls[0].sMethod, sMethod);
+    EXPECT_EQ(calls[0].sPackage, sPackage);
+    return calls[0];
 }
 
 void SyncTest::SetAcceleratorRows(std::vector<long long> vecRowIds)

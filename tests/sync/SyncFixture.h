@@ -29,7 +29,7 @@ inline const std::string kAcceleratorsUri = TilesModel::Accelerators::CONTENT_UR
 
 class SyncTest : public FakeServiceTest {
 protected:
-    void SetUp() override;
+    void Prepare() override;
 
     // Script of the store.
     void SetAcceleratorRows(std::vector<long long> vecRowIds);
@@ -42,6 +42,9 @@ protected:
     std::vector<CRecordedCall> Calls() const { return m_service.Calls(); }
     std::vector<std::string> Methods() const;
     std::vector<CRecordedCall> CallsOf(const std::string& sMethod) const;
+    // The one call that reached the store, which must be sMethod for sPackage; an empty call
+    // when there was not exactly one.
+    CRecordedCall OnlyCall(const std::string& sMethod, const std::string& sPackage) const;
     // True when an operation logged its entry line (nothing after the prefix) at info priority.
     bool HasEntryLine(const std::string& sFunction) const;
 

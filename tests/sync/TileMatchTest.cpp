@@ -91,11 +91,8 @@ TEST_F(SyncTest, ExpiredTilesGoInOneDeleteNamingTheirRowIdsInKeyOrder)
     std::sort(vecExpired.begin(), vecExpired.end());
     const std::vector<std::string> vecIds = {vecExpired[0].second, vecExpired[1].second};
 
-    auto calls = Calls();
-    ASSERT_EQ(calls.size(), 1u);
-    EXPECT_EQ(calls[0].sMethod, "delete");
-    EXPECT_EQ(calls[0].sPackage, kModule);
-    EXPECT_EQ(calls[0].sInput, DeleteEnvelope("_id=? or _id=?", vecIds));
+    const CRecordedCall call = OnlyCall("delete", kModule);
+    EXPECT_EQ(call.sInput, DeleteEnvelope("_id=? or _id=?", vecIds));
     EXPECT_TRUE(m_log.Has(DLOG_INFO, kModule + ":1:Section:News: expired tile items size:2")) << m_log.Dump();
     const std::string sTitle0 = vecIds[0] == "101" ? "a" : "c";
     const std::string sTitle1 = vecIds[1] == "101" ? "a" : "c";
@@ -142,12 +139,9 @@ TEST_F(SyncTest, NewTilesJoinTheStoredSectionRowInOneBulkInsert)
                           R"({"sections":[{"section_id":"s1","section_title":"News","tiles":[
                               {"tile_title":"n","action_data":"play:n"}]}]})");
     m_util.CreateNewTileItem(kModule, pair.pOld, pair.pNew);
-    auto calls = Calls();
-    ASSERT_EQ(calls.size(), 1u);
-    EXPECT_EQ(calls[0].sMethod, "insert_bulk");
-    EXPECT_EQ(calls[0].sPackage, kModule);
+    const CRecordedCall call = OnlyCall("insert_bulk", kModule);
     // The stream writer's default layout: tabs, " : " between name and value.
-    EXPECT_EQ(calls[0].sInput,
+    EXPECT_EQ(call.sInput,
               "{\n\t\"arrayitem\" : \n\t[\n\t\t{\n"
               "\t\t\t\"tile_action_play\" : \"play:n\",\n"
               "\t\t\t\"tile_action_pre_play\" : \"{\\\"is_resumable\\\":false,\\\"video_url\\\":\\\"\\\"}\\n\",\n"

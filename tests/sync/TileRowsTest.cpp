@@ -38,10 +38,7 @@ std::shared_ptr<CPreviewTile> RuleTile()
 TEST_F(SyncTest, InsertedTileRowsCanonicaliseIntegersAndFlagsAndKeepOtherTextsAsTheyAre)
 {
     m_util.CreateTiles("12", {RuleTile()}, kModule);
-    auto calls = Calls();
-    ASSERT_EQ(calls.size(), 1u);
-    EXPECT_EQ(calls[0].sMethod, "insert_bulk");
-    EXPECT_EQ(calls[0].sPackage, kModule);
+    const CRecordedCall call = OnlyCall("insert_bulk", kModule);
     Json::Value expected;
     expected["table_name"] = kTilesUri;
     Json::Value row;
@@ -61,7 +58,7 @@ TEST_F(SyncTest, InsertedTileRowsCanonicaliseIntegersAndFlagsAndKeepOtherTextsAs
     row[TILE_ACTION_CLICK] = "click:1";
     row[TILE_ACTION_PRE_PLAY] = "{\"is_resumable\":true}\n";
     expected["arrayitem"].append(row);
-    EXPECT_EQ(ParseJson(calls[0].sInput), expected) << calls[0].sInput;
+    EXPECT_EQ(ParseJson(call.sInput), expected) << call.sInput;
     EXPECT_TRUE(m_log.Has(DLOG_DEBUG, "[tile_id] : [42abc] is converted to [42]")) << m_log.Dump();
     EXPECT_TRUE(m_log.Has(DLOG_DEBUG, "[tile_display_from] : [007] is converted to [7]"));
     EXPECT_TRUE(m_log.Has(DLOG_DEBUG, "[tile_image_height] : [abc] is converted to [0]"));

@@ -5,6 +5,15 @@
 namespace {
 const char* kTiles = "content://org.orvik.pelmo/tiles";
 const char* kStore = "org.orvik.Feltrix.dbus";
+
+// Inserts an empty tile row under module "m" while the service answers every call with sReply;
+// returns what insert_request returned, the row id it read in llRowId.
+int InsertAnsweredWith(CFakeService& service, const char* sReply, long long& llRowId)
+{
+    service.AnswerAlways(true, sReply);
+    PT_JSON_IN_PARAM param = MakeParam(kTiles, "{}");
+    return insert_request(param, &llRowId, "m");
+}
 }  // namespace
 
 TEST_F(TransportTest, InsertSendsTheBodyAsItStandsUnderTheGivenModule)
@@ -49,51 +58,37 @@ TEST_F(TransportTest, WithoutModuleAndAppIdTheRequestGoesOutWithAnEmptyPackage)
 
 TEST_F(TransportTest, InsertReplyMinusOneFailsAndLeavesTheRowIdUntouched)
 {
-    m_service.AnswerAlways(true, "-1");
-    PT_JSON_IN_PARAM param = MakeParam(kTiles, "{}");
     long long llRowId = 99;
-    EXPECT_EQ(insert_request(param, &llRowId, "m"), -1);
+    EXPECT_EQ(InsertAnsweredWith(m_service, "-1", llRowId), -1);
     EXPECT_EQ(llRowId, 99);
     EXPECT_TRUE(m_log.Has(DLOG_ERROR, "insert_request failed"));
 }
 
 TEST_F(TransportTest, InsertReplyZeroIsAValidRowId)
 {
-    m_service.AnswerAlways(true, "0");
-    PT_JSON_IN_PARAM param = MakeParam(kTiles, "{}");
     long long llRowId = 99;
-    EXPECT_EQ(insert_request(param, &llRowId, "m"), 0);
+    EXPECT_EQ(InsertAnsweredWith(m_service, "0", llRowId), 0);
     EXPECT_EQ(llRowId, 0);
 }
 
 TEST_F(TransportTest, InsertReplyWithLeadingBlanksAndTrailingTextIsReadAsItsLeadingNumber)
 {
-    m_service.AnswerAlways(true, "  4294967297 rows");
-    PT_JSON_IN_PARAM param = MakeParam(kTiles, "{}");
     long long llRowId = 0;
-    EXPECT_EQ(insert_request(param, &llRowId, "m"), 0);
+    EXPECT_EQ(InsertAnsweredWith(m_service, "  4294967297 rows", llRowId), 0);
     EXPECT_EQ(llRowId, 4294967297LL);
 }
 
 TEST_F(TransportTest, InsertReplyThatIsNotANumberLeavesAsStollFailure)
 {
-    m_service.AnswerAlways(true, "not a number");
-    PT_JSON_IN_PARAM param = MakeParam(kTiles, "{}");
     long long llRowId = 5;
-    EXPECT_THROW(insert_request(param, &llRowId, "m"), std::invalid_argument);
+    EXPECT_THROW(InsertAnsweredWith(m_service, "not a number", llRowId), std::invalid_argument);
     EXPECT_EQ(llRowId, 5);
 }
 
 TEST_F(TransportTest, FalseFlagFailsEachRequestWithItsOwnMessage)
 {
     m_service.AnswerAlways(false, "refused");
-    PT_JSON_IN_PARAM param = MakeParam(kTiles, "{}");
-    long long llOut = 7;
-    EXPECT_EQ(insert_request(param, &llOut, "m"), -1);
-    EXPECT_EQ(insert_request_for_bulk_data(param, &llOut, "m"), -1);
-    EXPECT_EQ(update_request_for_bulk_data(param, &llOut, "m"), -1);
-    EXPECT_EQ(delete_request(param, "m"), -1);
-    EXPECT_EQ(llOut, 7);
+    ExpectEveryDataRequestFails(kTiles);
     EXPECT_TRUE(m_log.Has(DLOG_ERROR, "dbus call fail in insert_request"));
     EXPECT_TRUE(m_log.Has(DLOG_ERROR, "dbus call fail in insert_request_for_bulk_data"));
     EXPECT_TRUE(m_log.Has(DLOG_ERROR, "dbus call fail in update_request_for_bulk_data"));
@@ -174,8 +169,9 @@ TEST_F(TransportTest, ServiceErrorReplyIsANullReplyAndMinusOne)
     long long llRowId = 8;
     EXPECT_EQ(insert_request(param, &llRowId, "m"), -1);
     EXPECT_EQ(llRowId, 8);
-    EXPECT_TRUE(m_log.Has(DLOG_ERROR, "g_dbus_proxy_call_sync() failed. GDBus.Error:org.orvik.Error.Failed: "
-                                      "scripted failure"))
+    EXPECT_TRUE(m_log.Has(DLOG_ERROR,
+                          "g_dbus_proxy_call_sync() failed. GDBus.Error:org.orvik.Error.Failed: "
+                          "scripted failure"))
         << m_log.Dump();
     EXPECT_TRUE(m_log.Has(DLOG_ERROR, "ppOutputData is wrong"));
 }

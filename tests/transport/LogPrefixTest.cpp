@@ -21,12 +21,7 @@ protected:
 TEST_F(LogPrefixTest, DataRequestsLogUnderTheirOwnNamesInTheUnit)
 {
     m_service.AnswerAlways(false, "");
-    PT_JSON_IN_PARAM param = MakeParam(kTiles, "{}");
-    long long llOut = 0;
-    EXPECT_EQ(insert_request(param, &llOut, "m"), -1);
-    EXPECT_EQ(insert_request_for_bulk_data(param, &llOut, "m"), -1);
-    EXPECT_EQ(update_request_for_bulk_data(param, &llOut, "m"), -1);
-    EXPECT_EQ(delete_request(param, "m"), -1);
+    ExpectEveryDataRequestFails(kTiles);
     const std::string sFile = "src/client/PelmoDataRequests.cpp";
     for (const char* sFunction :
          {"insert_request", "insert_request_for_bulk_data", "update_request_for_bulk_data", "delete_request"}) {
