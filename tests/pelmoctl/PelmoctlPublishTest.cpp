@@ -16,16 +16,6 @@ std::string ReadText(const std::string& sPath)
     std::ifstream in(sPath);
     return std::string(std::istreambuf_iterator<char>(in), std::istreambuf_iterator<char>());
 }
-
-Json::Value ParseJson(const std::string& sText)
-{
-    Json::Value value;
-    Json::CharReaderBuilder builder;
-    std::string sErrors;
-    std::istringstream in(sText);
-    EXPECT_TRUE(Json::parseFromStream(builder, in, &value, &sErrors)) << sErrors << sText;
-    return value;
-}
 }  // namespace
 
 TEST_F(PelmoctlPublish, RegisterPublishAndGetWorkAsThreeSeparateRuns)

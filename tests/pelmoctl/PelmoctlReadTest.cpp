@@ -13,16 +13,6 @@ using PelmoctlWithdraw = PelmoctlTest;
 using PelmoctlStatus = PelmoctlTest;
 
 namespace {
-Json::Value ParseJson(const std::string& sText)
-{
-    Json::Value value;
-    Json::CharReaderBuilder builder;
-    std::string sErrors;
-    std::istringstream in(sText);
-    EXPECT_TRUE(Json::parseFromStream(builder, in, &value, &sErrors)) << sErrors << sText;
-    return value;
-}
-
 // A document with one section: one tile whose display window is over, one that lasts.
 const char* kHalfExpired = R"({"sections": [{"section_id": 1, "section_title": "News", "tiles": [
   {"tile_id": 1, "tile_title": "Yesterday", "action_data": "app://news/1", "tile_display_until": 1000},

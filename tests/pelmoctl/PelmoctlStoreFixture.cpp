@@ -9,6 +9,7 @@
 #include <filesystem>
 #include <fstream>
 #include <iterator>
+#include <sstream>
 
 void PelmoctlTest::SetUp()
 {
@@ -155,6 +156,16 @@ std::string PelmoctlTest::WriteFile(const std::string& sName, const std::string&
     std::ofstream out(sPath, std::ios::binary);
     out << sText;
     return sPath;
+}
+
+Json::Value ParseJson(const std::string& sText)
+{
+    Json::Value value;
+    Json::CharReaderBuilder builder;
+    std::string sErrors;
+    std::istringstream in(sText);
+    EXPECT_TRUE(Json::parseFromStream(builder, in, &value, &sErrors)) << sErrors << sText;
+    return value;
 }
 
 void ExpectOneLineFailure(const PT_CHILD_RESULT& result, const std::string& sCommand, const std::string& sPart)

@@ -4,6 +4,7 @@
 #pragma once
 
 #include <gtest/gtest.h>
+#include <json/json.h>
 
 #include <string>
 #include <vector>
@@ -50,3 +51,6 @@ protected:
 // The failure contract: exit status 1, nothing on standard output, and exactly one line on
 // standard error that starts with "pelmoctl: COMMAND: " and contains sPart.
 void ExpectOneLineFailure(const PT_CHILD_RESULT& result, const std::string& sCommand, const std::string& sPart);
+
+// What the tool printed as JSON, parsed; a text that is not JSON fails the test (and gives null).
+Json::Value ParseJson(const std::string& sText);
