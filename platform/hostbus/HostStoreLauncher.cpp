@@ -158,12 +158,17 @@ PT_HOST_LAUNCH_RESULT LaunchHostStore(const PT_HOST_LAUNCH& launch)
     return result;
 }
 
-std::string DefaultStoreServicePath()
+std::string RunningProgramPath()
 {
     char sSelf[PATH_MAX];
     const ssize_t n = readlink("/proc/self/exe", sSelf, sizeof sSelf - 1);
-    if (n > 0) {
-        std::string sDir(sSelf, static_cast<size_t>(n));
+    return n > 0 ? std::string(sSelf, static_cast<size_t>(n)) : std::string();
+}
+
+std::string DefaultStoreServicePath()
+{
+    std::string sDir = RunningProgramPath();
+    if (!sDir.empty()) {
         sDir.erase(sDir.rfind('/') + 1);
         const std::string sBeside = sDir + "pelmo-service";
         if (access(sBeside.c_str(), X_OK) == 0) return sBeside;

@@ -1,6 +1,5 @@
 #include "HostStoreMode.h"
 
-#include <limits.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -11,13 +10,6 @@
 #include "HostStoreLauncher.h"
 
 namespace {
-
-std::string SelfPath()
-{
-    char sSelf[PATH_MAX];
-    const ssize_t n = readlink("/proc/self/exe", sSelf, sizeof sSelf - 1);
-    return n > 0 ? std::string(sSelf, static_cast<size_t>(n)) : std::string();
-}
 
 // Creates the directory and its missing parents.
 bool MakeDirectories(const std::string& sPath, std::string& sError)
@@ -51,7 +43,7 @@ int RunWithHostStore(const std::string& sDirectory, const std::vector<std::strin
     if (sDirectory.empty()) return Fail("the directory name is empty");
     std::string sError;
     if (!MakeDirectories(sDirectory, sError)) return Fail(sError);
-    const std::string sSelf = SelfPath();
+    const std::string sSelf = RunningProgramPath();
     if (sSelf.empty()) return Fail("cannot find the pelmoctl program itself");
 
     PT_HOST_LAUNCH launch;

@@ -34,6 +34,9 @@ struct PT_HOST_LAUNCH_RESULT {
 // daemon and the service have groups of their own and are stopped in order afterwards.
 PT_HOST_LAUNCH_RESULT LaunchHostStore(const PT_HOST_LAUNCH& launch);
 
+// The full path of the running program, or "" when the system does not say.
+std::string RunningProgramPath();
+
 // The store service program: beside the running program once installed, else where the build
 // put it.
 std::string DefaultStoreServicePath();
