@@ -4,11 +4,18 @@
 # a first preview document, a changed one and the changed one again, reads the stored preview
 # back, and says what to try next. Each step ends with one line on what the store did.
 # The store stays in build/demo/store for the next steps; nothing keeps running.
+#   demo.sh            without `pelmoctl studio`, whose web server's packages outweigh the rest
+#   demo.sh --studio   also installs libsoup 3 and builds `pelmoctl studio`
 set -euo pipefail
 cd "$(dirname "$0")/.."
 start=$(date +%s)
+case "${1:-}" in
+"") studio=() ;;
+--studio) studio=(--studio) ;;
+*) echo "usage: demo.sh [--studio]" >&2; exit 2 ;;
+esac
 
-bash scripts/setup-deps.sh --demo
+bash scripts/setup-deps.sh --demo "${studio[@]}"
 
 build=build/demo
 # A fresh clone has no build folder yet; the configure log goes beside the build tree.
@@ -25,7 +32,7 @@ set +e
 cmake --build "$build" --target pelmoctl pelmo-service -j "$(nproc)" 2>&1 |
   while IFS= read -r line; do
     case $line in
-      \[*/*\]*) step=${line%%]*}; echo "build: $step] ${line##*/}" ;;
+      \[*/*\]*) step=${line%%]*}; what=${line#*] }; echo "build: $step] ${what##*/}" ;;
       *error*|*Error*|*FAILED*) echo "$line" ;;
     esac
   done
@@ -60,6 +67,10 @@ step "read back: what the store holds for $module (sections and tiles as the hom
 echo "  (all of it: $pelmoctl --host $store get $module)"
 echo
 echo "done in $(( $(date +%s) - start )) s. Try next:"
-echo "  $pelmoctl --host $store studio          # the store as a live home screen in your browser"
+if pkg-config --exists libsoup-3.0; then
+  echo "  $pelmoctl --host $store studio          # the store as a live home screen in your browser"
+else
+  echo "  bash scripts/demo.sh --studio           # adds the live home screen: $pelmoctl --host $store studio"
+fi
 echo "  $pelmoctl --host $store render $module -o /tmp/preview.html"
 echo "  $pelmoctl validate examples/previews/changed.json --module $module"

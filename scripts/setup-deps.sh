@@ -1,15 +1,20 @@
 #!/usr/bin/env bash
 # Installs what the project needs on a Debian 12 machine: everything the build and the tests
-# use, or with --demo only what scripts/demo.sh builds and runs. Idempotent: it installs only
+# use, or with --demo only what scripts/demo.sh builds and runs (--demo --studio: that and
+# libsoup 3 for `pelmoctl studio`). Idempotent: it installs only
 # packages that are missing. Installing needs root: it uses sudo when it is not run as root,
 # and when there is no sudo it prints the apt-get line to run as root instead.
 set -euo pipefail
 
 demo=(
   build-essential cmake ninja-build pkg-config
-  libglib2.0-dev libglib2.0-dev-bin libjsoncpp-dev libsqlite3-dev libsoup-3.0-dev
+  libglib2.0-dev libglib2.0-dev-bin libjsoncpp-dev libsqlite3-dev
   dbus-daemon dbus-bin
 )
+# The studio's web server. On Debian 12 its development package pulls in a profiler's
+# development files with GTK 4, about 250 packages, more than the rest of the demo together:
+# the demo leaves it out unless asked.
+studio=(libsoup-3.0-dev)
 tests=(
   libgtest-dev libgmock-dev googletest libbenchmark-dev
   clang libclang-rt-14-dev llvm
@@ -18,7 +23,11 @@ tests=(
   python3-jsonschema
 )
 need=("${demo[@]}")
-[ "${1:-}" = "--demo" ] || need+=("${tests[@]}")
+case "${1:-} ${2:-}" in
+"--demo --studio") need+=("${studio[@]}") ;;
+"--demo "*) ;;
+*) need+=("${studio[@]}" "${tests[@]}") ;;
+esac
 
 missing=()
 for p in "${need[@]}"; do
