@@ -38,8 +38,9 @@ public:
     // The time every request's statements may take together (a write's from when it has the
     // store to itself). The library's largest requests for a 300-tile preview take a few
     // milliseconds (service/README.md has the figures).
-#ifdef PELMO_SANITIZER_BUILD
-    // Instrumentation makes every step several times slower.
+#if defined(PELMO_SANITIZER_BUILD) || defined(PELMO_EMULATED_TEST_BUILD)
+    // Instrumentation, or a processor emulated by qemu-user in the ARM test runs, makes every
+    // step several times slower.
     static constexpr std::chrono::milliseconds kDefaultBudget{10000};
 #else
     static constexpr std::chrono::milliseconds kDefaultBudget{1000};

@@ -15,6 +15,8 @@
 #include <sstream>
 #include <string>
 
+#include "UserIdMapping.h"
+
 namespace TestAccounts {
 constexpr uid_t kServiceUid = 61501;   // "pelmo", the store's own user
 constexpr uid_t kAppUid = 61502;       // "pelmo-test-app", an application's user
@@ -53,6 +55,10 @@ inline bool Use(std::string& sError)
         return sFailure.empty();
     }
     bDone = true;
+    if (!UserIdMapping::CanBecome({0, kServiceUid, kAppUid, kStrangerUid}, sFailure)) {
+        sError = sFailure;
+        return false;
+    }
     if (unshare(CLONE_NEWNS) != 0 || mount(nullptr, "/", nullptr, MS_REC | MS_PRIVATE, nullptr) != 0) {
         sFailure = std::string("no mount namespace for the test accounts: ") + std::strerror(errno);
         sError = sFailure;

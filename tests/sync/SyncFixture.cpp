@@ -193,7 +193,8 @@ void SortTileKeys(CPreviewSection& section)
 std::string TileLine(int iNumber, uint64_t key, const std::string& sRowId, const std::string& sTitle)
 {
     char sLine[512];
-    snprintf(sLine, sizeof(sLine), "[%2d][%zu][_ID:%s][%s]", iNumber, static_cast<size_t>(key), sRowId.c_str(),
+    // The whole 64-bit key, whatever the width of size_t.
+    snprintf(sLine, sizeof(sLine), "[%2d][%s][_ID:%s][%s]", iNumber, std::to_string(key).c_str(), sRowId.c_str(),
              sTitle.c_str());
     return sLine;
 }
