@@ -58,9 +58,11 @@
 #include "PelmoGDBusUtil.h"
 #include "PreviewAccelerator.h"
 #include "PreviewDataUtil.h"
+#include "PreviewModuleRules.h"
 
 namespace {
-const std::string kModule = "org.example.bench";
+// The module allowed the most tiles, so that the largest size is a document the library accepts.
+const std::string kModule = PreviewModuleRules::kLargeLimitModule;
 
 class CRequestCounter {
 public:
@@ -194,6 +196,11 @@ private:
         const bool bDone = recorder.Start(m_store.GetBus().GetAddress(), m_replay.UniqueName(), sError) &&
                            (operation.step(), recorder.Finish(m_replay.Connection(), vecCalls, sError));
         if (!bDone) std::fprintf(stderr, "pelmo-publish-bench: cannot record %s: %s\n", operation.sKey, sError.c_str());
+        // Every operation reaches the store; one that sent nothing was refused by the library.
+        if (bDone && vecCalls.empty()) {
+            std::fprintf(stderr, "pelmo-publish-bench: %s sent no call (the library refused it)\n", operation.sKey);
+            return false;
+        }
         return bDone;
     }
 

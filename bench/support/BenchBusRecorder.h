@@ -14,6 +14,8 @@
 #include <utility>
 #include <vector>
 
+#include "BenchBusConnection.h"
+
 namespace BenchBusRecorder {
 
 // One method call as it travelled, and the answer it got.
@@ -42,16 +44,9 @@ public:
     // connection) are not recorded, except for the marker that ends a recording.
     bool Start(const std::string& sAddress, const std::string& sIgnoredSender, std::string& sError)
     {
+        m_pConnection = BenchBusConnection::Open(sAddress, "monitor connection", sError);
+        if (m_pConnection == nullptr) return false;
         g_autoptr(GError) pError = nullptr;
-        m_pConnection = g_dbus_connection_new_for_address_sync(
-            sAddress.c_str(),
-            static_cast<GDBusConnectionFlags>(G_DBUS_CONNECTION_FLAGS_AUTHENTICATION_CLIENT |
-                                              G_DBUS_CONNECTION_FLAGS_MESSAGE_BUS_CONNECTION),
-            nullptr, nullptr, &pError);
-        if (m_pConnection == nullptr) {
-            sError = std::string("monitor connection: ") + pError->message;
-            return false;
-        }
         m_sIgnoredSender = sIgnoredSender;
         m_uFilter = g_dbus_connection_add_filter(m_pConnection, &CBusRecorder::Filter, this, nullptr);
         const char* aRules[] = {"type='method_call'", "type='method_return'", "type='error'", nullptr};

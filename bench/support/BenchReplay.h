@@ -12,6 +12,7 @@
 #include <string>
 #include <vector>
 
+#include "BenchBusConnection.h"
 #include "BenchBusRecorder.h"
 #include "PelmoBusNames.h"
 
@@ -60,13 +61,7 @@ public:
     // Opens the client's own connection to the bus at sAddress.
     bool Open(const std::string& sAddress, std::string& sError)
     {
-        g_autoptr(GError) pError = nullptr;
-        m_pConnection = g_dbus_connection_new_for_address_sync(
-            sAddress.c_str(),
-            static_cast<GDBusConnectionFlags>(G_DBUS_CONNECTION_FLAGS_AUTHENTICATION_CLIENT |
-                                              G_DBUS_CONNECTION_FLAGS_MESSAGE_BUS_CONNECTION),
-            nullptr, nullptr, &pError);
-        if (m_pConnection == nullptr) sError = std::string("replay connection: ") + pError->message;
+        m_pConnection = BenchBusConnection::Open(sAddress, "replay connection", sError);
         return m_pConnection != nullptr;
     }
 
