@@ -9,9 +9,10 @@ namespace BenchPreview {
 
 // A preview of `iSections` sections of `iTilesPerSection` tiles. `iVariant` changes every title
 // and action, so two variants share no tile; in each section the first `iChangedPerSection`
-// tiles get another title, which makes them new tiles to the store.
+// tiles get another title, which makes them new tiles to the store, and so does every
+// `iChangeEvery`-th tile of the whole document (counted from its first) when that is positive.
 inline std::string MakeDocument(int iVariant = 0, int iChangedPerSection = 0, int iSections = 10,
-                                int iTilesPerSection = 20)
+                                int iTilesPerSection = 20, int iChangeEvery = 0)
 {
     const std::string sVariant = iVariant == 0 ? "" : " v" + std::to_string(iVariant);
     Json::Value root;
@@ -21,7 +22,8 @@ inline std::string MakeDocument(int iVariant = 0, int iChangedPerSection = 0, in
         section["section_title"] = "Section " + std::to_string(s) + sVariant;
         section["section_position"] = s;
         for (int t = 0; t < iTilesPerSection; ++t) {
-            const bool bChanged = t < iChangedPerSection;
+            const bool bChanged =
+                t < iChangedPerSection || (iChangeEvery > 0 && (s * iTilesPerSection + t) % iChangeEvery == 0);
             const std::string sNumber = std::to_string(s * 100 + t);
             Json::Value tile;
             tile["tile_id"] = s * 100 + t;
