@@ -4,8 +4,10 @@
 
 #include <algorithm>
 #include <cinttypes>
+#include <iterator>
 #include <string_view>
 #include <utility>
+#include <vector>
 
 #include "PelmoAPI.h"
 #include "PreviewDataUtil.h"
@@ -43,14 +45,13 @@ namespace PreviewTileRows {
 void MakeUpdatedTileJson(const std::string& sModuleName, PreviewRequestText::CRowsDocument& rows, CPreviewTile& newTile)
 {
     using namespace TilesModel::Tiles;
-    // The columns a common tile may change, in the order they are written. The title and the
-    // other key columns are what made the tile common, so they are never rewritten here.
+    // The columns a common tile may change. The title and the other key columns are what made
+    // the tile common, so they are never rewritten here.
     enum class Rule { kAsIs, kInteger, kFlag, kActionType, kPublicExtra };
     struct PT_COLUMN {
         std::string sName;
         Rule rule;
     };
-    // As strings, so that finding them in the tile's map allocates nothing.
     static const PT_COLUMN kColumns[] = {
         {TILE_ID, Rule::kInteger},
         {TILE_TYPE, Rule::kAsIs},
@@ -70,8 +71,21 @@ void MakeUpdatedTileJson(const std::string& sModuleName, PreviewRequestText::CRo
         {TILE_EXTRA, Rule::kAsIs},
         {TILE_ACTION_PRE_PLAY, Rule::kPublicExtra},
     };
-    for (const PT_COLUMN& column : kColumns) {
-        const std::string& sValue = newTile.m_mapProperty[column.sName].second;
+    // In the order of their names, which is the order of the tile's map and of the row's text:
+    // the map is walked once instead of searched per column, and each member is appended.
+    static const std::vector<PT_COLUMN> kByName = [] {
+        std::vector<PT_COLUMN> vecColumns(std::begin(kColumns), std::end(kColumns));
+        std::sort(vecColumns.begin(), vecColumns.end(),
+                  [](const PT_COLUMN& a, const PT_COLUMN& b) { return a.sName < b.sName; });
+        return vecColumns;
+    }();
+    PropertyMap& mapTile = newTile.m_mapProperty;
+    auto it = mapTile.begin();
+    for (const PT_COLUMN& column : kByName) {
+        while (it != mapTile.end() && it->first < column.sName) ++it;
+        // A column the tile lacks is added empty, as a map lookup by subscript does.
+        if (it == mapTile.end() || it->first != column.sName) it = mapTile.try_emplace(it, column.sName);
+        const std::string& sValue = it->second.second;
         if (sValue.empty() || sValue == "null") continue;
         switch (column.rule) {
             case Rule::kAsIs:

@@ -15,23 +15,63 @@
 
 namespace PreviewRequestText {
 namespace {
-// Appends the quoted text. Printable ASCII other than the quote and the backslash needs no
-// escape, so such a text (nearly all of them) is copied between quotes as it is; any other
-// text goes through the library's own quoting.
+// The escape of a byte that the library's quoting writes as a two-character escape, or 0.
+char ShortEscape(char c)
+{
+    switch (c) {
+        case '"':
+            return '"';
+        case '\\':
+            return '\\';
+        case '\b':
+            return 'b';
+        case '\f':
+            return 'f';
+        case '\n':
+            return 'n';
+        case '\r':
+            return 'r';
+        case '\t':
+            return 't';
+        default:
+            return 0;
+    }
+}
+
+// Appends the quoted text. A text of printable ASCII and the bytes with a two-character escape
+// (nearly all of them: the tiles' extra holds quotes and a line feed) is written here; any
+// other text (other control bytes, DEL, anything past ASCII) goes through the library's own
+// quoting, which decides how to write those.
 bool AppendQuoted(const char* pBegin, const char* pEnd, std::string& sOut)
 {
-    const char* p = pBegin;
-    while (p != pEnd && *p >= 0x20 && *p < 0x7f && *p != '"' && *p != '\\') ++p;
-    if (p == pEnd) {
-        sOut += '"';
-        sOut.append(pBegin, static_cast<size_t>(pEnd - pBegin));
-        sOut += '"';
-        return true;
+    bool bEscapes = false;
+    for (const char* p = pBegin; p != pEnd; ++p) {
+        if (*p >= 0x20 && *p < 0x7f && *p != '"' && *p != '\\') continue;
+        if (ShortEscape(*p) == 0) {
+            // The library's quoting takes a NUL-terminated text; a NUL inside would cut it short.
+            const size_t uLength = static_cast<size_t>(pEnd - pBegin);
+            if (std::memchr(pBegin, '\0', uLength) != nullptr) return false;
+            sOut += Json::valueToQuotedString(std::string(pBegin, uLength).c_str());
+            return true;
+        }
+        bEscapes = true;
     }
-    // The library's quoting takes a NUL-terminated text; a NUL inside would cut it short.
-    const size_t uLength = static_cast<size_t>(pEnd - pBegin);
-    if (std::memchr(pBegin, '\0', uLength) != nullptr) return false;
-    sOut += Json::valueToQuotedString(std::string(pBegin, uLength).c_str());
+    sOut += '"';
+    if (!bEscapes) {
+        sOut.append(pBegin, static_cast<size_t>(pEnd - pBegin));
+    } else {
+        const char* pRun = pBegin;
+        for (const char* p = pBegin; p != pEnd; ++p) {
+            const char cEscape = ShortEscape(*p);
+            if (cEscape == 0) continue;
+            sOut.append(pRun, static_cast<size_t>(p - pRun));
+            sOut += '\\';
+            sOut += cEscape;
+            pRun = p + 1;
+        }
+        sOut.append(pRun, static_cast<size_t>(pEnd - pRun));
+    }
+    sOut += '"';
     return true;
 }
 }  // namespace
