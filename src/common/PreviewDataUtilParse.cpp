@@ -180,8 +180,10 @@ namespace PreviewTileFields {
 // gives, and its log line.
 void GetPropertyByJson(CTileSlots& slots, std::string_view sKey, PropertyValue* pSlot, const Json::Value& value)
 {
+    // The text is made in the column itself when the tile has it, without a copy in between.
+    std::string sOwnText;
+    std::string& sText = pSlot != nullptr ? pSlot->second : sOwnText;
     int iType;
-    std::string sText;
     if (value.isNull()) {
         return;
     } else if (value.isBool()) {
@@ -202,13 +204,22 @@ void GetPropertyByJson(CTileSlots& slots, std::string_view sKey, PropertyValue* 
         iType = JSON_VALUE_STRING;
         const char* pBegin = nullptr;
         const char* pEnd = nullptr;
-        if (value.getString(&pBegin, &pEnd)) sText.assign(pBegin, pEnd);
+        if (value.getString(&pBegin, &pEnd)) {
+            sText.assign(pBegin, pEnd);
+        } else {
+            sText.clear();
+        }
     } else {
         iType = JSON_VALUE_NONE;
+        sText.clear();
     }
     // Member names are stored NUL-terminated, so the name's data is a C string.
     PELMO_LOGD("key : %s, value : %s", sKey.data(), sText.c_str());
-    slots.Store(sKey, pSlot, iType, sText);
+    if (pSlot != nullptr) {
+        pSlot->first = iType;
+    } else {
+        slots.Store(sKey, nullptr, iType, sText);
+    }
 }
 }  // namespace PreviewTileFields
 }  // namespace

@@ -16,7 +16,7 @@
 namespace PreviewRequestText {
 namespace {
 // The escape of a byte that the library's quoting writes as a two-character escape, or 0.
-char ShortEscape(char c)
+constexpr char ShortEscape(unsigned char c)
 {
     switch (c) {
         case '"':
@@ -38,31 +38,49 @@ char ShortEscape(char c)
     }
 }
 
+// Per byte: 0 written as it is, 1 a two-character escape, 2 left to the library's quoting.
+struct PT_BYTE_CLASSES {
+    unsigned char aClass[256];
+};
+constexpr PT_BYTE_CLASSES MakeByteClasses()
+{
+    PT_BYTE_CLASSES classes{};
+    for (int i = 0; i < 256; ++i) {
+        const unsigned char c = static_cast<unsigned char>(i);
+        if (ShortEscape(c) != 0) {
+            classes.aClass[i] = 1;
+        } else {
+            classes.aClass[i] = c >= 0x20 && c < 0x7f ? 0 : 2;
+        }
+    }
+    return classes;
+}
+constexpr PT_BYTE_CLASSES kByteClasses = MakeByteClasses();
+
 // Appends the quoted text. A text of printable ASCII and the bytes with a two-character escape
 // (nearly all of them: the tiles' extra holds quotes and a line feed) is written here; any
 // other text (other control bytes, DEL, anything past ASCII) goes through the library's own
 // quoting, which decides how to write those.
 bool AppendQuoted(const char* pBegin, const char* pEnd, std::string& sOut)
 {
-    bool bEscapes = false;
-    for (const char* p = pBegin; p != pEnd; ++p) {
-        if (*p >= 0x20 && *p < 0x7f && *p != '"' && *p != '\\') continue;
-        if (ShortEscape(*p) == 0) {
-            // The library's quoting takes a NUL-terminated text; a NUL inside would cut it short.
-            const size_t uLength = static_cast<size_t>(pEnd - pBegin);
-            if (std::memchr(pBegin, '\0', uLength) != nullptr) return false;
-            sOut += Json::valueToQuotedString(std::string(pBegin, uLength).c_str());
-            return true;
-        }
-        bEscapes = true;
+    const unsigned char* const pFirst = reinterpret_cast<const unsigned char*>(pBegin);
+    const unsigned char* const pLast = reinterpret_cast<const unsigned char*>(pEnd);
+    unsigned uSeen = 0;
+    for (const unsigned char* p = pFirst; p != pLast; ++p) uSeen |= kByteClasses.aClass[*p];
+    if ((uSeen & 2) != 0) {
+        // The library's quoting takes a NUL-terminated text; a NUL inside would cut it short.
+        const size_t uLength = static_cast<size_t>(pEnd - pBegin);
+        if (std::memchr(pBegin, '\0', uLength) != nullptr) return false;
+        sOut += Json::valueToQuotedString(std::string(pBegin, uLength).c_str());
+        return true;
     }
     sOut += '"';
-    if (!bEscapes) {
+    if (uSeen == 0) {
         sOut.append(pBegin, static_cast<size_t>(pEnd - pBegin));
     } else {
         const char* pRun = pBegin;
         for (const char* p = pBegin; p != pEnd; ++p) {
-            const char cEscape = ShortEscape(*p);
+            const char cEscape = ShortEscape(static_cast<unsigned char>(*p));
             if (cEscape == 0) continue;
             sOut.append(pRun, static_cast<size_t>(p - pRun));
             sOut += '\\';
