@@ -57,6 +57,8 @@ constexpr PT_BYTE_CLASSES MakeByteClasses()
 }
 constexpr PT_BYTE_CLASSES kByteClasses = MakeByteClasses();
 
+}  // namespace
+
 // Appends the quoted text. A text of printable ASCII and the bytes with a two-character escape
 // (nearly all of them: the tiles' extra holds quotes and a line feed) is written here; any
 // other text (other control bytes, DEL, anything past ASCII) goes through the library's own
@@ -92,7 +94,6 @@ bool AppendQuoted(const char* pBegin, const char* pEnd, std::string& sOut)
     sOut += '"';
     return true;
 }
-}  // namespace
 }  // namespace PreviewRequestText
 
 namespace {
