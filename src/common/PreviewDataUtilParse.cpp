@@ -175,17 +175,12 @@ private:
     std::vector<PropertyValue*> m_vecSlot;
 };
 
-namespace PreviewTileFields {
-// One member of a tile into its column: the type and text that the member function of this name
-// gives, and its log line.
-void GetPropertyByJson(CTileSlots& slots, std::string_view sKey, PropertyValue* pSlot, const Json::Value& value)
+// A member's value as a property holds it: its value type and text. False, with the text left
+// as it was, for null, which sets nothing.
+bool PropertyText(const Json::Value& value, int& iType, std::string& sText)
 {
-    // The text is made in the column itself when the tile has it, without a copy in between.
-    std::string sOwnText;
-    std::string& sText = pSlot != nullptr ? pSlot->second : sOwnText;
-    int iType;
     if (value.isNull()) {
-        return;
+        return false;
     } else if (value.isBool()) {
         iType = JSON_VALUE_BOOL;
         sText = CPreviewDataUtil::m_mapBoolToString[value.asBool()];
@@ -213,6 +208,19 @@ void GetPropertyByJson(CTileSlots& slots, std::string_view sKey, PropertyValue* 
         iType = JSON_VALUE_NONE;
         sText.clear();
     }
+    return true;
+}
+
+namespace PreviewTileFields {
+// One member of a tile into its column: the type and text that the member function of this name
+// gives, and its log line.
+void GetPropertyByJson(CTileSlots& slots, std::string_view sKey, PropertyValue* pSlot, const Json::Value& value)
+{
+    // The text is made in the column itself when the tile has it, without a copy in between.
+    std::string sOwnText;
+    std::string& sText = pSlot != nullptr ? pSlot->second : sOwnText;
+    int iType;
+    if (!PropertyText(value, iType, sText)) return;
     // Member names are stored NUL-terminated, so the name's data is a C string.
     PELMO_LOGD("key : %s, value : %s", sKey.data(), sText.c_str());
     if (pSlot != nullptr) {
@@ -315,28 +323,7 @@ void CPreviewDataUtil::GetPropertyByJson(CPreviewAccelerator& accelerator, const
 {
     int iType;
     std::string sText;
-    if (value.isNull()) {
-        return;
-    } else if (value.isBool()) {
-        iType = JSON_VALUE_BOOL;
-        sText = m_mapBoolToString[value.asBool()];
-    } else if (value.isInt()) {
-        iType = JSON_VALUE_INT;
-        sText = std::to_string(value.asInt());
-    } else if (value.isUInt()) {
-        iType = JSON_VALUE_UINT;
-        sText = std::to_string(value.asUInt());
-    } else if (value.isDouble() || value.isIntegral() || value.isNumeric()) {
-        iType = JSON_VALUE_DOUBLE;
-        std::ostringstream stream;
-        stream << value.asDouble();
-        sText = stream.str();
-    } else if (value.isString()) {
-        iType = JSON_VALUE_STRING;
-        sText = value.asString();
-    } else {
-        iType = JSON_VALUE_NONE;
-    }
+    if (!PropertyText(value, iType, sText)) return;
     PELMO_LOGD("key : %s, value : %s", sKey.c_str(), sText.c_str());
     accelerator.AddProperty(sKey, iType, sText, iDepth);
 }

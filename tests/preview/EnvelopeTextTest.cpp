@@ -7,6 +7,7 @@
 #include <random>
 #include <string>
 
+#include "RandomTexts.h"
 #include "RequestEnvelopeText.h"
 
 namespace {
@@ -15,40 +16,10 @@ std::string LibraryText(const Json::Value& value)
     return Json::StyledWriter().write(value);
 }
 
-// Texts that exercise the quoting and the line lengths: plain, quotes and backslashes, slashes,
-// control bytes, DEL, multi-byte and broken UTF-8, NUL, empty, and long pieces.
+// The odd bytes are kept rare, so that most envelopes are written here, not by the library.
 std::string RandomText(std::mt19937& random)
 {
-    static const std::string kPieces[] = {"a",
-                                          "tile_section_raw_id=?",
-                                          "7",
-                                          " ",
-                                          "\"",
-                                          "\\",
-                                          "/",
-                                          "\n",
-                                          "\t",
-                                          "\x01",
-                                          "\x1f",
-                                          "\x7f",
-                                          "\xc3\xa9",
-                                          "\xe2\x82\xac",
-                                          "\xf0\x9f\x8e\xac",
-                                          "\xc3",
-                                          "\xff",
-                                          "content://org.orvik.pelmo/tiles",
-                                          std::string("\0", 1)};
-    std::uniform_int_distribution<int> count(0, 5);
-    std::uniform_int_distribution<size_t> pick(0, sizeof kPieces / sizeof kPieces[0] - 1);
-    std::uniform_int_distribution<int> rare(0, 19);
-    std::string sText;
-    for (int i = count(random); i > 0; --i) {
-        size_t uPiece = pick(random);
-        // NUL and the odd bytes are kept rarer, so that most arrays are written here, not by the library.
-        if (uPiece >= 9 && rare(random) != 0) uPiece = 0;
-        sText += kPieces[uPiece];
-    }
-    return sText;
+    return RandomTexts::Make(random, 5, 20);
 }
 
 Json::Value RandomValue(std::mt19937& random, int iDepth)

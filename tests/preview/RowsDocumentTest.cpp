@@ -9,6 +9,7 @@
 #include <vector>
 
 #include "PreviewRequestText.h"
+#include "RandomTexts.h"
 
 namespace {
 std::string LibraryText(const Json::Value& document)
@@ -16,40 +17,9 @@ std::string LibraryText(const Json::Value& document)
     return Json::writeString(Json::StreamWriterBuilder(), document);
 }
 
-// Texts that exercise the quoting: plain, quotes and backslashes, slashes, control bytes, DEL,
-// multi-byte UTF-8 (two, three and four bytes), broken UTF-8, NUL, and empty.
 std::string RandomText(std::mt19937& random)
 {
-    static const std::string kPieces[] = {"a",
-                                          "tile_title",
-                                          "Z9",
-                                          " ",
-                                          "\"",
-                                          "\\",
-                                          "/",
-                                          "\n",
-                                          "\r",
-                                          "\t",
-                                          "\b",
-                                          "\f",
-                                          "\x01",
-                                          "\x1f",
-                                          "\x7f",
-                                          "\xc3\xa9",
-                                          "\xe2\x82\xac",
-                                          "\xf0\x9f\x8e\xac",
-                                          "\xc3",
-                                          "\xff",
-                                          "\xed\xa0\x80",
-                                          "16:9",
-                                          "app://x/play?id=1&v=2",
-                                          "{\"is_resumable\":false,\"video_url\":\"\"}\n",
-                                          std::string("\0", 1)};
-    std::uniform_int_distribution<int> count(0, 6);
-    std::uniform_int_distribution<size_t> pick(0, sizeof kPieces / sizeof kPieces[0] - 1);
-    std::string sText;
-    for (int i = count(random); i > 0; --i) sText += kPieces[pick(random)];
-    return sText;
+    return RandomTexts::Make(random, 6, 1);
 }
 
 // Mostly the store's column names, so that rows share and repeat names as real rows do.
