@@ -3,15 +3,46 @@
 #include "PelmoAPI.h"
 
 #include <app_common.h>
+#include <glib.h>
 
 #include <cstdlib>
 #include <exception>
 #include <stdexcept>
 
 #include "PelmoAPIUnit.h"
+#include "RequestEnvelopeText.h"
 #include "SendableText.h"
 
 namespace {
+bool IsSendable(const char* pBegin, const char* pEnd)
+{
+    return g_utf8_validate_len(pBegin, static_cast<gssize>(pEnd - pBegin), nullptr);
+}
+
+// True when every text and member name of the envelope may travel. Every request checks its
+// envelope and nearly all pass, so this walk builds no member paths and copies no texts; only a
+// failing envelope is walked again, by CheckEnvelopeTexts, for the message that names the member.
+bool AllEnvelopeTextsSendable(const Json::Value& value)
+{
+    if (value.isString()) {
+        const char* pBegin = nullptr;
+        const char* pEnd = nullptr;
+        return value.getString(&pBegin, &pEnd) && IsSendable(pBegin, pEnd);
+    }
+    if (value.isArray()) {
+        for (const Json::Value& element : value) {
+            if (!AllEnvelopeTextsSendable(element)) return false;
+        }
+    } else if (value.isObject()) {
+        for (auto it = value.begin(); it != value.end(); ++it) {
+            const char* pEnd = nullptr;
+            const char* pBegin = it.memberName(&pEnd);
+            if (pBegin == nullptr || !IsSendable(pBegin, pEnd) || !AllEnvelopeTextsSendable(*it)) return false;
+        }
+    }
+    return true;
+}
+
 // The JSON writer would write a text that is not UTF-8 with replacement characters, so that the
 // store would see another condition or argument than the caller gave; such an envelope is not
 // made at all. sPath names the member for the error line.
@@ -58,9 +89,8 @@ std::string CreateInputJsonStr(Json::Value& object, PT_JSON_IN_PARAM& param)
         for (const std::string& sArg : param.where_args) {
             object["where_args"].append(sArg);
         }
-        CheckEnvelopeTexts(object, "");
-        Json::StyledWriter writer;
-        return writer.write(object);
+        if (!AllEnvelopeTextsSendable(object)) CheckEnvelopeTexts(object, "");
+        return RequestEnvelopeText::WriteStyled(object);
     } catch (const std::exception& e) {
         PELMO_LOGE("Error in json: %s", e.what());
     }

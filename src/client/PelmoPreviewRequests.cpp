@@ -3,32 +3,30 @@
 
 #include <cstdlib>
 #include <cstring>
+#include <stdexcept>
 #include <string>
+#include <string_view>
 
 #include "PelmoAPI.h"
 #include "PelmoAPIInternal.h"
 #include "PelmoAPIUnit.h"
 #include "PreviewAccelerator.h"
 #include "PreviewDataUtil.h"
+#include "PreviewDocumentRead.h"
 
-extern "C" int set_preview_metadata(const char* json_str, const char* module_name)
+namespace {
+namespace PreviewEntry {
+// The publish over the caller's text as it is: a copy of a document this size, and its free,
+// cost more than reading a tile of it. Named like the entry point whose log lines it writes.
+int update_json_str_to_preview_db(const char* pJson, size_t uLength, const std::string& sModuleName)
 {
-    // The module name is turned into a string first; a null pointer for either raises the
-    // standard library's logic error, which callers of this entry point rely on seeing.
-    std::string sModuleName(module_name);
-    std::string sJsonStr(json_str);
-    return update_json_str_to_preview_db(sJsonStr, sModuleName);
-}
-
-extern "C" int update_json_str_to_preview_db(std::string& sJsonStr, std::string& sModuleName)
-{
-    PELMO_LOGI("sModuleName : %s, sJsonStr : %s", sModuleName.c_str(), sJsonStr.c_str());
+    PELMO_LOGI("sModuleName : %s, sJsonStr : %s", sModuleName.c_str(), pJson);
     if (sModuleName.empty()) {
         PELMO_LOGE("ERROR: module name is empty");
         return 0;
     }
     CPreviewDataUtil util;
-    if (sJsonStr == "{}") {
+    if (std::string_view(pJson, uLength) == "{}") {
         // The application withdraws its preview: its sections and tiles go, its accelerator stays.
         PELMO_LOGD("json str is '{}'.");
         util.DeleteAcceleratorItem(sModuleName);
@@ -41,7 +39,7 @@ extern "C" int update_json_str_to_preview_db(std::string& sJsonStr, std::string&
     if (it != newAccelerator.m_mapProperty.end()) {
         it->second = PropertyValue{JSON_VALUE_STRING, sModuleName};
     }
-    if (!util.GetPreviewDataUsingJsonStr(sJsonStr, newAccelerator, sModuleName)) {
+    if (!PreviewDocumentRead::GetPreviewDataUsingJsonStr(util, pJson, uLength, newAccelerator, sModuleName)) {
         PELMO_LOGE("ERROR, GetPreviewDataUsingJsonStr failed. [%s]", sModuleName.c_str());
         return 0;
     }
@@ -59,6 +57,23 @@ extern "C" int update_json_str_to_preview_db(std::string& sJsonStr, std::string&
     sendCompleteEvent(sModuleName);
     PELMO_LOGI("update_json_str_to_preview_db finished");
     return 1;
+}
+}  // namespace PreviewEntry
+}  // namespace
+
+extern "C" int set_preview_metadata(const char* json_str, const char* module_name)
+{
+    // The module name is turned into a string first; a null pointer for either raises the
+    // standard library's logic error, which callers of this entry point rely on seeing. The
+    // document itself is read where it is.
+    std::string sModuleName(module_name);
+    if (json_str == nullptr) throw std::logic_error("basic_string: construction from null is not valid");
+    return PreviewEntry::update_json_str_to_preview_db(json_str, std::strlen(json_str), sModuleName);
+}
+
+extern "C" int update_json_str_to_preview_db(std::string& sJsonStr, std::string& sModuleName)
+{
+    return PreviewEntry::update_json_str_to_preview_db(sJsonStr.c_str(), sJsonStr.size(), sModuleName);
 }
 
 extern "C" char* get_preview_metadata(const char* pkg_name)

@@ -13,6 +13,13 @@
 
 namespace {
 std::atomic<int> s_iCallTimeoutMs{kPelmoDefaultCallTimeoutMs};
+
+// A string value (floating) of a text known to be valid UTF-8 without NUL.
+GVariant* CheckedString(const std::string& sText)
+{
+    g_autoptr(GBytes) pBytes = g_bytes_new(sText.c_str(), sText.size() + 1);
+    return g_variant_new_from_bytes(G_VARIANT_TYPE_STRING, pBytes, TRUE);
+}
 }  // namespace
 
 int PelmoCallTimeoutMs()
@@ -170,8 +177,10 @@ GVariant* CPelmoGDBusUtil::SendMessageViaDBUS(const std::string& sBusName, const
 
     // Held here, not left floating for the call to consume: a send that fails before the call
     // drops it too, so that a host retrying against a missing service does not leak per request.
-    g_autoptr(GVariant) pParams =
-        g_variant_ref_sink(g_variant_new("(sss)", sFunctionName.c_str(), sModuleName.c_str(), sInput.c_str()));
+    // The three texts were just checked, so GLib is told so rather than checking each once more
+    // (for a bulk update that is close to 100 KB of UTF-8 scanned again); the value is the same.
+    GVariant* aValues[] = {CheckedString(sFunctionName), CheckedString(sModuleName), CheckedString(sInput)};
+    g_autoptr(GVariant) pParams = g_variant_ref_sink(g_variant_new_tuple(aValues, 3));
 
     if (!CreateProxy(sBusName)) {
         PELMO_LOGE("Create Proxy Failed");

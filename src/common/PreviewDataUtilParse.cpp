@@ -1,23 +1,37 @@
 // Reading a preview document into the model.
 #include <pelmo/TilesModel.h>
 
+#include <algorithm>
 #include <cinttypes>
 #include <cstdlib>
 #include <exception>
 #include <sstream>
+#include <string_view>
+#include <vector>
 
 #include "PreviewDataUtil.h"
 #include "PreviewDataUtilUnit.h"
+#include "PreviewDocumentRead.h"
 #include "PreviewModuleRules.h"
+#include "PreviewRequestText.h"
 
 bool CPreviewDataUtil::GetPreviewDataUsingJsonStr(std::string sJsonStr, CPreviewAccelerator& accelerator,
                                                   std::string sModuleName)
 {
-    PELMO_LOGI("sJsonStr : %s", sJsonStr.c_str());
+    return PreviewDocumentRead::GetPreviewDataUsingJsonStr(*this, sJsonStr.data(), sJsonStr.size(), accelerator,
+                                                           sModuleName);
+}
+
+bool PreviewDocumentRead::GetPreviewDataUsingJsonStr(CPreviewDataUtil& util, const char* pText, size_t uLength,
+                                                     CPreviewAccelerator& accelerator, const std::string& sModuleName)
+{
+    // The text is logged up to its first NUL byte, as a C string.
+    PELMO_LOGI("sJsonStr : %s", pText);
     try {
         Json::Reader reader;
         Json::Value root;
-        if (!reader.parse(sJsonStr, root, true)) {
+        // Parsed in place: the reader's text overload would copy the whole text first.
+        if (!reader.parse(pText, pText + uLength, root, true)) {
             PELMO_LOGE("Failed to parse Json : %s", reader.getFormattedErrorMessages().c_str());
             return false;
         }
@@ -31,10 +45,10 @@ bool CPreviewDataUtil::GetPreviewDataUsingJsonStr(std::string sJsonStr, CPreview
         for (const Json::Value& section : root["sections"]) {
             if (!section.isObject()) continue;
             accelerator.AddProperty("", JSON_VALUE_NONE, "", 3);
-            GetSectionsByJson(accelerator, section, iTileCount);
+            util.GetSectionsByJson(accelerator, section, iTileCount);
         }
         PELMO_LOGI("Total tiles count: %d", iTileCount);
-        const int iLimit = GetTileLimit(sModuleName);
+        const int iLimit = CPreviewDataUtil::GetTileLimit(sModuleName);
         if (iTileCount > iLimit) {
             PELMO_LOGE("ERROR, Preview tiles count over limit (Limit: %d)", iLimit);
             return false;
@@ -79,89 +93,97 @@ void CPreviewDataUtil::GetSectionsByJson(CPreviewAccelerator& accelerator, const
     }
 }
 
-void CPreviewDataUtil::GetTilesByJson(CPreviewAccelerator& accelerator, const Json::Value& tile)
+namespace {
+// The tile's columns in the order of its property map, taken once from a default tile: building
+// a reference tile per tile cost more than the rest of the tile's reading.
+const PropertyMap& ReferenceTile()
 {
-    using namespace TilesModel::Tiles;
-    // The tile's columns, taken once from a default tile: building a reference tile per tile
-    // cost more than the rest of the tile's reading.
-    static const PropertyMap reference = CPreviewTile().m_mapProperty;
-    // Names compared for every member of every tile, as strings so that a comparison starts
-    // with the lengths.
-    static const std::string kTitle = TILE_TITLE, kSubtitle = TILE_SUBTITLE, kImageUrl = TILE_IMAGE_URL,
-                             kActionData = "action_data", kDisplayFrom = TILE_DISPLAY_FROM,
-                             kDisplayUntil = TILE_DISPLAY_UNTIL, kActionPlay = TILE_ACTION_PLAY,
-                             kPublicExtra = "public_extra", kSourceIcon = "source_icon",
-                             kModuleKey = TilesInternalModel::Accelerators::ACCELERATOR_APP_PKG_NAME;
-    Json::Value publicExtra;
-    std::string sTitle, sSubtitle, sImageUrl, sAction, sDisplayFrom, sDisplayUntil, sSkyvaneAction;
-    const std::string& sModule = accelerator.m_mapProperty[kModuleKey].second;
-    const bool bSkyvane = PreviewModuleRules::PlayColumnIsPartOfTheKey(sModule);
-
-    // Object iteration visits members in ascending byte order of their names.
-    for (auto it = tile.begin(); it != tile.end(); ++it) {
-        const Json::Value& value = *it;
-        if (value.isObject()) continue;
-        const std::string sName = it.name();
-        if (sName == kTitle) {
-            sTitle = value.asString();
-        } else if (sName == kSubtitle) {
-            sSubtitle = value.asString();
-        } else if (sName == kImageUrl) {
-            sImageUrl = value.asString();
-        } else if (sName == kActionData) {
-            sAction = value.asString();
-        } else if (sName == kDisplayFrom) {
-            sDisplayFrom = value.asString();
-        } else if (sName == kDisplayUntil) {
-            sDisplayUntil = value.asString();
-        }
-        if (bSkyvane && sName == kActionPlay) sSkyvaneAction = value.asString();
-
-        if (sName == kPublicExtra || sName == kActionData || sName == kSourceIcon ||
-            reference.find(sName) != reference.end()) {
-            GetPropertyByJson(accelerator, sName, value, 0);
-        } else {
-            PELMO_LOGD("key(%s) is expended", sName.c_str());
-            publicExtra[sName] = value;
-        }
-    }
-
-    try {
-        if (publicExtra["is_resumable"].isNull()) publicExtra["is_resumable"] = false;
-        if (publicExtra["video_url"].isNull()) publicExtra["video_url"] = "";
-        Json::FastWriter writer;
-        const std::string sPublicExtra = writer.write(publicExtra);
-        PELMO_LOGD("Public extra data: (%s)", sPublicExtra.c_str());
-        accelerator.AddProperty("public_extra", JSON_VALUE_STRING, sPublicExtra, 0);
-    } catch (const std::exception&) {
-        PELMO_LOGE("Exception Caught");
-    }
-
-    // For that app the tile's action is its play column, not its action data.
-    if (bSkyvane) sAction = sSkyvaneAction;
-
-    if (accelerator.m_vecSection.empty() || !accelerator.m_vecSection.back()) return;
-    std::shared_ptr<CPreviewSection> pSection = accelerator.m_vecSection.back();
-    if (pSection->m_vecTile.empty() || !pSection->m_vecTile.back()) return;
-
-    if (PreviewModuleRules::DisplayPeriodIsPartOfTheKey(sModule)) sAction += sDisplayFrom + sDisplayUntil;
-    const uint64_t hash = CalcTileHash(sTitle, sSubtitle, sImageUrl, sAction);
-    PELMO_LOGD("Hash:[%" PRIu64 "]\ntitle:[%s]\nsubtitle:[%s]\nimageUrl:[%s]\nactionPlayUrl:[%s]", hash,
-               sTitle.c_str(), sSubtitle.c_str(), sImageUrl.c_str(), sAction.c_str());
-    pSection->m_vecTile.back()->m_hash = hash;
-    pSection->m_vecTileHash.push_back(hash);
+    static const PropertyMap kReference = CPreviewTile().m_mapProperty;
+    return kReference;
 }
 
-void CPreviewDataUtil::GetPropertyByJson(CPreviewAccelerator& accelerator, const std::string& sKey,
-                                         const Json::Value& value, int iDepth)
+const std::vector<std::string_view>& TileColumns()
 {
-    int iType;
-    std::string sText;
+    static const std::vector<std::string_view> kColumns = [] {
+        std::vector<std::string_view> vecColumns;
+        for (const auto& property : ReferenceTile()) vecColumns.emplace_back(property.first);
+        return vecColumns;
+    }();
+    return kColumns;
+}
+
+// The position of a column among TileColumns(), or -1.
+int TileColumnIndex(std::string_view sName)
+{
+    const std::vector<std::string_view>& vecColumns = TileColumns();
+    const auto it = std::lower_bound(vecColumns.begin(), vecColumns.end(), sName);
+    return it != vecColumns.end() && *it == sName ? static_cast<int>(it - vecColumns.begin()) : -1;
+}
+
+// The public extra of a tile without members of its own: two defaults, in the compact writer's
+// layout, written once by that writer.
+const std::string& DefaultPublicExtra()
+{
+    static const std::string kText = [] {
+        Json::Value publicExtra;
+        publicExtra["is_resumable"] = false;
+        publicExtra["video_url"] = "";
+        return Json::FastWriter().write(publicExtra);
+    }();
+    return kText;
+}
+
+// The property of the tile being read, per column; all null where the tile's map is not the
+// default set of columns (then every property goes through AddProperty as it always did).
+class CTileSlots {
+public:
+    explicit CTileSlots(CPreviewAccelerator& accelerator) : m_accelerator(accelerator)
+    {
+        const std::vector<std::string_view>& vecColumns = TileColumns();
+        m_vecSlot.assign(vecColumns.size(), nullptr);
+        if (accelerator.m_vecSection.empty() || !accelerator.m_vecSection.back()) return;
+        CPreviewSection& section = *accelerator.m_vecSection.back();
+        if (section.m_vecTile.empty() || !section.m_vecTile.back()) return;
+        PropertyMap& mapTile = section.m_vecTile.back()->m_mapProperty;
+        if (mapTile.size() != vecColumns.size()) return;
+        size_t i = 0;
+        for (auto& property : mapTile) {
+            if (property.first != vecColumns[i]) {
+                m_vecSlot.assign(vecColumns.size(), nullptr);
+                return;
+            }
+            m_vecSlot[i++] = &property.second;
+        }
+    }
+
+    // Where a property read under this document name goes: the column of that name, or of the
+    // three document names stored under columns of other names.
+    PropertyValue* Slot(int iColumn) const { return iColumn < 0 ? nullptr : m_vecSlot[static_cast<size_t>(iColumn)]; }
+
+    void Store(std::string_view sName, PropertyValue* pSlot, int iType, const std::string& sText)
+    {
+        if (pSlot != nullptr) {
+            pSlot->first = iType;
+            pSlot->second = sText;
+        } else {
+            m_accelerator.AddProperty(std::string(sName), iType, sText, 0);
+        }
+    }
+
+private:
+    CPreviewAccelerator& m_accelerator;
+    std::vector<PropertyValue*> m_vecSlot;
+};
+
+// A member's value as a property holds it: its value type and text. False, with the text left
+// as it was, for null, which sets nothing.
+bool PropertyText(const Json::Value& value, int& iType, std::string& sText)
+{
     if (value.isNull()) {
-        return;
+        return false;
     } else if (value.isBool()) {
         iType = JSON_VALUE_BOOL;
-        sText = m_mapBoolToString[value.asBool()];
+        sText = CPreviewDataUtil::m_mapBoolToString[value.asBool()];
     } else if (value.isInt()) {
         iType = JSON_VALUE_INT;
         sText = std::to_string(value.asInt());
@@ -175,20 +197,138 @@ void CPreviewDataUtil::GetPropertyByJson(CPreviewAccelerator& accelerator, const
         sText = stream.str();
     } else if (value.isString()) {
         iType = JSON_VALUE_STRING;
-        sText = value.asString();
+        const char* pBegin = nullptr;
+        const char* pEnd = nullptr;
+        if (value.getString(&pBegin, &pEnd)) {
+            sText.assign(pBegin, pEnd);
+        } else {
+            sText.clear();
+        }
     } else {
         iType = JSON_VALUE_NONE;
+        sText.clear();
     }
+    return true;
+}
+
+namespace PreviewTileFields {
+// One member of a tile into its column: the type and text that the member function of this name
+// gives, and its log line.
+void GetPropertyByJson(CTileSlots& slots, std::string_view sKey, PropertyValue* pSlot, const Json::Value& value)
+{
+    // The text is made in the column itself when the tile has it, without a copy in between.
+    std::string sOwnText;
+    std::string& sText = pSlot != nullptr ? pSlot->second : sOwnText;
+    int iType;
+    if (!PropertyText(value, iType, sText)) return;
+    // Member names are stored NUL-terminated, so the name's data is a C string.
+    PELMO_LOGD("key : %s, value : %s", sKey.data(), sText.c_str());
+    if (pSlot != nullptr) {
+        pSlot->first = iType;
+    } else {
+        slots.Store(sKey, nullptr, iType, sText);
+    }
+}
+}  // namespace PreviewTileFields
+}  // namespace
+
+void CPreviewDataUtil::GetTilesByJson(CPreviewAccelerator& accelerator, const Json::Value& tile)
+{
+    using namespace TilesModel::Tiles;
+    constexpr std::string_view kActionData = "action_data", kPublicExtra = "public_extra", kSourceIcon = "source_icon";
+    static const int iActionPlay = TileColumnIndex(TILE_ACTION_PLAY), iPrePlay = TileColumnIndex(TILE_ACTION_PRE_PLAY),
+                     iSourceIcon = TileColumnIndex(TILE_SOURCE_ICON);
+    static const std::string kModuleKey = TilesInternalModel::Accelerators::ACCELERATOR_APP_PKG_NAME;
+    Json::Value publicExtra;
+    bool bOwnExtra = false;
+    std::string sTitle, sSubtitle, sImageUrl, sAction, sDisplayFrom, sDisplayUntil, sSkyvaneAction;
+    const std::string& sModule = accelerator.m_mapProperty[kModuleKey].second;
+    const bool bSkyvane = PreviewModuleRules::PlayColumnIsPartOfTheKey(sModule);
+    CTileSlots slots(accelerator);
+
+    // Object iteration visits members in ascending byte order of their names.
+    for (auto it = tile.begin(); it != tile.end(); ++it) {
+        const Json::Value& value = *it;
+        if (value.isObject()) continue;
+        const char* pNameEnd = nullptr;
+        const char* pName = it.memberName(&pNameEnd);
+        const std::string_view sName(pName, static_cast<size_t>(pNameEnd - pName));
+        if (sName == TILE_TITLE) {
+            sTitle = value.asString();
+        } else if (sName == TILE_SUBTITLE) {
+            sSubtitle = value.asString();
+        } else if (sName == TILE_IMAGE_URL) {
+            sImageUrl = value.asString();
+        } else if (sName == kActionData) {
+            sAction = value.asString();
+        } else if (sName == TILE_DISPLAY_FROM) {
+            sDisplayFrom = value.asString();
+        } else if (sName == TILE_DISPLAY_UNTIL) {
+            sDisplayUntil = value.asString();
+        }
+        if (bSkyvane && sName == TILE_ACTION_PLAY) sSkyvaneAction = value.asString();
+
+        int iColumn;
+        if (sName == kPublicExtra) {
+            iColumn = iPrePlay;
+        } else if (sName == kActionData) {
+            iColumn = iActionPlay;
+        } else if (sName == kSourceIcon) {
+            iColumn = iSourceIcon;
+        } else {
+            iColumn = TileColumnIndex(sName);
+        }
+        if (iColumn >= 0) {
+            PreviewTileFields::GetPropertyByJson(slots, sName, slots.Slot(iColumn), value);
+        } else {
+            PELMO_LOGD("key(%s) is expended", pName);
+            publicExtra[std::string(sName)] = value;
+            bOwnExtra = true;
+        }
+    }
+
+    try {
+        std::string sPublicExtra;
+        if (bOwnExtra) {
+            if (publicExtra["is_resumable"].isNull()) publicExtra["is_resumable"] = false;
+            if (publicExtra["video_url"].isNull()) publicExtra["video_url"] = "";
+            Json::FastWriter writer;
+            sPublicExtra = writer.write(publicExtra);
+        } else {
+            sPublicExtra = DefaultPublicExtra();
+        }
+        PELMO_LOGD("Public extra data: (%s)", sPublicExtra.c_str());
+        slots.Store(kPublicExtra, slots.Slot(iPrePlay), JSON_VALUE_STRING, sPublicExtra);
+    } catch (const std::exception&) {
+        PELMO_LOGE("Exception Caught");
+    }
+
+    // For that app the tile's action is its play column, not its action data.
+    if (bSkyvane) sAction = sSkyvaneAction;
+
+    if (accelerator.m_vecSection.empty() || !accelerator.m_vecSection.back()) return;
+    std::shared_ptr<CPreviewSection> pSection = accelerator.m_vecSection.back();
+    if (pSection->m_vecTile.empty() || !pSection->m_vecTile.back()) return;
+
+    if (PreviewModuleRules::DisplayPeriodIsPartOfTheKey(sModule)) sAction += sDisplayFrom + sDisplayUntil;
+    const uint64_t hash = CalcTileHash(sTitle, sSubtitle, sImageUrl, sAction);
+    PELMO_LOGD("Hash:[%" PRIu64 "]\ntitle:[%s]\nsubtitle:[%s]\nimageUrl:[%s]\nactionPlayUrl:[%s]", hash, sTitle.c_str(),
+               sSubtitle.c_str(), sImageUrl.c_str(), sAction.c_str());
+    pSection->m_vecTile.back()->m_hash = hash;
+    pSection->m_vecTileHash.push_back(hash);
+}
+
+void CPreviewDataUtil::GetPropertyByJson(CPreviewAccelerator& accelerator, const std::string& sKey,
+                                         const Json::Value& value, int iDepth)
+{
+    int iType;
+    std::string sText;
+    if (!PropertyText(value, iType, sText)) return;
     PELMO_LOGD("key : %s, value : %s", sKey.c_str(), sText.c_str());
     accelerator.AddProperty(sKey, iType, sText, iDepth);
 }
 
 std::string CPreviewDataUtil::IntegerValidator(std::string sValue)
 {
-    // The 64-bit conversion on every target: where long has 32 bits, strtol would clamp a
-    // display time after 2038 (or any id past 2147483647) to 2147483647.
-    const long long llValue = std::strtoll(sValue.c_str(), nullptr, 10);
-    std::string sResult = std::to_string(llValue);
-    if (sResult.empty()) sResult = "0";
-    return sResult;
+    return PreviewRequestText::IntegerText(sValue);
 }

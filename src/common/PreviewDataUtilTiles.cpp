@@ -4,7 +4,10 @@
 
 #include <algorithm>
 #include <cinttypes>
+#include <iterator>
+#include <string_view>
 #include <utility>
+#include <vector>
 
 #include "PelmoAPI.h"
 #include "PreviewDataUtil.h"
@@ -22,19 +25,91 @@ const char* FlagText(const std::string& sValue)
     return sValue == "false" ? "0" : "1";
 }
 
-bool IsFlagColumn(const std::string& sColumn)
+bool IsFlagColumn(std::string_view sColumn)
 {
     using namespace TilesModel::Tiles;
     return sColumn == TILE_PLAYABLE || sColumn == TILE_PROGRESS || sColumn == TILE_NOTIFICATION ||
            sColumn == TILE_FAVORITE;
 }
 
-bool IsIntegerColumn(const std::string& sColumn)
+bool IsIntegerColumn(std::string_view sColumn)
 {
     using namespace TilesModel::Tiles;
     return sColumn == TILE_ID || sColumn == TILE_DISPLAY_FROM || sColumn == TILE_DISPLAY_UNTIL ||
            sColumn == TILE_IMAGE_WIDTH || sColumn == TILE_IMAGE_HEIGHT;
 }
+
+namespace PreviewTileRows {
+// The columns of a common tile that its bulk update rewrites, added to the row begun last. Named
+// like the member that fills a JSON row with them, whose log line it writes.
+void MakeUpdatedTileJson(const std::string& sModuleName, PreviewRequestText::CRowsDocument& rows, CPreviewTile& newTile)
+{
+    using namespace TilesModel::Tiles;
+    // The columns a common tile may change. The title and the other key columns are what made
+    // the tile common, so they are never rewritten here.
+    enum class Rule { kAsIs, kInteger, kFlag, kActionType, kPublicExtra };
+    struct PT_COLUMN {
+        std::string sName;
+        Rule rule;
+    };
+    static const PT_COLUMN kColumns[] = {
+        {TILE_ID, Rule::kInteger},
+        {TILE_TYPE, Rule::kAsIs},
+        {TILE_DISPLAY_FROM, Rule::kInteger},
+        {TILE_DISPLAY_UNTIL, Rule::kInteger},
+        {TILE_ACTION_TYPE, Rule::kActionType},
+        {TILE_IMAGE_WIDTH, Rule::kInteger},
+        {TILE_IMAGE_HEIGHT, Rule::kInteger},
+        {TILE_IMAGE_RATIO, Rule::kAsIs},
+        {TILE_SOURCE_ICON, Rule::kAsIs},
+        {TILE_EXTRA_APP_ID, Rule::kAsIs},
+        {TILE_PLAYABLE, Rule::kFlag},
+        {TILE_POSITION, Rule::kAsIs},
+        {TILE_PROGRESS, Rule::kFlag},
+        {TILE_NOTIFICATION, Rule::kFlag},
+        {TILE_FAVORITE, Rule::kFlag},
+        {TILE_EXTRA, Rule::kAsIs},
+        {TILE_ACTION_PRE_PLAY, Rule::kPublicExtra},
+    };
+    // In the order of their names, which is the order of the tile's map and of the row's text:
+    // the map is walked once instead of searched per column, and each member is appended.
+    static const std::vector<PT_COLUMN> kByName = [] {
+        std::vector<PT_COLUMN> vecColumns(std::begin(kColumns), std::end(kColumns));
+        std::sort(vecColumns.begin(), vecColumns.end(),
+                  [](const PT_COLUMN& a, const PT_COLUMN& b) { return a.sName < b.sName; });
+        return vecColumns;
+    }();
+    PropertyMap& mapTile = newTile.m_mapProperty;
+    auto it = mapTile.begin();
+    for (const PT_COLUMN& column : kByName) {
+        while (it != mapTile.end() && it->first < column.sName) ++it;
+        // A column the tile lacks is added empty, as a map lookup by subscript does.
+        if (it == mapTile.end() || it->first != column.sName) it = mapTile.try_emplace(it, column.sName);
+        const std::string& sValue = it->second.second;
+        if (sValue.empty() || sValue == "null") continue;
+        switch (column.rule) {
+            case Rule::kAsIs:
+                rows.Set(column.sName, sValue);
+                break;
+            case Rule::kInteger:
+                rows.SetOwned(column.sName, PreviewRequestText::IntegerText(sValue));
+                break;
+            case Rule::kFlag:
+                rows.Set(column.sName, FlagText(sValue));
+                break;
+            case Rule::kActionType:
+                rows.Set(column.sName, sModuleName == kWebAppModule
+                                           ? std::string_view(TileActionTypes::TILE_ACTION_WAS_LAUNCH)
+                                           : std::string_view(sValue));
+                break;
+            case Rule::kPublicExtra:
+                PELMO_LOGD("key:[%s] : \t[%s]", "public_extra", sValue.c_str());
+                rows.Set(column.sName, sValue);
+                break;
+        }
+    }
+}
+}  // namespace PreviewTileRows
 }  // namespace
 
 std::shared_ptr<CPreviewTile> CPreviewDataUtil::FindTile(const std::shared_ptr<CPreviewSection>& pSection, uint64_t key,
@@ -122,32 +197,32 @@ void CPreviewDataUtil::CreateTiles(std::string sSectionRawId, const std::vector<
 {
     using namespace TilesModel::Tiles;
     PELMO_LOGD("IN");
-    Json::Value document;
-    document["table_name"] = CONTENT_URI;
+    PreviewRequestText::CRowsDocument rows;
     for (const std::shared_ptr<CPreviewTile>& pTile : vecTile) {
         if (!pTile) continue;
-        Json::Value row;
-        if (sModuleName == kWebAppModule) row[TILE_ACTION_TYPE] = TileActionTypes::TILE_ACTION_WAS_LAUNCH;
-        row[TILE_SECTION_RAW_ID] = sSectionRawId;
+        rows.BeginRow();
+        if (sModuleName == kWebAppModule) rows.Set(TILE_ACTION_TYPE, TileActionTypes::TILE_ACTION_WAS_LAUNCH);
+        rows.Set(TILE_SECTION_RAW_ID, sSectionRawId);
         // The tile's own columns come last, so its own action type wins over the module's.
         for (const auto& property : pTile->m_mapProperty) {
             const std::string& sColumn = property.first;
             const std::string& sValue = property.second.second;
             if (sValue.empty()) continue;
             if (IsFlagColumn(sColumn)) {
-                row[sColumn] = FlagText(sValue);
+                rows.Set(sColumn, FlagText(sValue));
             } else if (IsIntegerColumn(sColumn)) {
-                const std::string sInteger = IntegerValidator(sValue);
+                std::string sInteger = PreviewRequestText::IntegerText(sValue);
                 PELMO_LOGD("[%s] : [%s] is converted to [%s]", sColumn.c_str(), sValue.c_str(), sInteger.c_str());
-                row[sColumn] = sInteger;
+                rows.SetOwned(sColumn, std::move(sInteger));
             } else {
-                row[sColumn] = sValue;
+                rows.Set(sColumn, sValue);
             }
         }
-        document["arrayitem"].append(std::move(row));
     }
 
-    PT_JSON_IN_PARAM param = PreviewRequestText::DocumentRequest(CONTENT_URI, document);
+    PT_JSON_IN_PARAM param;
+    param.table_name = CONTENT_URI;
+    param.data = rows.Write(CONTENT_URI);
     long long llRowId = -1;
     if (insert_request_for_bulk_data(param, &llRowId, sModuleName) != 0) {
         PELMO_LOGE("Error. Faile to create tile.");
@@ -169,8 +244,7 @@ void CPreviewDataUtil::UpdateCommonTileItem(std::string sModuleName,
                pOldSection->m_mapProperty[Sections::_ID].second.c_str(),
                pNewSection->m_mapProperty[Sections::SECTION_TITLE].second.c_str(), vecCommon.size());
 
-    Json::Value document;
-    document["table_name"] = Tiles::CONTENT_URI;
+    PreviewRequestText::CRowsDocument rows;
     std::vector<int> vecOldTaken(pOldSection->m_vecTile.size(), 0);
     std::vector<int> vecNewTaken(pNewSection->m_vecTile.size(), 0);
     int iNumber = 1;
@@ -184,15 +258,15 @@ void CPreviewDataUtil::UpdateCommonTileItem(std::string sModuleName,
         const std::string& sId = pOldTile->m_mapProperty[Tiles::_ID].second;
         PELMO_LOGI("[%2d][%" PRIu64 "][_ID:%s][%s]", iNumber++, key, sId.c_str(),
                    pOldTile->m_mapProperty[Tiles::TILE_TITLE].second.c_str());
-        Json::Value row;
-        row["bulk_update_row_id_key"] = sId;
-        MakeUpdatedTileJson(sModuleName, row, pNewTile);
-        // Moved, not copied: a copy would duplicate every member of the row once more.
-        document["arrayitem"].append(std::move(row));
+        rows.BeginRow();
+        rows.Set("bulk_update_row_id_key", sId);
+        PreviewTileRows::MakeUpdatedTileJson(sModuleName, rows, *pNewTile);
     }
     if (iNumber == 1) return;
 
-    PT_JSON_IN_PARAM param = PreviewRequestText::DocumentRequest(Tiles::CONTENT_URI, document);
+    PT_JSON_IN_PARAM param;
+    param.table_name = Tiles::CONTENT_URI;
+    param.data = rows.Write(Tiles::CONTENT_URI);
     long long llOut = -1;
     if (update_request_for_bulk_data(param, &llOut, sModuleName) != 0) {
         PELMO_LOGE("Common tiles bulk update fail");
@@ -202,51 +276,9 @@ void CPreviewDataUtil::UpdateCommonTileItem(std::string sModuleName,
 void CPreviewDataUtil::MakeUpdatedTileJson(std::string sModuleName, Json::Value& row,
                                            const std::shared_ptr<CPreviewTile>& pNewTile)
 {
-    using namespace TilesModel::Tiles;
     if (!pNewTile) return;
-    // The columns a common tile may change, in the order they are written. The title and the
-    // other key columns are what made the tile common, so they are never rewritten here.
-    enum class Rule { kAsIs, kInteger, kFlag, kActionType, kPublicExtra };
-    static const std::pair<const char*, Rule> kColumns[] = {
-        {TILE_ID, Rule::kInteger},
-        {TILE_TYPE, Rule::kAsIs},
-        {TILE_DISPLAY_FROM, Rule::kInteger},
-        {TILE_DISPLAY_UNTIL, Rule::kInteger},
-        {TILE_ACTION_TYPE, Rule::kActionType},
-        {TILE_IMAGE_WIDTH, Rule::kInteger},
-        {TILE_IMAGE_HEIGHT, Rule::kInteger},
-        {TILE_IMAGE_RATIO, Rule::kAsIs},
-        {TILE_SOURCE_ICON, Rule::kAsIs},
-        {TILE_EXTRA_APP_ID, Rule::kAsIs},
-        {TILE_PLAYABLE, Rule::kFlag},
-        {TILE_POSITION, Rule::kAsIs},
-        {TILE_PROGRESS, Rule::kFlag},
-        {TILE_NOTIFICATION, Rule::kFlag},
-        {TILE_FAVORITE, Rule::kFlag},
-        {TILE_EXTRA, Rule::kAsIs},
-        {TILE_ACTION_PRE_PLAY, Rule::kPublicExtra},
-    };
-    for (const auto& column : kColumns) {
-        const std::string& sValue = pNewTile->m_mapProperty[column.first].second;
-        if (sValue.empty() || sValue == "null") continue;
-        switch (column.second) {
-            case Rule::kAsIs:
-                row[column.first] = sValue;
-                break;
-            case Rule::kInteger:
-                row[column.first] = IntegerValidator(sValue);
-                break;
-            case Rule::kFlag:
-                row[column.first] = FlagText(sValue);
-                break;
-            case Rule::kActionType:
-                row[column.first] =
-                    sModuleName == kWebAppModule ? std::string(TileActionTypes::TILE_ACTION_WAS_LAUNCH) : sValue;
-                break;
-            case Rule::kPublicExtra:
-                PELMO_LOGD("key:[%s] : \t[%s]", "public_extra", sValue.c_str());
-                row[column.first] = sValue;
-                break;
-        }
-    }
+    PreviewRequestText::CRowsDocument rows;
+    rows.BeginRow();
+    PreviewTileRows::MakeUpdatedTileJson(sModuleName, rows, *pNewTile);
+    rows.CopyLastRow(row);
 }

@@ -9,7 +9,92 @@
 // a NUL byte) goes to the library's writer for the whole document, so the text never differs.
 #include "PreviewRequestText.h"
 
+#include <algorithm>
+#include <cstdlib>
 #include <cstring>
+
+namespace PreviewRequestText {
+namespace {
+// The escape of a byte that the library's quoting writes as a two-character escape, or 0.
+constexpr char ShortEscape(unsigned char c)
+{
+    switch (c) {
+        case '"':
+            return '"';
+        case '\\':
+            return '\\';
+        case '\b':
+            return 'b';
+        case '\f':
+            return 'f';
+        case '\n':
+            return 'n';
+        case '\r':
+            return 'r';
+        case '\t':
+            return 't';
+        default:
+            return 0;
+    }
+}
+
+// Per byte: 0 written as it is, 1 a two-character escape, 2 left to the library's quoting.
+struct PT_BYTE_CLASSES {
+    unsigned char aClass[256];
+};
+constexpr PT_BYTE_CLASSES MakeByteClasses()
+{
+    PT_BYTE_CLASSES classes{};
+    for (int i = 0; i < 256; ++i) {
+        const unsigned char c = static_cast<unsigned char>(i);
+        if (ShortEscape(c) != 0) {
+            classes.aClass[i] = 1;
+        } else {
+            classes.aClass[i] = c >= 0x20 && c < 0x7f ? 0 : 2;
+        }
+    }
+    return classes;
+}
+constexpr PT_BYTE_CLASSES kByteClasses = MakeByteClasses();
+
+}  // namespace
+
+// Appends the quoted text. A text of printable ASCII and the bytes with a two-character escape
+// (nearly all of them: the tiles' extra holds quotes and a line feed) is written here; any
+// other text (other control bytes, DEL, anything past ASCII) goes through the library's own
+// quoting, which decides how to write those.
+bool AppendQuoted(const char* pBegin, const char* pEnd, std::string& sOut)
+{
+    const unsigned char* const pFirst = reinterpret_cast<const unsigned char*>(pBegin);
+    const unsigned char* const pLast = reinterpret_cast<const unsigned char*>(pEnd);
+    unsigned uSeen = 0;
+    for (const unsigned char* p = pFirst; p != pLast; ++p) uSeen |= kByteClasses.aClass[*p];
+    if ((uSeen & 2) != 0) {
+        // The library's quoting takes a NUL-terminated text; a NUL inside would cut it short.
+        const size_t uLength = static_cast<size_t>(pEnd - pBegin);
+        if (std::memchr(pBegin, '\0', uLength) != nullptr) return false;
+        sOut += Json::valueToQuotedString(std::string(pBegin, uLength).c_str());
+        return true;
+    }
+    sOut += '"';
+    if (uSeen == 0) {
+        sOut.append(pBegin, static_cast<size_t>(pEnd - pBegin));
+    } else {
+        const char* pRun = pBegin;
+        for (const char* p = pBegin; p != pEnd; ++p) {
+            const char cEscape = ShortEscape(static_cast<unsigned char>(*p));
+            if (cEscape == 0) continue;
+            sOut.append(pRun, static_cast<size_t>(p - pRun));
+            sOut += '\\';
+            sOut += cEscape;
+            pRun = p + 1;
+        }
+        sOut.append(pRun, static_cast<size_t>(pEnd - pRun));
+    }
+    sOut += '"';
+    return true;
+}
+}  // namespace PreviewRequestText
 
 namespace {
 
@@ -37,77 +122,57 @@ private:
         m_sOut.append(sToken, uLength);
         m_bIndented = false;
     }
-    // Appends the quoted text. Printable ASCII other than the quote and the backslash needs no
-    // escape, so such a text (nearly all of them) is copied between quotes as it is; any other
-    // text goes through the library's own quoting.
-    static bool AppendQuoted(const char* pBegin, const char* pEnd, std::string& sOut)
-    {
-        const char* p = pBegin;
-        while (p != pEnd && *p >= 0x20 && *p < 0x7f && *p != '"' && *p != '\\') ++p;
-        if (p == pEnd) {
-            sOut += '"';
-            sOut.append(pBegin, static_cast<size_t>(pEnd - pBegin));
-            sOut += '"';
-            return true;
-        }
-        // The library's quoting takes a NUL-terminated text; a NUL inside would cut it short.
-        const size_t uLength = static_cast<size_t>(pEnd - pBegin);
-        if (std::memchr(pBegin, '\0', uLength) != nullptr) return false;
-        sOut += Json::valueToQuotedString(std::string(pBegin, uLength).c_str());
-        return true;
-    }
-
     bool WriteValue(const Json::Value& value)
     {
         switch (value.type()) {
-        case Json::stringValue: {
-            const char* pBegin = nullptr;
-            const char* pEnd = nullptr;
-            return value.getString(&pBegin, &pEnd) && AppendQuoted(pBegin, pEnd, m_sOut);
-        }
-        case Json::arrayValue: {
-            const Json::ArrayIndex uSize = value.size();
-            if (uSize == 0) {
-                m_sOut += "[]";
-                return true;
-            }
-            WriteWithIndent("[", 1);
-            m_sIndent += '\t';
-            for (Json::ArrayIndex i = 0; i < uSize; ++i) {
-                if (!m_bIndented) WriteIndent();
-                m_bIndented = true;
-                if (!WriteValue(value[i])) return false;
-                m_bIndented = false;
-                if (i + 1 < uSize) m_sOut += ',';
-            }
-            m_sIndent.pop_back();
-            WriteWithIndent("]", 1);
-            return true;
-        }
-        case Json::objectValue: {
-            if (value.empty()) {
-                m_sOut += "{}";
-                return true;
-            }
-            WriteWithIndent("{", 1);
-            m_sIndent += '\t';
-            for (auto it = value.begin(); it != value.end();) {
+            case Json::stringValue: {
+                const char* pBegin = nullptr;
                 const char* pEnd = nullptr;
-                const char* pBegin = it.memberName(&pEnd);
-                if (pBegin == nullptr) return false;
-                if (!m_bIndented) WriteIndent();
-                if (!AppendQuoted(pBegin, pEnd, m_sOut)) return false;
-                m_bIndented = false;
-                m_sOut += " : ";
-                if (!WriteValue(*it)) return false;
-                if (++it != value.end()) m_sOut += ',';
+                return value.getString(&pBegin, &pEnd) && PreviewRequestText::AppendQuoted(pBegin, pEnd, m_sOut);
             }
-            m_sIndent.pop_back();
-            WriteWithIndent("}", 1);
-            return true;
-        }
-        default:
-            return false;
+            case Json::arrayValue: {
+                const Json::ArrayIndex uSize = value.size();
+                if (uSize == 0) {
+                    m_sOut += "[]";
+                    return true;
+                }
+                WriteWithIndent("[", 1);
+                m_sIndent += '\t';
+                for (Json::ArrayIndex i = 0; i < uSize; ++i) {
+                    if (!m_bIndented) WriteIndent();
+                    m_bIndented = true;
+                    if (!WriteValue(value[i])) return false;
+                    m_bIndented = false;
+                    if (i + 1 < uSize) m_sOut += ',';
+                }
+                m_sIndent.pop_back();
+                WriteWithIndent("]", 1);
+                return true;
+            }
+            case Json::objectValue: {
+                if (value.empty()) {
+                    m_sOut += "{}";
+                    return true;
+                }
+                WriteWithIndent("{", 1);
+                m_sIndent += '\t';
+                for (auto it = value.begin(); it != value.end();) {
+                    const char* pEnd = nullptr;
+                    const char* pBegin = it.memberName(&pEnd);
+                    if (pBegin == nullptr) return false;
+                    if (!m_bIndented) WriteIndent();
+                    if (!PreviewRequestText::AppendQuoted(pBegin, pEnd, m_sOut)) return false;
+                    m_bIndented = false;
+                    m_sOut += " : ";
+                    if (!WriteValue(*it)) return false;
+                    if (++it != value.end()) m_sOut += ',';
+                }
+                m_sIndent.pop_back();
+                WriteWithIndent("}", 1);
+                return true;
+            }
+            default:
+                return false;
         }
     }
 
@@ -128,6 +193,119 @@ std::string WriteDocument(const Json::Value& document)
     // Only read after its construction, so concurrent writers may share it.
     static const Json::StreamWriterBuilder kBuilder;
     return Json::writeString(kBuilder, document);
+}
+
+}  // namespace PreviewRequestText
+
+namespace PreviewRequestText {
+
+std::string IntegerText(const std::string& sValue)
+{
+    // The 64-bit conversion on every target: where long has 32 bits, strtol would clamp a
+    // display time after 2038 (or any id past 2147483647) to 2147483647.
+    const long long llValue = std::strtoll(sValue.c_str(), nullptr, 10);
+    std::string sResult = std::to_string(llValue);
+    if (sResult.empty()) sResult = "0";
+    return sResult;
+}
+
+void CRowsDocument::BeginRow()
+{
+    m_vecRowStart.push_back(m_vecCell.size());
+}
+
+void CRowsDocument::Set(std::string_view sName, std::string_view sValue)
+{
+    if (m_vecRowStart.empty()) BeginRow();
+    const auto itBegin = m_vecCell.begin() + static_cast<std::ptrdiff_t>(m_vecRowStart.back());
+    // Rows are mostly filled in name order, so the common case appends.
+    if (itBegin == m_vecCell.end() || m_vecCell.back().sName < sName) {
+        m_vecCell.push_back(PT_CELL{sName, sValue});
+        return;
+    }
+    const auto it = std::lower_bound(itBegin, m_vecCell.end(), sName,
+                                     [](const PT_CELL& cell, std::string_view sKey) { return cell.sName < sKey; });
+    if (it != m_vecCell.end() && it->sName == sName) {
+        it->sValue = sValue;
+    } else {
+        m_vecCell.insert(it, PT_CELL{sName, sValue});
+    }
+}
+
+void CRowsDocument::SetOwned(std::string_view sName, std::string sValue)
+{
+    m_dequeOwned.push_back(std::move(sValue));
+    Set(sName, m_dequeOwned.back());
+}
+
+size_t CRowsDocument::LastRowSize() const
+{
+    return m_vecRowStart.empty() ? 0 : m_vecCell.size() - m_vecRowStart.back();
+}
+
+void CRowsDocument::CopyLastRow(Json::Value& row) const
+{
+    if (m_vecRowStart.empty()) return;
+    for (size_t i = m_vecRowStart.back(); i < m_vecCell.size(); ++i) {
+        const PT_CELL& cell = m_vecCell[i];
+        row[std::string(cell.sName)] = std::string(cell.sValue);
+    }
+}
+
+Json::Value CRowsDocument::ToJson(std::string_view sTable) const
+{
+    Json::Value document;
+    document["table_name"] = std::string(sTable);
+    for (size_t iRow = 0; iRow < m_vecRowStart.size(); ++iRow) {
+        const size_t uEnd = iRow + 1 < m_vecRowStart.size() ? m_vecRowStart[iRow + 1] : m_vecCell.size();
+        Json::Value row(Json::objectValue);
+        for (size_t i = m_vecRowStart[iRow]; i < uEnd; ++i) {
+            row[std::string(m_vecCell[i].sName)] = std::string(m_vecCell[i].sValue);
+        }
+        document["arrayitem"].append(std::move(row));
+    }
+    return document;
+}
+
+std::string CRowsDocument::Write(std::string_view sTable) const
+{
+    const auto Quote = [](std::string_view sText, std::string& sOut) {
+        return AppendQuoted(sText.data(), sText.data() + sText.size(), sOut);
+    };
+    size_t uReserve = 48 + sTable.size() + 8 * m_vecRowStart.size();
+    for (const PT_CELL& cell : m_vecCell) uReserve += cell.sName.size() + cell.sValue.size() + 12;
+    std::string sOut;
+    sOut.reserve(uReserve);
+    bool bWritten = true;
+    if (m_vecRowStart.empty()) {
+        sOut += "{\n\t\"table_name\" : ";
+    } else {
+        sOut += "{\n\t\"arrayitem\" : \n\t[";
+        for (size_t iRow = 0; iRow < m_vecRowStart.size() && bWritten; ++iRow) {
+            const size_t uBegin = m_vecRowStart[iRow];
+            const size_t uEnd = iRow + 1 < m_vecRowStart.size() ? m_vecRowStart[iRow + 1] : m_vecCell.size();
+            if (uBegin == uEnd) {
+                sOut += "\n\t\t{}";
+            } else {
+                sOut += "\n\t\t{";
+                for (size_t i = uBegin; i < uEnd && bWritten; ++i) {
+                    sOut += "\n\t\t\t";
+                    bWritten = Quote(m_vecCell[i].sName, sOut);
+                    sOut += " : ";
+                    bWritten = bWritten && Quote(m_vecCell[i].sValue, sOut);
+                    if (i + 1 < uEnd) sOut += ',';
+                }
+                sOut += "\n\t\t}";
+            }
+            if (iRow + 1 < m_vecRowStart.size()) sOut += ',';
+        }
+        sOut += "\n\t],\n\t\"table_name\" : ";
+    }
+    bWritten = bWritten && Quote(sTable, sOut);
+    sOut += "\n}";
+    // A text with a NUL byte: the library's writer makes the whole document.
+    if (!bWritten) return WriteDocument(ToJson(sTable));
+    return sOut;
 }
 
 }  // namespace PreviewRequestText

@@ -5,7 +5,9 @@
 
 #include <json/json.h>
 
+#include <deque>
 #include <string>
+#include <string_view>
 #include <vector>
 
 #include "PelmoAPI.h"
@@ -28,6 +30,46 @@ inline std::string IdCondition(const std::string& sIdColumn, const std::vector<s
 // parses them, so only their content matters to it, but the text is kept exactly as that
 // writer makes it.
 std::string WriteDocument(const Json::Value& document);
+
+// Appends the text between pBegin and pEnd quoted and escaped as the JSON library quotes it.
+// False, with nothing appended, for a text with a NUL byte, whose quoting is left to the
+// library's writer for the whole document.
+bool AppendQuoted(const char* pBegin, const char* pEnd, std::string& sOut);
+
+// The canonical decimal text of the integer a text starts with ("42abc" -> "42", "abc" -> "0"),
+// read as a 64-bit number on every target.
+std::string IntegerText(const std::string& sValue);
+
+// The rows of one bulk document, all of text values, written straight into the text that
+// WriteDocument makes of {"arrayitem": [rows...], "table_name": table}. A publish writes every
+// tile this way; building each row as a JSON value first cost more than the rest of the request.
+// Names and viewed values must outlive Write(); a name set twice in a row keeps the later value,
+// as a member assignment does.
+class CRowsDocument {
+public:
+    void BeginRow();
+    void Set(std::string_view sName, std::string_view sValue);
+    // For values made here (converted integers), kept by the document.
+    void SetOwned(std::string_view sName, std::string sValue);
+    size_t RowCount() const { return m_vecRowStart.size(); }
+    // Members of the row begun last.
+    size_t LastRowSize() const;
+    // Copies the row begun last into a JSON object, member by member.
+    void CopyLastRow(Json::Value& row) const;
+    std::string Write(std::string_view sTable) const;
+
+private:
+    struct PT_CELL {
+        std::string_view sName;
+        std::string_view sValue;
+    };
+    Json::Value ToJson(std::string_view sTable) const;
+
+    // Each row's members in the byte order of their names, which is the order they are written.
+    std::vector<PT_CELL> m_vecCell;
+    std::vector<size_t> m_vecRowStart;
+    std::deque<std::string> m_dequeOwned;
+};
 
 // A delete of the stored rows of sTable named by id: the condition, and the ids as its arguments.
 inline PT_JSON_IN_PARAM IdDeleteRequest(const char* sTable, const char* sIdColumn,
