@@ -44,14 +44,25 @@ bool FindNul(const Json::Value& value, std::string& sWhere)
     }
     return false;
 }
+
+// The strict reader of this thread. A reader keeps the state of the parse in progress, so
+// workers never share one; each parse starts that state afresh, so a thread reuses its own
+// instead of building one (and its settings) for every request.
+Json::CharReader& StrictReader()
+{
+    thread_local const std::unique_ptr<Json::CharReader> s_pReader = [] {
+        Json::CharReaderBuilder builder;
+        Json::CharReaderBuilder::strictMode(&builder.settings_);
+        builder.settings_["stackLimit"] = kMaxJsonDepth;
+        return std::unique_ptr<Json::CharReader>(builder.newCharReader());
+    }();
+    return *s_pReader;
+}
 }  // namespace
 
 bool ParseObject(const std::string& sInput, Json::Value& root, std::string& sError)
 {
-    Json::CharReaderBuilder builder;
-    Json::CharReaderBuilder::strictMode(&builder.settings_);
-    builder.settings_["stackLimit"] = kMaxJsonDepth;
-    std::unique_ptr<Json::CharReader> pReader(builder.newCharReader());
+    Json::CharReader* pReader = &StrictReader();
     std::string sErrors;
     const char* pBegin = sInput.data();
     bool bParsed = false;
