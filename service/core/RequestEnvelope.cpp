@@ -35,9 +35,12 @@ bool FindNul(const Json::Value& value, std::string& sWhere)
         }
     } else if (value.isObject()) {
         for (auto it = value.begin(); it != value.end(); ++it) {
-            const std::string sName = it.name();
-            if (sName.find('\0') != std::string::npos || FindNul(*it, sWhere)) {
-                sWhere = "." + CQueryGrammar::Excerpt(sName, 32) + sWhere;
+            // The name is looked at where it is; a copy is made only for the refusal.
+            const char* pNameEnd = nullptr;
+            const char* pName = it.memberName(&pNameEnd);
+            if (pName == nullptr) pName = pNameEnd = "";
+            if (HasNul(pName, pNameEnd) || FindNul(*it, sWhere)) {
+                sWhere = "." + CQueryGrammar::Excerpt(std::string(pName, pNameEnd), 32) + sWhere;
                 return true;
             }
         }
