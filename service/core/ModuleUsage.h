@@ -15,6 +15,9 @@ struct PT_MODULE_USAGE {
 };
 
 namespace ModuleUsage {
+// Sets up on the connection what Read needs (the function that adds up a row's bytes); false,
+// with SQLite's reason, when it cannot.
+bool Register(sqlite3* pDb, std::string& sError);
 // The module's rows as they stand in the connection's current transaction.
 bool Read(CStoreDatabase& database, const std::string& sModule, PT_MODULE_USAGE& usage, std::string& sError);
 // Empty while the usage is within the quota; otherwise the refusal's reason.

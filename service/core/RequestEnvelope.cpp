@@ -35,23 +35,37 @@ bool FindNul(const Json::Value& value, std::string& sWhere)
         }
     } else if (value.isObject()) {
         for (auto it = value.begin(); it != value.end(); ++it) {
-            const std::string sName = it.name();
-            if (sName.find('\0') != std::string::npos || FindNul(*it, sWhere)) {
-                sWhere = "." + CQueryGrammar::Excerpt(sName, 32) + sWhere;
+            // The name is looked at where it is; a copy is made only for the refusal.
+            const char* pNameEnd = nullptr;
+            const char* pName = it.memberName(&pNameEnd);
+            if (pName == nullptr) pName = pNameEnd = "";
+            if (HasNul(pName, pNameEnd) || FindNul(*it, sWhere)) {
+                sWhere = "." + CQueryGrammar::Excerpt(std::string(pName, pNameEnd), 32) + sWhere;
                 return true;
             }
         }
     }
     return false;
 }
+
+// The strict reader of this thread. A reader keeps the state of the parse in progress, so
+// workers never share one; each parse starts that state afresh, so a thread reuses its own
+// instead of building one (and its settings) for every request.
+Json::CharReader& StrictReader()
+{
+    thread_local const std::unique_ptr<Json::CharReader> s_pReader = [] {
+        Json::CharReaderBuilder builder;
+        Json::CharReaderBuilder::strictMode(&builder.settings_);
+        builder.settings_["stackLimit"] = kMaxJsonDepth;
+        return std::unique_ptr<Json::CharReader>(builder.newCharReader());
+    }();
+    return *s_pReader;
+}
 }  // namespace
 
 bool ParseObject(const std::string& sInput, Json::Value& root, std::string& sError)
 {
-    Json::CharReaderBuilder builder;
-    Json::CharReaderBuilder::strictMode(&builder.settings_);
-    builder.settings_["stackLimit"] = kMaxJsonDepth;
-    std::unique_ptr<Json::CharReader> pReader(builder.newCharReader());
+    Json::CharReader* pReader = &StrictReader();
     std::string sErrors;
     const char* pBegin = sInput.data();
     bool bParsed = false;

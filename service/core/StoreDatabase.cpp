@@ -2,6 +2,7 @@
 
 #include <utility>
 
+#include "ModuleUsage.h"
 #include "StoreMigration.h"
 #include "StoreSchema.h"
 
@@ -94,7 +95,10 @@ bool CStoreDatabase::Open(const std::string& sPath, std::string& sError, StoreId
     // another program's file.
     if (sPath != ":memory:" && !StoreIdentity::CheckFile(sPath, integrity, sError)) return false;
     sqlite3* pDb = nullptr;
-    const int iRc = sqlite3_open_v2(sPath.c_str(), &pDb, SQLITE_OPEN_READWRITE | SQLITE_OPEN_CREATE, nullptr);
+    // A connection serves one worker, one request at a time: SQLite need not lock it around
+    // every call (each column of each row read costs a few of those).
+    const int iRc =
+        sqlite3_open_v2(sPath.c_str(), &pDb, SQLITE_OPEN_READWRITE | SQLITE_OPEN_CREATE | SQLITE_OPEN_NOMUTEX, nullptr);
     if (iRc != SQLITE_OK) {
         sError = "cannot open database " + sPath + ": " + (pDb ? sqlite3_errmsg(pDb) : sqlite3_errstr(iRc));
         if (pDb != nullptr) sqlite3_close_v2(pDb);
@@ -111,6 +115,15 @@ bool CStoreDatabase::Open(const std::string& sPath, std::string& sError, StoreId
         sqlite3_close_v2(m_pDb);
         m_pDb = nullptr;
         return false;
+    }
+    {
+        std::string sReason;
+        if (!ModuleUsage::Register(m_pDb, sReason)) {
+            sError = "cannot set up the quota's byte count: " + sReason;
+            sqlite3_close_v2(m_pDb);
+            m_pDb = nullptr;
+            return false;
+        }
     }
 
     if (sPath != ":memory:") {

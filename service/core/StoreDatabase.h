@@ -35,6 +35,8 @@ private:
     bool m_bOwned = false;  // finalised on release instead of returned to the cache
 };
 
+// One connection to the store. It is used by one thread at a time (a worker serves its requests
+// in turn); connections of several threads share nothing but the file.
 class CStoreDatabase {
 public:
     CStoreDatabase() = default;

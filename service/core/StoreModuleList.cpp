@@ -103,7 +103,5 @@ CStoreReply CStoreRequestHandler::ModulesRequest(const std::string& sCaller, con
         root["modules"].append(module);
     }
     if (iStep != SQLITE_DONE && iStep != SQLITE_ROW) return Refuse("store error: " + m_database.LastError());
-    Json::StreamWriterBuilder builder;
-    builder["indentation"] = "";
-    return Accept(Json::writeString(builder, root), static_cast<long long>(root["modules"].size()));
+    return Accept(StoreReplies::Compact(root), static_cast<long long>(root["modules"].size()));
 }

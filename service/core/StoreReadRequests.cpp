@@ -211,7 +211,5 @@ CStoreReply CStoreRequestHandler::Select(const std::string& sModule, const Json:
     reply["key"] = sKey;
     reply["memory_size"] = std::to_string(llSize);
     reply["req_id"] = std::to_string(m_llRequestId);
-    Json::StreamWriterBuilder builder;
-    builder["indentation"] = "";
-    return Accept(Json::writeString(builder, reply), static_cast<long long>(table.vecRows.size()));
+    return Accept(StoreReplies::Compact(reply), static_cast<long long>(table.vecRows.size()));
 }

@@ -26,6 +26,17 @@ CStoreReply Accept(const std::string& sOutput, long long llRows)
     reply.llRows = llRows;
     return reply;
 }
+
+std::string Compact(const Json::Value& value)
+{
+    // Built once: a writer's settings only ever are read, so the workers share them.
+    static const Json::StreamWriterBuilder s_builder = [] {
+        Json::StreamWriterBuilder builder;
+        builder["indentation"] = "";
+        return builder;
+    }();
+    return Json::writeString(s_builder, value);
+}
 }  // namespace StoreReplies
 
 using StoreReplies::Refuse;

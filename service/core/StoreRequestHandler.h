@@ -172,4 +172,6 @@ private:
 namespace StoreReplies {
 CStoreReply Refuse(const std::string& sReason);
 CStoreReply Accept(const std::string& sOutput, long long llRows);
+// value as one line of JSON without indentation: the output of every method that answers JSON.
+std::string Compact(const Json::Value& value);
 }  // namespace StoreReplies

@@ -19,16 +19,10 @@ extern "C" size_t __sanitizer_get_current_allocated_bytes(void);
 #endif
 
 using StoreReplies::Accept;
+using StoreReplies::Compact;
 using StoreReplies::Refuse;
 
 namespace {
-std::string Compact(const Json::Value& value)
-{
-    Json::StreamWriterBuilder builder;
-    builder["indentation"] = "";
-    return Json::writeString(builder, value);
-}
-
 bool IsBlank(const std::string& sText)
 {
     return sText.find_first_not_of(" \t\r\n") == std::string::npos;
