@@ -1,8 +1,6 @@
 // Host implementation of the platform log: one line per message on standard error,
 // "<P>/<tag>: <message>", filtered by PELMO_LOG_LEVEL.
 
-#include "dlog.h"
-
 #include <atomic>
 #include <cstdarg>
 #include <cstdio>
@@ -11,6 +9,7 @@
 #include <mutex>
 #include <string>
 
+#include "dlog.h"
 #include "dlog_host.h"
 
 namespace {
@@ -39,20 +38,13 @@ void* g_pSinkData = nullptr;
 char PriorityLetter(int prio)
 {
     switch (prio) {
-        case DLOG_VERBOSE:
-            return 'V';
-        case DLOG_DEBUG:
-            return 'D';
-        case DLOG_INFO:
-            return 'I';
-        case DLOG_WARN:
-            return 'W';
-        case DLOG_ERROR:
-            return 'E';
-        case DLOG_FATAL:
-            return 'F';
-        default:
-            return '?';
+    case DLOG_VERBOSE: return 'V';
+    case DLOG_DEBUG: return 'D';
+    case DLOG_INFO: return 'I';
+    case DLOG_WARN: return 'W';
+    case DLOG_ERROR: return 'E';
+    case DLOG_FATAL: return 'F';
+    default: return '?';
     }
 }
 
