@@ -4,6 +4,7 @@
 
 #include <charconv>
 #include <cstring>
+#include <vector>
 
 namespace PreviewStyledText {
 
@@ -124,6 +125,132 @@ bool CStyledText::FitsOnOneLine(size_t uCount, bool bAllEmpty)
     return uLineLength < kRightMargin;
 }
 
+bool CStyledText::HasComments(const Json::Value& value)
+{
+    for (const Json::CommentPlacement placement :
+         {Json::commentBefore, Json::commentAfterOnSameLine, Json::commentAfter}) {
+        if (value.hasComment(placement)) return true;
+    }
+    if (value.isArray() || value.isObject()) {
+        for (const Json::Value& child : value) {
+            if (HasComments(child)) return true;
+        }
+    }
+    return false;
+}
+
+bool CStyledText::Value(const Json::Value& value)
+{
+    if (HasComments(value)) return false;
+    WriteValue(value);
+    return true;
+}
+
+std::string CStyledText::ScalarText(const Json::Value& value)
+{
+    switch (value.type()) {
+        case Json::stringValue: {
+            CStyledText text;
+            PT_SCALAR scalar;
+            const std::string sText = value.asString();
+            scalar.pText = &sText;
+            text.Scalar(scalar);
+            return std::move(text.m_sText);
+        }
+        case Json::intValue:
+            return Json::valueToString(value.asLargestInt());
+        case Json::uintValue:
+            return Json::valueToString(value.asLargestUInt());
+        case Json::realValue:
+            return Json::valueToString(value.asDouble());
+        case Json::booleanValue:
+            return value.asBool() ? "true" : "false";
+        default:
+            return "null";
+    }
+}
+
+void CStyledText::WriteValue(const Json::Value& value)
+{
+    switch (value.type()) {
+        case Json::arrayValue:
+            WriteArray(value);
+            return;
+        case Json::objectValue: {
+            if (value.empty()) {
+                EmptyObject();
+                return;
+            }
+            OpenObject();
+            bool bFirst = true;
+            for (auto it = value.begin(); it != value.end(); ++it) {
+                if (!bFirst) Separator();
+                bFirst = false;
+                Member(it.name());
+                WriteValue(*it);
+            }
+            CloseObject();
+            return;
+        }
+        case Json::stringValue: {
+            const char* pBegin = nullptr;
+            const char* pEnd = nullptr;
+            if (!value.getString(&pBegin, &pEnd)) return;
+            const std::string sText(pBegin, pEnd);
+            PT_SCALAR scalar;
+            scalar.pText = &sText;
+            Scalar(scalar);
+            return;
+        }
+        default:
+            m_sText += ScalarText(value);
+            return;
+    }
+}
+
+void CStyledText::WriteArray(const Json::Value& array)
+{
+    const Json::ArrayIndex uSize = array.size();
+    if (uSize == 0) {
+        m_sText += "[]";
+        return;
+    }
+    // One line when it holds no non-empty array or object and, written so, stays under the
+    // margin; the elements are written once to measure them.
+    bool bMultiLine = uSize * 3 >= kRightMargin;
+    for (Json::ArrayIndex i = 0; i < uSize && !bMultiLine; ++i) {
+        const Json::Value& child = array[i];
+        bMultiLine = (child.isArray() || child.isObject()) && !child.empty();
+    }
+    std::vector<std::string> vecLine;
+    if (!bMultiLine) {
+        size_t uLength = 4 + (uSize - 1) * 2;
+        vecLine.reserve(uSize);
+        for (Json::ArrayIndex i = 0; i < uSize; ++i) {
+            const Json::Value& child = array[i];
+            vecLine.push_back(child.isArray() ? "[]" : child.isObject() ? "{}" : ScalarText(child));
+            uLength += vecLine.back().size();
+        }
+        bMultiLine = uLength >= kRightMargin;
+    }
+    if (!bMultiLine) {
+        m_sText += "[ ";
+        for (size_t i = 0; i < vecLine.size(); ++i) {
+            if (i > 0) m_sText += ", ";
+            m_sText += vecLine[i];
+        }
+        m_sText += " ]";
+        return;
+    }
+    OpenArray();
+    for (Json::ArrayIndex i = 0; i < uSize; ++i) {
+        if (i > 0) Separator();
+        Element();
+        WriteValue(array[i]);
+    }
+    CloseArray();
+}
+
 std::string CStyledText::Finish()
 {
     m_sText += '\n';
@@ -143,6 +270,13 @@ void CStyledText::AppendQuoted(const char* sText)
         return;
     }
     m_sText += Json::valueToQuotedString(sText);
+}
+
+std::string Write(const Json::Value& root)
+{
+    CStyledText text;
+    if (text.Value(root)) return text.Finish();
+    return Json::StyledWriter().write(root);
 }
 
 }  // namespace PreviewStyledText

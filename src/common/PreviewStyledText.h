@@ -5,6 +5,8 @@
 // several lines unless all its objects are empty and the line stays short, a line feed at the end.
 #pragma once
 
+#include <json/json.h>
+
 #include <string>
 
 namespace PreviewStyledText {
@@ -42,16 +44,28 @@ public:
     // Whether an array of uCount objects goes on one line: only if all of them are empty and the
     // line stays under the writer's margin.
     static bool FitsOnOneLine(size_t uCount, bool bAllEmpty);
+    // Any value tree without comments, as the library's styled writer lays it out; false (and
+    // nothing written) for a tree with comments, which this writer leaves to the library.
+    bool Value(const Json::Value& value);
     // The whole text, with the line feed the writer ends it with.
     std::string Finish();
 
 private:
     void WriteIndent();
+    static bool HasComments(const Json::Value& value);
+    void WriteValue(const Json::Value& value);
+    void WriteArray(const Json::Value& array);
+    // A value that is no array or object, as the writer writes it.
+    static std::string ScalarText(const Json::Value& value);
     // The text up to its NUL, quoted and escaped as the library does.
     void AppendQuoted(const char* sText);
 
     std::string m_sText;
     std::string m_sIndent;
 };
+
+// The styled writer's text of a value tree: written here when the tree has no comments,
+// otherwise by the library's writer.
+std::string Write(const Json::Value& root);
 
 }  // namespace PreviewStyledText

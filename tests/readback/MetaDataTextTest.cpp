@@ -15,6 +15,7 @@
 
 #include "LogCapture.h"
 #include "PreviewDataUtil.h"
+#include "PreviewStyledText.h"
 
 namespace {
 // The tree the property emission builds for the loaded preview, written by the library.
@@ -254,4 +255,87 @@ TEST(MetaDataText, ArraysOfEmptyObjectsGoOnOneLineUpToTheWritersMargin)
         EXPECT_EQ(sText, LibraryText(util, accelerator)) << iSections;
         EXPECT_EQ(sText.find("[ {}") != std::string::npos, iSections <= 17) << sText;
     }
+}
+
+namespace {
+// Any value tree: every value type, nested arrays and objects (empty ones too), long and short
+// arrays of scalars on both sides of the one-line margin, odd texts and member names.
+Json::Value RandomTree(std::mt19937& random, int iDepth)
+{
+    std::uniform_int_distribution<int> kind(0, iDepth > 0 ? 9 : 7);
+    switch (kind(random)) {
+        case 0:
+        case 1:
+            return Json::Value(RandomText(random));
+        case 2:
+            return Json::Value(std::uniform_int_distribution<int>(-2147483647 - 1, 2147483647)(random));
+        case 3:
+            return Json::Value(static_cast<Json::UInt64>(random()) << 20);
+        case 4:
+            return Json::Value(std::uniform_real_distribution<double>(-1e9, 1e9)(random));
+        case 5:
+            return Json::Value(std::uniform_int_distribution<int>(0, 1)(random) == 1);
+        case 6:
+            return Json::Value();
+        case 7:
+            return Json::Value(std::uniform_int_distribution<int>(0, 1)(random) == 1 ? Json::arrayValue
+                                                                                     : Json::objectValue);
+        case 8: {
+            Json::Value array(Json::arrayValue);
+            const int iSize = std::uniform_int_distribution<int>(0, 1)(random) == 1
+                                  ? std::uniform_int_distribution<int>(0, 30)(random)
+                                  : std::uniform_int_distribution<int>(0, 4)(random);
+            for (int i = 0; i < iSize; ++i) array.append(RandomTree(random, iDepth - 1));
+            return array;
+        }
+        default: {
+            Json::Value object(Json::objectValue);
+            for (int i = std::uniform_int_distribution<int>(0, 5)(random); i > 0; --i) {
+                object[RandomText(random)] = RandomTree(random, iDepth - 1);
+            }
+            return object;
+        }
+    }
+}
+}  // namespace
+
+TEST(StyledText, EveryRandomTreeIsWrittenAsTheLibrarysStyledWriterWritesIt)
+{
+    std::mt19937 random(1124);
+    size_t uOneLine = 0, uMultiLine = 0;
+    for (int i = 0; i < 6000; ++i) {
+        const Json::Value tree = RandomTree(random, 3);
+        const std::string sExpected = Json::StyledWriter().write(tree);
+        ASSERT_EQ(PreviewStyledText::Write(tree), sExpected) << "tree " << i;
+        if (sExpected.find("[ ") != std::string::npos) ++uOneLine;
+        if (sExpected.find("[\n") != std::string::npos) ++uMultiLine;
+    }
+    EXPECT_GT(uOneLine, 300u);
+    EXPECT_GT(uMultiLine, 300u);
+}
+
+TEST(StyledText, AnEnvelopeIsWrittenAsTheLibrarysStyledWriterWritesIt)
+{
+    // A select's envelope: short and long column lists, arguments, empty members.
+    for (int iColumns : {0, 1, 3, 9, 28}) {
+        Json::Value object;
+        object["module_name"] = "org.example.app";
+        object["order"] = iColumns % 2 == 0 ? "" : "tile_position";
+        for (int i = 0; i < iColumns; ++i) object["column_list"].append("column_" + std::to_string(i));
+        object["table_name"] = "content://org.orvik.pelmo/tiles";
+        object["where"] = "tile_section_raw_id = ?";
+        object["group_by"] = "";
+        object["where_args"].append("17");
+        EXPECT_EQ(PreviewStyledText::Write(object), Json::StyledWriter().write(object)) << iColumns;
+    }
+}
+
+TEST(StyledText, ATreeWithCommentsIsLeftToTheLibrarysWriter)
+{
+    Json::Value object;
+    object["a"] = "x";
+    object["a"].setComment("// why", Json::commentBefore);
+    PreviewStyledText::CStyledText text;
+    EXPECT_FALSE(text.Value(object));
+    EXPECT_EQ(PreviewStyledText::Write(object), Json::StyledWriter().write(object));
 }
