@@ -2,6 +2,7 @@
 
 #include <json/json.h>
 
+#include <algorithm>
 #include <charconv>
 #include <cstring>
 #include <vector>
@@ -125,25 +126,31 @@ bool CStyledText::FitsOnOneLine(size_t uCount, bool bAllEmpty)
     return uLineLength < kRightMargin;
 }
 
-bool CStyledText::HasComments(const Json::Value& value)
+bool CStyledText::HasComment(const Json::Value& value)
 {
-    for (const Json::CommentPlacement placement :
-         {Json::commentBefore, Json::commentAfterOnSameLine, Json::commentAfter}) {
-        if (value.hasComment(placement)) return true;
-    }
-    if (value.isArray() || value.isObject()) {
-        for (const Json::Value& child : value) {
-            if (HasComments(child)) return true;
-        }
-    }
-    return false;
+    return value.hasComment(Json::commentBefore) || value.hasComment(Json::commentAfterOnSameLine) ||
+           value.hasComment(Json::commentAfter);
 }
 
 bool CStyledText::Value(const Json::Value& value)
 {
-    if (HasComments(value)) return false;
-    WriteValue(value);
-    return true;
+    return WriteValue(value);
+}
+
+void CStyledText::AppendQuotedRange(const char* pBegin, const char* pEnd)
+{
+    const char* p = pBegin;
+    while (p != pEnd && *p >= 0x20 && *p < 0x7f && *p != '"' && *p != '\\') ++p;
+    if (p == pEnd) {
+        m_sText += '"';
+        m_sText.append(pBegin, static_cast<size_t>(pEnd - pBegin));
+        m_sText += '"';
+        return;
+    }
+    const std::string sText(pBegin, pEnd);
+    PT_SCALAR scalar;
+    scalar.pText = &sText;
+    Scalar(scalar);
 }
 
 std::string CStyledText::ScalarText(const Json::Value& value)
@@ -151,10 +158,9 @@ std::string CStyledText::ScalarText(const Json::Value& value)
     switch (value.type()) {
         case Json::stringValue: {
             CStyledText text;
-            PT_SCALAR scalar;
-            const std::string sText = value.asString();
-            scalar.pText = &sText;
-            text.Scalar(scalar);
+            const char* pBegin = nullptr;
+            const char* pEnd = nullptr;
+            if (value.getString(&pBegin, &pEnd)) text.AppendQuotedRange(pBegin, pEnd);
             return std::move(text.m_sText);
         }
         case Json::intValue:
@@ -170,85 +176,88 @@ std::string CStyledText::ScalarText(const Json::Value& value)
     }
 }
 
-void CStyledText::WriteValue(const Json::Value& value)
+bool CStyledText::WriteValue(const Json::Value& value)
 {
+    if (HasComment(value)) return false;
     switch (value.type()) {
         case Json::arrayValue:
-            WriteArray(value);
-            return;
+            return WriteArray(value);
         case Json::objectValue: {
             if (value.empty()) {
                 EmptyObject();
-                return;
+                return true;
             }
             OpenObject();
             bool bFirst = true;
             for (auto it = value.begin(); it != value.end(); ++it) {
                 if (!bFirst) Separator();
                 bFirst = false;
-                Member(it.name());
-                WriteValue(*it);
+                // The writer writes a name up to its first NUL.
+                const char* pEnd = nullptr;
+                const char* pBegin = it.memberName(&pEnd);
+                if (pBegin == nullptr) return false;
+                WriteIndent();
+                AppendQuotedRange(pBegin, std::find(pBegin, pEnd, '\0'));
+                m_sText += " : ";
+                if (!WriteValue(*it)) return false;
             }
             CloseObject();
-            return;
+            return true;
         }
         case Json::stringValue: {
             const char* pBegin = nullptr;
             const char* pEnd = nullptr;
-            if (!value.getString(&pBegin, &pEnd)) return;
-            const std::string sText(pBegin, pEnd);
-            PT_SCALAR scalar;
-            scalar.pText = &sText;
-            Scalar(scalar);
-            return;
+            if (value.getString(&pBegin, &pEnd)) AppendQuotedRange(pBegin, pEnd);
+            return true;
         }
         default:
             m_sText += ScalarText(value);
-            return;
+            return true;
     }
 }
 
-void CStyledText::WriteArray(const Json::Value& array)
+bool CStyledText::WriteArray(const Json::Value& array)
 {
     const Json::ArrayIndex uSize = array.size();
     if (uSize == 0) {
         m_sText += "[]";
-        return;
+        return true;
     }
     // One line when it holds no non-empty array or object and, written so, stays under the
     // margin; the elements are written once to measure them.
     bool bMultiLine = uSize * 3 >= kRightMargin;
-    for (Json::ArrayIndex i = 0; i < uSize && !bMultiLine; ++i) {
-        const Json::Value& child = array[i];
-        bMultiLine = (child.isArray() || child.isObject()) && !child.empty();
+    for (auto it = array.begin(); it != array.end() && !bMultiLine; ++it) {
+        bMultiLine = (it->isArray() || it->isObject()) && !it->empty();
     }
-    std::vector<std::string> vecLine;
     if (!bMultiLine) {
-        size_t uLength = 4 + (uSize - 1) * 2;
+        std::vector<std::string> vecLine;
         vecLine.reserve(uSize);
-        for (Json::ArrayIndex i = 0; i < uSize; ++i) {
-            const Json::Value& child = array[i];
+        size_t uLength = 4 + (uSize - 1) * 2;
+        for (const Json::Value& child : array) {
+            if (HasComment(child)) return false;
             vecLine.push_back(child.isArray() ? "[]" : child.isObject() ? "{}" : ScalarText(child));
             uLength += vecLine.back().size();
         }
-        bMultiLine = uLength >= kRightMargin;
-    }
-    if (!bMultiLine) {
-        m_sText += "[ ";
-        for (size_t i = 0; i < vecLine.size(); ++i) {
-            if (i > 0) m_sText += ", ";
-            m_sText += vecLine[i];
+        if (uLength < kRightMargin) {
+            m_sText += "[ ";
+            for (size_t i = 0; i < vecLine.size(); ++i) {
+                if (i > 0) m_sText += ", ";
+                m_sText += vecLine[i];
+            }
+            m_sText += " ]";
+            return true;
         }
-        m_sText += " ]";
-        return;
     }
     OpenArray();
-    for (Json::ArrayIndex i = 0; i < uSize; ++i) {
-        if (i > 0) Separator();
+    bool bFirst = true;
+    for (const Json::Value& child : array) {
+        if (!bFirst) Separator();
+        bFirst = false;
         Element();
-        WriteValue(array[i]);
+        if (!WriteValue(child)) return false;
     }
     CloseArray();
+    return true;
 }
 
 std::string CStyledText::Finish()
@@ -276,6 +285,7 @@ std::string Write(const Json::Value& root)
 {
     CStyledText text;
     if (text.Value(root)) return text.Finish();
+    // Written partly before the comment was met; the library writes the whole tree again.
     return Json::StyledWriter().write(root);
 }
 

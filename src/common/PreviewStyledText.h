@@ -44,17 +44,19 @@ public:
     // Whether an array of uCount objects goes on one line: only if all of them are empty and the
     // line stays under the writer's margin.
     static bool FitsOnOneLine(size_t uCount, bool bAllEmpty);
-    // Any value tree without comments, as the library's styled writer lays it out; false (and
-    // nothing written) for a tree with comments, which this writer leaves to the library.
+    // Any value tree without comments, as the library's styled writer lays it out; false for a
+    // tree with comments, which this writer leaves to the library (the text is then unusable).
     bool Value(const Json::Value& value);
     // The whole text, with the line feed the writer ends it with.
     std::string Finish();
 
 private:
     void WriteIndent();
-    static bool HasComments(const Json::Value& value);
-    void WriteValue(const Json::Value& value);
-    void WriteArray(const Json::Value& array);
+    static bool HasComment(const Json::Value& value);
+    bool WriteValue(const Json::Value& value);
+    bool WriteArray(const Json::Value& array);
+    // The bytes quoted and escaped as the library quotes a value.
+    void AppendQuotedRange(const char* pBegin, const char* pEnd);
     // A value that is no array or object, as the writer writes it.
     static std::string ScalarText(const Json::Value& value);
     // The text up to its NUL, quoted and escaped as the library does.
