@@ -1,7 +1,9 @@
 // Writing the stored preview out as JSON, nested like the document an application pushes.
 #include <pelmo/TilesModel.h>
 
+#include <algorithm>
 #include <exception>
+#include <iterator>
 #include <string>
 #include <utility>
 #include <vector>
@@ -157,34 +159,36 @@ private:
 
     // The members of one object in the order the writer puts them: by name in byte order, and
     // of two members of the same name the one set last (the child array outranks a property).
+    // Members named by their map key come sorted and unique; only the renamed extras and the
+    // child array are placed, after the others, in the order they were set.
     std::vector<PT_MEMBER>& CollectMembers(size_t uLevel, const PropertyMap& mapProperty, const std::string* pArrayName)
     {
         std::vector<PT_MEMBER>& vecMembers = m_vecMembers[uLevel];
+        std::vector<PT_MEMBER>& vecPlaced = m_vecPlaced[uLevel];
         vecMembers.clear();
+        vecPlaced.clear();
         ReadBackValue::ForEachMember(mapProperty, [&](const std::string& sName, const PropertyValue& value) {
             PT_MEMBER member;
             member.pName = &sName;
-            if (ReadBackValue::SetPropertyInJson(value, member.value)) vecMembers.push_back(member);
+            if (!ReadBackValue::SetPropertyInJson(value, member.value)) return;
+            (&sName == &kPublicExtra ? vecPlaced : vecMembers).push_back(member);
         });
         if (pArrayName != nullptr) {
             PT_MEMBER member;
             member.pName = pArrayName;
             member.bArray = true;
-            vecMembers.push_back(member);
+            vecPlaced.push_back(member);
         }
-        // Nearly sorted already (one renamed member, the array last): a stable insertion sort.
-        for (size_t i = 1; i < vecMembers.size(); ++i) {
-            const PT_MEMBER member = vecMembers[i];
-            size_t j = i;
-            for (; j > 0 && *member.pName < *vecMembers[j - 1].pName; --j) vecMembers[j] = vecMembers[j - 1];
-            vecMembers[j] = member;
+        for (const PT_MEMBER& member : vecPlaced) {
+            const auto it =
+                std::upper_bound(vecMembers.begin(), vecMembers.end(), member,
+                                 [](const PT_MEMBER& a, const PT_MEMBER& b) { return *a.pName < *b.pName; });
+            if (it != vecMembers.begin() && *std::prev(it)->pName == *member.pName) {
+                *std::prev(it) = member;
+            } else {
+                vecMembers.insert(it, member);
+            }
         }
-        size_t uKept = 0;
-        for (size_t i = 0; i < vecMembers.size(); ++i) {
-            if (i + 1 < vecMembers.size() && *vecMembers[i].pName == *vecMembers[i + 1].pName) continue;
-            vecMembers[uKept++] = vecMembers[i];
-        }
-        vecMembers.resize(uKept);
         return vecMembers;
     }
 
@@ -212,6 +216,7 @@ private:
 
     PreviewStyledText::CStyledText m_text;
     std::vector<PT_MEMBER> m_vecMembers[3];  // per level: accelerator, section, tile
+    std::vector<PT_MEMBER> m_vecPlaced[3];
 };
 }  // namespace
 

@@ -13,6 +13,21 @@ namespace {
 // The writer's indentation step and the margin past which an array no longer fits on one line.
 constexpr const char* kIndentStep = "   ";
 constexpr size_t kRightMargin = 74;
+
+// Bytes that a text holds as they are: printable ASCII other than the quote and the backslash.
+struct PT_PLAIN_BYTES {
+    bool aPlain[256] = {};
+    constexpr PT_PLAIN_BYTES()
+    {
+        for (int c = 0x20; c < 0x7f; ++c) aPlain[c] = c != '"' && c != '\\';
+    }
+};
+constexpr PT_PLAIN_BYTES kPlain;
+
+bool IsPlain(char c)
+{
+    return kPlain.aPlain[static_cast<unsigned char>(c)];
+}
 }  // namespace
 
 void CStyledText::WriteIndent()
@@ -140,7 +155,7 @@ bool CStyledText::Value(const Json::Value& value)
 void CStyledText::AppendQuotedRange(const char* pBegin, const char* pEnd)
 {
     const char* p = pBegin;
-    while (p != pEnd && *p >= 0x20 && *p < 0x7f && *p != '"' && *p != '\\') ++p;
+    while (p != pEnd && IsPlain(*p)) ++p;
     if (p == pEnd) {
         m_sText += '"';
         m_sText.append(pBegin, static_cast<size_t>(pEnd - pBegin));
@@ -271,7 +286,7 @@ void CStyledText::AppendQuoted(const char* sText)
     // Printable ASCII other than the quote and the backslash needs no escape: nearly every
     // stored text is copied between quotes as it is. Any other text gets the library's quoting.
     const char* p = sText;
-    while (*p >= 0x20 && *p < 0x7f && *p != '"' && *p != '\\') ++p;
+    while (IsPlain(*p)) ++p;
     if (*p == '\0') {
         m_sText += '"';
         m_sText.append(sText, static_cast<size_t>(p - sText));
