@@ -14,20 +14,20 @@ namespace {
 constexpr const char* kIndentStep = "   ";
 constexpr size_t kRightMargin = 74;
 
-// Bytes that a text holds as they are: printable ASCII other than the quote and the backslash.
-struct PT_PLAIN_BYTES {
-    bool aPlain[256] = {};
-    constexpr PT_PLAIN_BYTES()
+// How the quoting treats a byte: kept as it is (printable ASCII), kept behind a backslash (the
+// quote and the backslash), or anything else (control bytes, DEL, non-ASCII), which this writer
+// leaves to the library's quoting.
+enum EByteClass : unsigned char { BYTE_PLAIN, BYTE_ESCAPED, BYTE_OTHER };
+struct PT_BYTE_CLASSES {
+    EByteClass aClass[256] = {};
+    constexpr PT_BYTE_CLASSES()
     {
-        for (int c = 0x20; c < 0x7f; ++c) aPlain[c] = c != '"' && c != '\\';
+        for (int c = 0; c < 256; ++c) {
+            aClass[c] = c == '"' || c == '\\' ? BYTE_ESCAPED : c >= 0x20 && c < 0x7f ? BYTE_PLAIN : BYTE_OTHER;
+        }
     }
 };
-constexpr PT_PLAIN_BYTES kPlain;
-
-bool IsPlain(char c)
-{
-    return kPlain.aPlain[static_cast<unsigned char>(c)];
-}
+constexpr PT_BYTE_CLASSES kByteClasses;
 }  // namespace
 
 void CStyledText::WriteIndent()
@@ -63,7 +63,7 @@ void CStyledText::EmptyObject()
 void CStyledText::Member(const std::string& sName)
 {
     WriteIndent();
-    AppendQuoted(sName.c_str());
+    AppendQuotedRange(sName.data(), std::find(sName.data(), sName.data() + sName.size(), '\0'));
     m_sText += " : ";
 }
 
@@ -90,15 +90,7 @@ void CStyledText::Scalar(const PT_SCALAR& scalar)
             break;
         case PT_SCALAR::KIND_STRING: {
             const std::string& sText = *scalar.pText;
-            if (sText.find('\0') == std::string::npos) {
-                AppendQuoted(sText.c_str());
-            } else {
-                // The library's quoting of a C text would stop at the NUL; its writer escapes it.
-                // Such a text cannot come from the store, so the library writes it whole.
-                std::string sQuoted = Json::StyledWriter().write(Json::Value(sText));
-                sQuoted.pop_back();
-                m_sText += sQuoted;
-            }
+            AppendQuotedRange(sText.data(), sText.data() + sText.size());
             break;
         }
     }
@@ -154,18 +146,40 @@ bool CStyledText::Value(const Json::Value& value)
 
 void CStyledText::AppendQuotedRange(const char* pBegin, const char* pEnd)
 {
-    const char* p = pBegin;
-    while (p != pEnd && IsPlain(*p)) ++p;
-    if (p == pEnd) {
-        m_sText += '"';
+    // Nearly every text is printable ASCII, perhaps with quotes (the tile extras are JSON); such
+    // a text is written here, escaped as the library escapes those two bytes.
+    bool bEscapes = false;
+    for (const char* p = pBegin; p != pEnd; ++p) {
+        const EByteClass eClass = kByteClasses.aClass[static_cast<unsigned char>(*p)];
+        if (eClass == BYTE_OTHER) {
+            AppendQuotedByLibrary(std::string(pBegin, pEnd));
+            return;
+        }
+        bEscapes = bEscapes || eClass == BYTE_ESCAPED;
+    }
+    m_sText += '"';
+    if (!bEscapes) {
         m_sText.append(pBegin, static_cast<size_t>(pEnd - pBegin));
-        m_sText += '"';
+    } else {
+        for (const char* p = pBegin; p != pEnd; ++p) {
+            if (kByteClasses.aClass[static_cast<unsigned char>(*p)] == BYTE_ESCAPED) m_sText += '\\';
+            m_sText += *p;
+        }
+    }
+    m_sText += '"';
+}
+
+void CStyledText::AppendQuotedByLibrary(const std::string& sText)
+{
+    if (sText.find('\0') == std::string::npos) {
+        m_sText += Json::valueToQuotedString(sText.c_str());
         return;
     }
-    const std::string sText(pBegin, pEnd);
-    PT_SCALAR scalar;
-    scalar.pText = &sText;
-    Scalar(scalar);
+    // The library's quoting of a C text would stop at the NUL; its writer escapes it. Such a
+    // text cannot come from the store, so the library writes it whole.
+    std::string sQuoted = Json::StyledWriter().write(Json::Value(sText));
+    sQuoted.pop_back();
+    m_sText += sQuoted;
 }
 
 std::string CStyledText::ScalarText(const Json::Value& value)
@@ -279,21 +293,6 @@ std::string CStyledText::Finish()
 {
     m_sText += '\n';
     return std::move(m_sText);
-}
-
-void CStyledText::AppendQuoted(const char* sText)
-{
-    // Printable ASCII other than the quote and the backslash needs no escape: nearly every
-    // stored text is copied between quotes as it is. Any other text gets the library's quoting.
-    const char* p = sText;
-    while (IsPlain(*p)) ++p;
-    if (*p == '\0') {
-        m_sText += '"';
-        m_sText.append(sText, static_cast<size_t>(p - sText));
-        m_sText += '"';
-        return;
-    }
-    m_sText += Json::valueToQuotedString(sText);
 }
 
 std::string Write(const Json::Value& root)

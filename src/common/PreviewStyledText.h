@@ -59,8 +59,7 @@ private:
     void AppendQuotedRange(const char* pBegin, const char* pEnd);
     // A value that is no array or object, as the writer writes it.
     static std::string ScalarText(const Json::Value& value);
-    // The text up to its NUL, quoted and escaped as the library does.
-    void AppendQuoted(const char* sText);
+    void AppendQuotedByLibrary(const std::string& sText);
 
     std::string m_sText;
     std::string m_sIndent;
