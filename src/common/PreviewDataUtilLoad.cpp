@@ -101,6 +101,10 @@ bool CPreviewDataUtil::GetTileItems(const std::string& sModuleName, const std::s
     }
     if (!out.cursor) return true;
     const bool bDisplayPeriodInKey = PreviewModuleRules::DisplayPeriodIsPartOfTheKey(sModuleName);
+    // The key columns, made once: a lookup by a C text would build the key text per tile.
+    static const std::string kTitle = TILE_TITLE, kSubtitle = TILE_SUBTITLE, kImageUrl = TILE_IMAGE_URL,
+                             kActionPlay = TILE_ACTION_PLAY, kDisplayFrom = TILE_DISPLAY_FROM,
+                             kDisplayUntil = TILE_DISPLAY_UNTIL;
     CStoredRowReader reader(*out.cursor);
     while (out.cursor->MoveNext() == 0) {
         auto tile = std::make_shared<CPreviewTile>();
@@ -108,13 +112,13 @@ bool CPreviewDataUtil::GetTileItems(const std::string& sModuleName, const std::s
         section->m_vecTile.push_back(tile);
         try {
             const PropertyMap& mapProperty = tile->m_mapProperty;
-            const std::string& sTitle = mapProperty.at(TILE_TITLE).second;
-            const std::string& sSubtitle = mapProperty.at(TILE_SUBTITLE).second;
-            const std::string& sImageUrl = mapProperty.at(TILE_IMAGE_URL).second;
-            std::string sActionPlay = mapProperty.at(TILE_ACTION_PLAY).second;
+            const std::string& sTitle = mapProperty.at(kTitle).second;
+            const std::string& sSubtitle = mapProperty.at(kSubtitle).second;
+            const std::string& sImageUrl = mapProperty.at(kImageUrl).second;
+            std::string sActionPlay = mapProperty.at(kActionPlay).second;
             if (bDisplayPeriodInKey) {
-                sActionPlay += mapProperty.at(TILE_DISPLAY_FROM).second;
-                sActionPlay += mapProperty.at(TILE_DISPLAY_UNTIL).second;
+                sActionPlay += mapProperty.at(kDisplayFrom).second;
+                sActionPlay += mapProperty.at(kDisplayUntil).second;
             }
             const uint64_t hash = CalcTileHash(sTitle, sSubtitle, sImageUrl, sActionPlay);
             tile->m_hash = hash;

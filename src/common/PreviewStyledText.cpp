@@ -63,7 +63,7 @@ void CStyledText::EmptyObject()
 void CStyledText::Member(const std::string& sName)
 {
     WriteIndent();
-    AppendQuotedRange(sName.data(), std::find(sName.data(), sName.data() + sName.size(), '\0'));
+    AppendQuotedRange(sName.data(), sName.data() + sName.size(), true);
     m_sText += " : ";
 }
 
@@ -90,7 +90,7 @@ void CStyledText::Scalar(const PT_SCALAR& scalar)
             break;
         case PT_SCALAR::KIND_STRING: {
             const std::string& sText = *scalar.pText;
-            AppendQuotedRange(sText.data(), sText.data() + sText.size());
+            AppendQuotedRange(sText.data(), sText.data() + sText.size(), false);
             break;
         }
     }
@@ -144,28 +144,34 @@ bool CStyledText::Value(const Json::Value& value)
     return WriteValue(value);
 }
 
-void CStyledText::AppendQuotedRange(const char* pBegin, const char* pEnd)
+void CStyledText::AppendQuotedRange(const char* pBegin, const char* pEnd, bool bName)
 {
     // Nearly every text is printable ASCII, perhaps with quotes (the tile extras are JSON); such
     // a text is written here, escaped as the library escapes those two bytes.
-    bool bEscapes = false;
-    for (const char* p = pBegin; p != pEnd; ++p) {
-        const EByteClass eClass = kByteClasses.aClass[static_cast<unsigned char>(*p)];
-        if (eClass == BYTE_OTHER) {
-            AppendQuotedByLibrary(std::string(pBegin, pEnd));
+    const char* p = pBegin;
+    while (p != pEnd && kByteClasses.aClass[static_cast<unsigned char>(*p)] == BYTE_PLAIN) ++p;
+    if (p == pEnd) {
+        m_sText += '"';
+        m_sText.append(pBegin, static_cast<size_t>(pEnd - pBegin));
+        m_sText += '"';
+        return;
+    }
+    for (const char* q = p; q != pEnd; ++q) {
+        if (kByteClasses.aClass[static_cast<unsigned char>(*q)] == BYTE_OTHER) {
+            // The writer writes a name up to its first NUL.
+            AppendQuotedByLibrary(std::string(pBegin, bName ? std::find(pBegin, pEnd, '\0') : pEnd));
             return;
         }
-        bEscapes = bEscapes || eClass == BYTE_ESCAPED;
     }
     m_sText += '"';
-    if (!bEscapes) {
-        m_sText.append(pBegin, static_cast<size_t>(pEnd - pBegin));
-    } else {
-        for (const char* p = pBegin; p != pEnd; ++p) {
-            if (kByteClasses.aClass[static_cast<unsigned char>(*p)] == BYTE_ESCAPED) m_sText += '\\';
-            m_sText += *p;
-        }
+    const char* pRun = pBegin;
+    for (; p != pEnd; ++p) {
+        if (kByteClasses.aClass[static_cast<unsigned char>(*p)] != BYTE_ESCAPED) continue;
+        m_sText.append(pRun, static_cast<size_t>(p - pRun));
+        m_sText += '\\';
+        pRun = p;
     }
+    m_sText.append(pRun, static_cast<size_t>(pEnd - pRun));
     m_sText += '"';
 }
 
@@ -189,7 +195,7 @@ std::string CStyledText::ScalarText(const Json::Value& value)
             CStyledText text;
             const char* pBegin = nullptr;
             const char* pEnd = nullptr;
-            if (value.getString(&pBegin, &pEnd)) text.AppendQuotedRange(pBegin, pEnd);
+            if (value.getString(&pBegin, &pEnd)) text.AppendQuotedRange(pBegin, pEnd, false);
             return std::move(text.m_sText);
         }
         case Json::intValue:
@@ -226,7 +232,7 @@ bool CStyledText::WriteValue(const Json::Value& value)
                 const char* pBegin = it.memberName(&pEnd);
                 if (pBegin == nullptr) return false;
                 WriteIndent();
-                AppendQuotedRange(pBegin, std::find(pBegin, pEnd, '\0'));
+                AppendQuotedRange(pBegin, pEnd, true);
                 m_sText += " : ";
                 if (!WriteValue(*it)) return false;
             }
@@ -236,7 +242,7 @@ bool CStyledText::WriteValue(const Json::Value& value)
         case Json::stringValue: {
             const char* pBegin = nullptr;
             const char* pEnd = nullptr;
-            if (value.getString(&pBegin, &pEnd)) AppendQuotedRange(pBegin, pEnd);
+            if (value.getString(&pBegin, &pEnd)) AppendQuotedRange(pBegin, pEnd, false);
             return true;
         }
         default:

@@ -55,8 +55,8 @@ private:
     static bool HasComment(const Json::Value& value);
     bool WriteValue(const Json::Value& value);
     bool WriteArray(const Json::Value& array);
-    // The bytes quoted and escaped as the library quotes a value.
-    void AppendQuotedRange(const char* pBegin, const char* pEnd);
+    // The bytes quoted and escaped as the library quotes a value, or a name (up to its first NUL).
+    void AppendQuotedRange(const char* pBegin, const char* pEnd, bool bName);
     // A value that is no array or object, as the writer writes it.
     static std::string ScalarText(const Json::Value& value);
     void AppendQuotedByLibrary(const std::string& sText);
