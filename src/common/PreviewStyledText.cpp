@@ -30,6 +30,22 @@ struct PT_BYTE_CLASSES {
 constexpr PT_BYTE_CLASSES kByteClasses;
 }  // namespace
 
+void CTextBuffer::Grow(size_t uMore)
+{
+    const size_t uCapacity = std::max(m_uSize + uMore, std::max<size_t>(2 * m_uCapacity, 256));
+    std::unique_ptr<char[]> pData(new char[uCapacity]);
+    if (m_uSize > 0) std::memcpy(pData.get(), m_pData.get(), m_uSize);
+    m_pData = std::move(pData);
+    m_uCapacity = uCapacity;
+}
+
+std::string CTextBuffer::Take()
+{
+    std::string sText(m_pData.get(), m_uSize);
+    m_uSize = 0;
+    return sText;
+}
+
 void CStyledText::WriteIndent()
 {
     // As the library's writer does: a token after an indentation or " : " stays on its line.
@@ -196,7 +212,7 @@ std::string CStyledText::ScalarText(const Json::Value& value)
             const char* pBegin = nullptr;
             const char* pEnd = nullptr;
             if (value.getString(&pBegin, &pEnd)) text.AppendQuotedRange(pBegin, pEnd, false);
-            return std::move(text.m_sText);
+            return text.m_sText.Take();
         }
         case Json::intValue:
             return Json::valueToString(value.asLargestInt());
@@ -298,7 +314,7 @@ bool CStyledText::WriteArray(const Json::Value& array)
 std::string CStyledText::Finish()
 {
     m_sText += '\n';
-    return std::move(m_sText);
+    return m_sText.Take();
 }
 
 std::string Write(const Json::Value& root)
