@@ -334,7 +334,7 @@ TEST(StyledText, ATreeWithCommentsIsLeftToTheLibrarysWriter)
 {
     Json::Value object;
     object["a"] = "x";
-    object["a"].setComment("// why", Json::commentBefore);
+    object["a"].setComment(std::string("// why"), Json::commentBefore);
     PreviewStyledText::CStyledText text;
     EXPECT_FALSE(text.Value(object));
     EXPECT_EQ(PreviewStyledText::Write(object), Json::StyledWriter().write(object));
