@@ -29,6 +29,9 @@ int LevelFromEnvironment()
 
 std::atomic<int> g_iLevel{LevelFromEnvironment()};
 std::mutex g_sinkMutex;
+// Set with the sink, under the mutex; read without it, so that a line below the level with no
+// sink installed (most debug lines of a busy process) costs no lock.
+std::atomic<bool> g_bSinkInstalled{false};
 dlog_host_sink_cb g_pSink = nullptr;
 void* g_pSinkData = nullptr;
 
@@ -50,6 +53,7 @@ char PriorityLetter(int prio)
 extern "C" int __dlog_print(log_id_t log_id, int prio, const char* tag, const char* fmt, ...)
 {
     if (log_id < LOG_ID_MAIN || log_id >= LOG_ID_MAX || fmt == nullptr) return -1;
+    if (prio < g_iLevel.load(std::memory_order_relaxed) && !g_bSinkInstalled.load(std::memory_order_acquire)) return 0;
 
     dlog_host_sink_cb pSink;
     void* pSinkData;
@@ -101,6 +105,7 @@ extern "C" void dlog_host_set_sink(dlog_host_sink_cb sink, void* user_data)
     std::lock_guard<std::mutex> lock(g_sinkMutex);
     g_pSink = sink;
     g_pSinkData = user_data;
+    g_bSinkInstalled.store(sink != nullptr, std::memory_order_release);
 }
 
 extern "C" void dlog_host_reload_level(void)

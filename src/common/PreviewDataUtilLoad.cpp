@@ -10,6 +10,7 @@
 #include "PreviewDataUtil.h"
 #include "PreviewDataUtilUnit.h"
 #include "PreviewModuleRules.h"
+#include "PreviewStoredRowReader.h"
 
 namespace {
 // Every column a model level knows, in the map's key order.
@@ -53,8 +54,9 @@ bool CPreviewDataUtil::GetAcceleratorItems(const std::string& sModuleName, CPrev
     if (!out.cursor) return true;
     // The map size, not the column count: the index past the last column reads as an invalid
     // column and is skipped. One row per module is expected; if there are more, the last wins.
+    CStoredRowReader reader(*out.cursor);
     while (out.cursor->MoveNext() == 0) {
-        GetItemValues(out.cursor, static_cast<int>(accelerator.m_mapProperty.size()), accelerator.m_mapProperty);
+        reader.GetItemValues(static_cast<int>(accelerator.m_mapProperty.size()), accelerator.m_mapProperty);
     }
     return true;
 }
@@ -72,9 +74,10 @@ bool CPreviewDataUtil::GetSectionItems(const std::string& sModuleName, const std
         return false;
     }
     if (!out.cursor) return true;
+    CStoredRowReader reader(*out.cursor);
     while (out.cursor->MoveNext() == 0) {
         auto section = std::make_shared<CPreviewSection>();
-        GetItemValues(out.cursor, static_cast<int>(section->m_mapProperty.size()), section->m_mapProperty);
+        reader.GetItemValues(static_cast<int>(section->m_mapProperty.size()), section->m_mapProperty);
         accelerator.m_vecSection.push_back(section);
         const uint64_t hash =
             CalcSectionHash(section->m_mapProperty[SECTION_TITLE].second, section->m_mapProperty[SECTION_ID].second);
@@ -98,25 +101,29 @@ bool CPreviewDataUtil::GetTileItems(const std::string& sModuleName, const std::s
     }
     if (!out.cursor) return true;
     const bool bDisplayPeriodInKey = PreviewModuleRules::DisplayPeriodIsPartOfTheKey(sModuleName);
+    // The key columns, made once: a lookup by a C text would build the key text per tile.
+    static const std::string kTitle = TILE_TITLE, kSubtitle = TILE_SUBTITLE, kImageUrl = TILE_IMAGE_URL,
+                             kActionPlay = TILE_ACTION_PLAY, kDisplayFrom = TILE_DISPLAY_FROM,
+                             kDisplayUntil = TILE_DISPLAY_UNTIL;
+    CStoredRowReader reader(*out.cursor);
     while (out.cursor->MoveNext() == 0) {
         auto tile = std::make_shared<CPreviewTile>();
-        GetItemValues(out.cursor, static_cast<int>(tile->m_mapProperty.size()), tile->m_mapProperty);
+        reader.GetItemValues(static_cast<int>(tile->m_mapProperty.size()), tile->m_mapProperty);
         section->m_vecTile.push_back(tile);
         try {
             const PropertyMap& mapProperty = tile->m_mapProperty;
-            const std::string& sTitle = mapProperty.at(TILE_TITLE).second;
-            const std::string& sSubtitle = mapProperty.at(TILE_SUBTITLE).second;
-            const std::string& sImageUrl = mapProperty.at(TILE_IMAGE_URL).second;
-            std::string sActionPlay = mapProperty.at(TILE_ACTION_PLAY).second;
+            const std::string& sTitle = mapProperty.at(kTitle).second;
+            const std::string& sSubtitle = mapProperty.at(kSubtitle).second;
+            const std::string& sImageUrl = mapProperty.at(kImageUrl).second;
+            std::string sActionPlay = mapProperty.at(kActionPlay).second;
             if (bDisplayPeriodInKey) {
-                sActionPlay += mapProperty.at(TILE_DISPLAY_FROM).second;
-                sActionPlay += mapProperty.at(TILE_DISPLAY_UNTIL).second;
+                sActionPlay += mapProperty.at(kDisplayFrom).second;
+                sActionPlay += mapProperty.at(kDisplayUntil).second;
             }
             const uint64_t hash = CalcTileHash(sTitle, sSubtitle, sImageUrl, sActionPlay);
             tile->m_hash = hash;
-            PELMO_LOGD("Hash:[%" PRIu64 "]\ntitle:[%s]\nsubtitle:[%s]\nimageUrl:[%s]\nactionPlayUrl:[%s]",
-                       hash, sTitle.c_str(), sSubtitle.c_str(), sImageUrl.c_str(),
-                       sActionPlay.c_str());
+            PELMO_LOGD("Hash:[%" PRIu64 "]\ntitle:[%s]\nsubtitle:[%s]\nimageUrl:[%s]\nactionPlayUrl:[%s]", hash,
+                       sTitle.c_str(), sSubtitle.c_str(), sImageUrl.c_str(), sActionPlay.c_str());
             section->m_vecTileHash.push_back(hash);
         } catch (...) {
             // The tile stays listed without a key; the synchronisation then finds no match for it.

@@ -11,4 +11,4 @@ target_sources(pelmo_api_obj PRIVATE
   ${CMAKE_CURRENT_LIST_DIR}/PreviewDataUtilLoad.cpp
   ${CMAKE_CURRENT_LIST_DIR}/PreviewDataUtilExport.cpp
   ${CMAKE_CURRENT_LIST_DIR}/PreviewRequestText.cpp
-  ${CMAKE_CURRENT_LIST_DIR}/RequestEnvelopeText.cpp)
+  ${CMAKE_CURRENT_LIST_DIR}/PreviewStyledText.cpp)

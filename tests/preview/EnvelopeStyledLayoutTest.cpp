@@ -8,7 +8,7 @@
 #include <string>
 
 #include "RandomTexts.h"
-#include "RequestEnvelopeText.h"
+#include "PreviewStyledText.h"
 
 namespace {
 std::string LibraryText(const Json::Value& value)
@@ -64,7 +64,7 @@ bool OnlyTexts(const Json::Value& value)
 }
 }  // namespace
 
-TEST(EnvelopeText, ASelectEnvelopeIsTheLibrarysStyledLayout)
+TEST(EnvelopeStyledLayout, ASelectEnvelopeIsTheLibrarysStyledLayout)
 {
     Json::Value object;
     object["module_name"] = "org.example.m";
@@ -73,12 +73,12 @@ TEST(EnvelopeText, ASelectEnvelopeIsTheLibrarysStyledLayout)
     object["where"] = "tile_section_raw_id=?";
     object["group_by"] = "";
     object["where_args"].append("12");
-    const std::string sText = RequestEnvelopeText::WriteStyled(object);
+    const std::string sText = PreviewStyledText::Write(object);
     EXPECT_EQ(sText, LibraryText(object));
     EXPECT_NE(sText.find("   \"where_args\" : [ \"12\" ]\n}\n"), std::string::npos);
 }
 
-TEST(EnvelopeText, RandomEnvelopesAreWrittenExactlyAsTheLibrarysStyledWriterWritesThem)
+TEST(EnvelopeStyledLayout, RandomEnvelopesAreWrittenExactlyAsTheLibrarysStyledWriterWritesThem)
 {
     std::mt19937 random(20261124);
     int iOwnLayout = 0;
@@ -88,43 +88,43 @@ TEST(EnvelopeText, RandomEnvelopesAreWrittenExactlyAsTheLibrarysStyledWriterWrit
         std::uniform_int_distribution<int> members(0, 6);
         for (int m = members(random); m > 0; --m) envelope[RandomText(random)] = RandomValue(random, 3);
         const std::string sExpected = LibraryText(envelope);
-        ASSERT_EQ(RequestEnvelopeText::WriteStyled(envelope), sExpected) << "envelope " << i;
+        ASSERT_EQ(PreviewStyledText::Write(envelope), sExpected) << "envelope " << i;
         if (OnlyTexts(envelope)) {
             ++iOwnLayout;
             if (sExpected.find("[\n") != std::string::npos) ++iMultiLineArrays;
         }
         const Json::Value value = RandomValue(random, 3);
-        ASSERT_EQ(RequestEnvelopeText::WriteStyled(value), LibraryText(value)) << "value " << i;
+        ASSERT_EQ(PreviewStyledText::Write(value), LibraryText(value)) << "value " << i;
     }
     // Most envelopes, many with arrays over several lines, were laid out here, not by the library.
     EXPECT_GT(iOwnLayout, 1500);
     EXPECT_GT(iMultiLineArrays, 300);
 }
 
-TEST(EnvelopeText, ArraysAroundTheOneLineLimitsComeOutAsTheLibraryWritesThem)
+TEST(EnvelopeStyledLayout, ArraysAroundTheOneLineLimitsComeOutAsTheLibraryWritesThem)
 {
     // 24 and 25 elements, and lines just under and at the margin.
     for (int iSize = 20; iSize <= 27; ++iSize) {
         Json::Value envelope;
         for (int i = 0; i < iSize; ++i) envelope["where_args"].append(std::to_string(i % 10));
-        EXPECT_EQ(RequestEnvelopeText::WriteStyled(envelope), LibraryText(envelope)) << iSize;
+        EXPECT_EQ(PreviewStyledText::Write(envelope), LibraryText(envelope)) << iSize;
     }
     for (size_t uLength = 60; uLength <= 80; ++uLength) {
         Json::Value array(Json::arrayValue);
         array.append(std::string(uLength, 'x'));
         array.append(Json::Value(Json::arrayValue));
         array.append(Json::Value(Json::objectValue));
-        EXPECT_EQ(RequestEnvelopeText::WriteStyled(array), LibraryText(array)) << uLength;
+        EXPECT_EQ(PreviewStyledText::Write(array), LibraryText(array)) << uLength;
         Json::Value nested;
         nested["list"].append(array);
         nested["list"].append("tail");
-        EXPECT_EQ(RequestEnvelopeText::WriteStyled(nested), LibraryText(nested)) << uLength;
+        EXPECT_EQ(PreviewStyledText::Write(nested), LibraryText(nested)) << uLength;
     }
     Json::Value commented;
     commented["where"] = "x=?";
     commented["where"].setComment(std::string("// the condition"), Json::commentBefore);
-    EXPECT_EQ(RequestEnvelopeText::WriteStyled(commented), LibraryText(commented));
-    EXPECT_EQ(RequestEnvelopeText::WriteStyled(Json::Value(Json::objectValue)),
+    EXPECT_EQ(PreviewStyledText::Write(commented), LibraryText(commented));
+    EXPECT_EQ(PreviewStyledText::Write(Json::Value(Json::objectValue)),
               LibraryText(Json::Value(Json::objectValue)));
-    EXPECT_EQ(RequestEnvelopeText::WriteStyled(Json::Value("top")), LibraryText(Json::Value("top")));
+    EXPECT_EQ(PreviewStyledText::Write(Json::Value("top")), LibraryText(Json::Value("top")));
 }
