@@ -3,6 +3,7 @@
 #include "PelmoAPI.h"
 
 #include <app_common.h>
+#include <glib.h>
 
 #include <cstdlib>
 #include <exception>
