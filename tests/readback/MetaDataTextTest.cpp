@@ -16,6 +16,7 @@
 #include "LogCapture.h"
 #include "PreviewDataUtil.h"
 #include "PreviewStyledText.h"
+#include "RandomTexts.h"
 
 namespace {
 // The tree the property emission builds for the loaded preview, written by the library.
@@ -63,40 +64,10 @@ PT_OUTCOME Outcome(Write write)
     return outcome;
 }
 
-// Texts that exercise the quoting: plain, quotes and backslashes, control bytes, DEL, UTF-8 of
-// two to four bytes, broken and overlong UTF-8, encoded surrogates, NUL, and empty.
+// Texts that exercise the quoting (RandomTexts.h), every odd piece kept, and empty.
 std::string RandomText(std::mt19937& random)
 {
-    static const std::string kPieces[] = {"a",
-                                          "News at nine",
-                                          "app://x/play?id=1&v=2",
-                                          " ",
-                                          "\"",
-                                          "\\",
-                                          "/",
-                                          "\n",
-                                          "\r",
-                                          "\t",
-                                          "\b",
-                                          "\f",
-                                          "\x01",
-                                          "\x1f",
-                                          "\x7f",
-                                          "\xc3\xa9",
-                                          "\xe2\x82\xac",
-                                          "\xf0\x9f\x8e\xac",
-                                          "\xc3",
-                                          "\xff",
-                                          "\xe0\x80\x80",
-                                          "\xed\xa0\x80",
-                                          "\xf4\x90\x80\x80",
-                                          std::string("\0", 1),
-                                          "{\"video_url\":\"v\"}"};
-    std::uniform_int_distribution<int> count(0, 5);
-    std::uniform_int_distribution<size_t> pick(0, sizeof kPieces / sizeof kPieces[0] - 1);
-    std::string sText;
-    for (int i = count(random); i > 0; --i) sText += kPieces[pick(random)];
-    return sText;
+    return RandomTexts::Make(random, 5, 1);
 }
 
 // A value text for the value type; now and then one that the conversion refuses.

@@ -1,6 +1,7 @@
-// Random texts for the differential tests of the request writers: plain and column-like texts,
-// the quote, the backslash, the slash and the bytes with a two-character escape, and the odd
-// ones (other control bytes, DEL, two-, three- and four-byte UTF-8, broken UTF-8, NUL).
+// Random texts for the differential tests of the writers (request rows, envelopes, the
+// read-back): plain and column-like texts, the quote, the backslash, the slash and the bytes
+// with a two-character escape, and the odd ones (other control bytes, DEL, two-, three- and
+// four-byte UTF-8, broken and overlong UTF-8, encoded surrogates, past U+10FFFF, NUL).
 #pragma once
 
 #include <random>
@@ -42,6 +43,8 @@ inline const PT_PIECES& Pieces()
                                        "\xc3",
                                        "\xff",
                                        "\xed\xa0\x80",
+                                       "\xe0\x80\x80",
+                                       "\xf4\x90\x80\x80",
                                        std::string("\0", 1)},
                                       17};
     return kPieces;
