@@ -120,6 +120,25 @@ int TileColumnIndex(std::string_view sName)
     return it != vecColumns.end() && *it == sName ? static_cast<int>(it - vecColumns.begin()) : -1;
 }
 
+// The columns of one tile's members, found in one walk: the members come in ascending byte order
+// of their names, as the columns do, so each search goes on from where the one before stopped.
+// A name that comes before the last one asked starts the walk again.
+class CColumnWalk {
+public:
+    int Index(std::string_view sName)
+    {
+        const std::vector<std::string_view>& vecColumns = TileColumns();
+        if (sName < m_sLast) m_uNext = 0;
+        m_sLast = sName;
+        while (m_uNext < vecColumns.size() && vecColumns[m_uNext] < sName) ++m_uNext;
+        return m_uNext < vecColumns.size() && vecColumns[m_uNext] == sName ? static_cast<int>(m_uNext) : -1;
+    }
+
+private:
+    size_t m_uNext = 0;
+    std::string_view m_sLast;
+};
+
 // The public extra of a tile without members of its own: two defaults, in the compact writer's
 // layout, written once by that writer.
 const std::string& DefaultPublicExtra()
@@ -245,6 +264,7 @@ void CPreviewDataUtil::GetTilesByJson(CPreviewAccelerator& accelerator, const Js
     const std::string& sModule = accelerator.m_mapProperty[kModuleKey].second;
     const bool bSkyvane = PreviewModuleRules::PlayColumnIsPartOfTheKey(sModule);
     CTileSlots slots(accelerator);
+    CColumnWalk columns;
 
     // Object iteration visits members in ascending byte order of their names.
     for (auto it = tile.begin(); it != tile.end(); ++it) {
@@ -276,7 +296,7 @@ void CPreviewDataUtil::GetTilesByJson(CPreviewAccelerator& accelerator, const Js
         } else if (sName == kSourceIcon) {
             iColumn = iSourceIcon;
         } else {
-            iColumn = TileColumnIndex(sName);
+            iColumn = columns.Index(sName);
         }
         if (iColumn >= 0) {
             PreviewTileFields::GetPropertyByJson(slots, sName, slots.Slot(iColumn), value);

@@ -13,88 +13,7 @@
 #include <cstdlib>
 #include <cstring>
 
-namespace PreviewRequestText {
-namespace {
-// The escape of a byte that the library's quoting writes as a two-character escape, or 0.
-constexpr char ShortEscape(unsigned char c)
-{
-    switch (c) {
-        case '"':
-            return '"';
-        case '\\':
-            return '\\';
-        case '\b':
-            return 'b';
-        case '\f':
-            return 'f';
-        case '\n':
-            return 'n';
-        case '\r':
-            return 'r';
-        case '\t':
-            return 't';
-        default:
-            return 0;
-    }
-}
-
-// Per byte: 0 written as it is, 1 a two-character escape, 2 left to the library's quoting.
-struct PT_BYTE_CLASSES {
-    unsigned char aClass[256];
-};
-constexpr PT_BYTE_CLASSES MakeByteClasses()
-{
-    PT_BYTE_CLASSES classes{};
-    for (int i = 0; i < 256; ++i) {
-        const unsigned char c = static_cast<unsigned char>(i);
-        if (ShortEscape(c) != 0) {
-            classes.aClass[i] = 1;
-        } else {
-            classes.aClass[i] = c >= 0x20 && c < 0x7f ? 0 : 2;
-        }
-    }
-    return classes;
-}
-constexpr PT_BYTE_CLASSES kByteClasses = MakeByteClasses();
-
-}  // namespace
-
-// Appends the quoted text. A text of printable ASCII and the bytes with a two-character escape
-// (nearly all of them: the tiles' extra holds quotes and a line feed) is written here; any
-// other text (other control bytes, DEL, anything past ASCII) goes through the library's own
-// quoting, which decides how to write those.
-bool AppendQuoted(const char* pBegin, const char* pEnd, std::string& sOut)
-{
-    const unsigned char* const pFirst = reinterpret_cast<const unsigned char*>(pBegin);
-    const unsigned char* const pLast = reinterpret_cast<const unsigned char*>(pEnd);
-    unsigned uSeen = 0;
-    for (const unsigned char* p = pFirst; p != pLast; ++p) uSeen |= kByteClasses.aClass[*p];
-    if ((uSeen & 2) != 0) {
-        // The library's quoting takes a NUL-terminated text; a NUL inside would cut it short.
-        const size_t uLength = static_cast<size_t>(pEnd - pBegin);
-        if (std::memchr(pBegin, '\0', uLength) != nullptr) return false;
-        sOut += Json::valueToQuotedString(std::string(pBegin, uLength).c_str());
-        return true;
-    }
-    sOut += '"';
-    if (uSeen == 0) {
-        sOut.append(pBegin, static_cast<size_t>(pEnd - pBegin));
-    } else {
-        const char* pRun = pBegin;
-        for (const char* p = pBegin; p != pEnd; ++p) {
-            const char cEscape = ShortEscape(static_cast<unsigned char>(*p));
-            if (cEscape == 0) continue;
-            sOut.append(pRun, static_cast<size_t>(p - pRun));
-            sOut += '\\';
-            sOut += cEscape;
-            pRun = p + 1;
-        }
-        sOut.append(pRun, static_cast<size_t>(pEnd - pRun));
-    }
-    sOut += '"';
-    return true;
-}
-}  // namespace PreviewRequestText
+#include "JsonQuoting.h"
 
 namespace {
 
@@ -128,7 +47,7 @@ private:
             case Json::stringValue: {
                 const char* pBegin = nullptr;
                 const char* pEnd = nullptr;
-                return value.getString(&pBegin, &pEnd) && PreviewRequestText::AppendQuoted(pBegin, pEnd, m_sOut);
+                return value.getString(&pBegin, &pEnd) && JsonQuoting::AppendQuoted(pBegin, pEnd, m_sOut);
             }
             case Json::arrayValue: {
                 const Json::ArrayIndex uSize = value.size();
@@ -161,7 +80,7 @@ private:
                     const char* pBegin = it.memberName(&pEnd);
                     if (pBegin == nullptr) return false;
                     if (!m_bIndented) WriteIndent();
-                    if (!PreviewRequestText::AppendQuoted(pBegin, pEnd, m_sOut)) return false;
+                    if (!JsonQuoting::AppendQuoted(pBegin, pEnd, m_sOut)) return false;
                     m_bIndented = false;
                     m_sOut += " : ";
                     if (!WriteValue(*it)) return false;
@@ -270,7 +189,7 @@ Json::Value CRowsDocument::ToJson(std::string_view sTable) const
 std::string CRowsDocument::Write(std::string_view sTable) const
 {
     const auto Quote = [](std::string_view sText, std::string& sOut) {
-        return AppendQuoted(sText.data(), sText.data() + sText.size(), sOut);
+        return JsonQuoting::AppendQuoted(sText.data(), sText.data() + sText.size(), sOut);
     };
     size_t uReserve = 48 + sTable.size() + 8 * m_vecRowStart.size();
     for (const PT_CELL& cell : m_vecCell) uReserve += cell.sName.size() + cell.sValue.size() + 12;

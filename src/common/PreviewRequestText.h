@@ -31,11 +31,6 @@ inline std::string IdCondition(const std::string& sIdColumn, const std::vector<s
 // writer makes it.
 std::string WriteDocument(const Json::Value& document);
 
-// Appends the text between pBegin and pEnd quoted and escaped as the JSON library quotes it.
-// False, with nothing appended, for a text with a NUL byte, whose quoting is left to the
-// library's writer for the whole document.
-bool AppendQuoted(const char* pBegin, const char* pEnd, std::string& sOut);
-
 // The canonical decimal text of the integer a text starts with ("42abc" -> "42", "abc" -> "0"),
 // read as a 64-bit number on every target.
 std::string IntegerText(const std::string& sValue);

@@ -7,41 +7,26 @@
 #include <cstring>
 #include <vector>
 
+#include "JsonQuoting.h"
+
 namespace PreviewStyledText {
 
 namespace {
 // The writer's indentation step and the margin past which an array no longer fits on one line.
 constexpr const char* kIndentStep = "   ";
 constexpr size_t kRightMargin = 74;
-
-// How the quoting treats a byte: kept as it is (printable ASCII), kept behind a backslash (the
-// quote and the backslash), or anything else (control bytes, DEL, non-ASCII), which this writer
-// leaves to the library's quoting.
-enum EByteClass : unsigned char { BYTE_PLAIN, BYTE_ESCAPED, BYTE_OTHER };
-struct PT_BYTE_CLASSES {
-    EByteClass aClass[256] = {};
-    constexpr PT_BYTE_CLASSES()
-    {
-        for (int c = 0; c < 256; ++c) {
-            aClass[c] = c == '"' || c == '\\' ? BYTE_ESCAPED : c >= 0x20 && c < 0x7f ? BYTE_PLAIN : BYTE_OTHER;
-        }
-    }
-};
-constexpr PT_BYTE_CLASSES kByteClasses;
 }  // namespace
 
 void CTextBuffer::Grow(size_t uMore)
 {
-    const size_t uCapacity = std::max(m_uSize + uMore, std::max<size_t>(2 * m_uCapacity, 256));
-    std::unique_ptr<char[]> pData(new char[uCapacity]);
-    if (m_uSize > 0) std::memcpy(pData.get(), m_pData.get(), m_uSize);
-    m_pData = std::move(pData);
-    m_uCapacity = uCapacity;
+    m_sData.resize(std::max(m_uSize + uMore, std::max<size_t>(2 * m_sData.size(), 256)));
 }
 
 std::string CTextBuffer::Take()
 {
-    std::string sText(m_pData.get(), m_uSize);
+    m_sData.resize(m_uSize);
+    std::string sText = std::move(m_sData);
+    m_sData.clear();
     m_uSize = 0;
     return sText;
 }
@@ -162,44 +147,15 @@ bool CStyledText::Value(const Json::Value& value)
 
 void CStyledText::AppendQuotedRange(const char* pBegin, const char* pEnd, bool bName)
 {
-    // Nearly every text is printable ASCII, perhaps with quotes (the tile extras are JSON); such
-    // a text is written here, escaped as the library escapes those two bytes.
-    const char* p = pBegin;
-    while (p != pEnd && kByteClasses.aClass[static_cast<unsigned char>(*p)] == BYTE_PLAIN) ++p;
-    if (p == pEnd) {
-        m_sText += '"';
-        m_sText.append(pBegin, static_cast<size_t>(pEnd - pBegin));
-        m_sText += '"';
+    if (JsonQuoting::AppendQuoted(pBegin, pEnd, m_sText)) return;
+    // A text with a NUL. The writer writes a name up to its first NUL, and a value whole: the
+    // library's quoting of a C text would stop at the NUL, where its writer escapes it. Such a
+    // value cannot come from the store, so the library's writer writes it.
+    if (bName) {
+        JsonQuoting::AppendQuoted(pBegin, std::find(pBegin, pEnd, '\0'), m_sText);
         return;
     }
-    for (const char* q = p; q != pEnd; ++q) {
-        if (kByteClasses.aClass[static_cast<unsigned char>(*q)] == BYTE_OTHER) {
-            // The writer writes a name up to its first NUL.
-            AppendQuotedByLibrary(std::string(pBegin, bName ? std::find(pBegin, pEnd, '\0') : pEnd));
-            return;
-        }
-    }
-    m_sText += '"';
-    const char* pRun = pBegin;
-    for (; p != pEnd; ++p) {
-        if (kByteClasses.aClass[static_cast<unsigned char>(*p)] != BYTE_ESCAPED) continue;
-        m_sText.append(pRun, static_cast<size_t>(p - pRun));
-        m_sText += '\\';
-        pRun = p;
-    }
-    m_sText.append(pRun, static_cast<size_t>(pEnd - pRun));
-    m_sText += '"';
-}
-
-void CStyledText::AppendQuotedByLibrary(const std::string& sText)
-{
-    if (sText.find('\0') == std::string::npos) {
-        m_sText += Json::valueToQuotedString(sText.c_str());
-        return;
-    }
-    // The library's quoting of a C text would stop at the NUL; its writer escapes it. Such a
-    // text cannot come from the store, so the library writes it whole.
-    std::string sQuoted = Json::StyledWriter().write(Json::Value(sText));
+    std::string sQuoted = Json::StyledWriter().write(Json::Value(pBegin, pEnd));
     sQuoted.pop_back();
     m_sText += sQuoted;
 }
