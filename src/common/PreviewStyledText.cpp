@@ -19,14 +19,16 @@ constexpr size_t kRightMargin = 74;
 
 void CTextBuffer::Grow(size_t uMore)
 {
-    m_sData.resize(std::max(m_uSize + uMore, std::max<size_t>(2 * m_sData.size(), 256)));
+    const size_t uCapacity = std::max(m_uSize + uMore, std::max<size_t>(2 * m_uCapacity, 256));
+    std::unique_ptr<char[]> pData(new char[uCapacity]);
+    if (m_uSize > 0) std::memcpy(pData.get(), m_pData.get(), m_uSize);
+    m_pData = std::move(pData);
+    m_uCapacity = uCapacity;
 }
 
 std::string CTextBuffer::Take()
 {
-    m_sData.resize(m_uSize);
-    std::string sText = std::move(m_sData);
-    m_sData.clear();
+    std::string sText(m_pData.get(), m_uSize);
     m_uSize = 0;
     return sText;
 }

@@ -24,24 +24,23 @@ struct PT_SCALAR {
 };
 
 // A growing text that appends without the per-call overhead of std::string: a 200-tile
-// read-back appends some sixty thousand tokens. The bytes live in a string that is grown ahead
-// of them, so that the finished text is handed over without a copy.
+// read-back appends some sixty thousand tokens.
 class CTextBuffer {
 public:
     bool empty() const { return m_uSize == 0; }
-    char back() const { return m_sData[m_uSize - 1]; }
+    char back() const { return m_pData[m_uSize - 1]; }
     void append(const char* pText, size_t uLength)
     {
         if (uLength == 0) return;
-        if (m_sData.size() - m_uSize < uLength) Grow(uLength);
-        std::memcpy(&m_sData[m_uSize], pText, uLength);
+        if (m_uCapacity - m_uSize < uLength) Grow(uLength);
+        std::memcpy(m_pData.get() + m_uSize, pText, uLength);
         m_uSize += uLength;
     }
     void append(const char* pBegin, const char* pEnd) { append(pBegin, static_cast<size_t>(pEnd - pBegin)); }
     CTextBuffer& operator+=(char c)
     {
-        if (m_uSize == m_sData.size()) Grow(1);
-        m_sData[m_uSize++] = c;
+        if (m_uSize == m_uCapacity) Grow(1);
+        m_pData[m_uSize++] = c;
         return *this;
     }
     CTextBuffer& operator+=(const char* sText)
@@ -61,8 +60,9 @@ private:
     // Room for at least uMore bytes more, at least doubling.
     void Grow(size_t uMore);
 
-    std::string m_sData;  // the text, then room that is not yet written
+    std::unique_ptr<char[]> m_pData;
     size_t m_uSize = 0;
+    size_t m_uCapacity = 0;
 };
 
 // Appends tokens to one text, keeping the styled writer's indentation state.
