@@ -8,6 +8,8 @@
 
 #include <json/json.h>
 
+#include <cstddef>
+#include <cstdint>
 #include <cstring>
 #include <string>
 
@@ -49,6 +51,24 @@ struct PT_BYTE_CLASSES {
 };
 inline constexpr PT_BYTE_CLASSES kByteClasses;
 
+// True when none of the eight bytes of uWord needs more than copying: no control byte, quote,
+// backslash, DEL or byte past ASCII. Eight bytes at a time take a quarter of the instructions of
+// the per-byte table on the long plain texts (addresses, titles) that make up most of a request.
+inline bool IsPlainWord(uint64_t uWord)
+{
+    constexpr uint64_t kOnes = 0x0101010101010101ull;
+    constexpr uint64_t kHighBits = 0x8080808080808080ull;
+    // A byte below 0x20 borrows; a byte past ASCII has its high bit; the three single bytes
+    // become zero bytes, which borrow too. A borrow can mark a byte above a marked one, never
+    // an unmarked word.
+    const uint64_t uQuote = uWord ^ (kOnes * '"');
+    const uint64_t uBackslash = uWord ^ (kOnes * '\\');
+    const uint64_t uDel = uWord ^ (kOnes * 0x7f);
+    const uint64_t uMarked = ((uWord - kOnes * 0x20) & ~uWord) | uWord | ((uQuote - kOnes) & ~uQuote) |
+                             ((uBackslash - kOnes) & ~uBackslash) | ((uDel - kOnes) & ~uDel);
+    return (uMarked & kHighBits) == 0;
+}
+
 // Appends the text between pBegin and pEnd quoted and escaped as the library quotes it, to a
 // std::string or any text with the same append and += of a char and of a std::string. False,
 // with nothing appended, for a text with a NUL byte: the library's quoting takes a C text and
@@ -58,8 +78,13 @@ bool AppendQuoted(const char* pBegin, const char* pEnd, TText& out)
 {
     const unsigned char* const pFirst = reinterpret_cast<const unsigned char*>(pBegin);
     const unsigned char* const pLast = reinterpret_cast<const unsigned char*>(pEnd);
+    const unsigned char* pByte = pFirst;
+    for (uint64_t uWord; pLast - pByte >= static_cast<ptrdiff_t>(sizeof uWord); pByte += sizeof uWord) {
+        std::memcpy(&uWord, pByte, sizeof uWord);
+        if (!IsPlainWord(uWord)) break;
+    }
     unsigned uSeen = 0;
-    for (const unsigned char* p = pFirst; p != pLast; ++p) uSeen |= kByteClasses.aClass[*p];
+    for (; pByte != pLast; ++pByte) uSeen |= kByteClasses.aClass[*pByte];
     if ((uSeen & 2) != 0) {
         const size_t uLength = static_cast<size_t>(pEnd - pBegin);
         if (std::memchr(pBegin, '\0', uLength) != nullptr) return false;
