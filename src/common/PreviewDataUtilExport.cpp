@@ -11,6 +11,7 @@
 #include "PreviewDataUtil.h"
 #include "PreviewDataUtilUnit.h"
 #include "PreviewStyledText.h"
+#include "StoredInteger.h"
 
 using PreviewStyledText::PT_SCALAR;
 
@@ -38,7 +39,7 @@ bool SetPropertyInJson(const PropertyValue& value, PT_SCALAR& scalar)
             // Readers of the document take every integer as a signed 32-bit value; a wider stored
             // value throws here rather than being written in a form they cannot read.
             scalar.eKind = PT_SCALAR::KIND_INT;
-            scalar.iValue = std::stoi(value.second);
+            scalar.iValue = StoredInteger::ValueOf(value.second);
             return true;
         case JSON_VALUE_DOUBLE:
             scalar.eKind = PT_SCALAR::KIND_DOUBLE;
@@ -60,8 +61,9 @@ bool SetPropertyInJson(const PropertyValue& value, PT_SCALAR& scalar)
 template <typename OnMember>
 void ForEachMember(const PropertyMap& mapProperty, OnMember onMember)
 {
+    static const std::string kPrePlay = TilesModel::Tiles::TILE_ACTION_PRE_PLAY;
     for (const auto& entry : mapProperty) {
-        const std::string& sName = entry.first == TilesModel::Tiles::TILE_ACTION_PRE_PLAY ? kPublicExtra : entry.first;
+        const std::string& sName = entry.first == kPrePlay ? kPublicExtra : entry.first;
         if (entry.second.first != JSON_VALUE_NONE && !entry.second.second.empty()) {
             onMember(sName, entry.second);
         } else if (sName == kPublicExtra) {
