@@ -1,6 +1,7 @@
 // Copying a stored row into the model: the one place where store values enter a property map.
 #include <iterator>
 #include <sstream>
+#include <utility>
 
 #include "PreviewDataUtil.h"
 #include "PreviewDataUtilUnit.h"
@@ -77,18 +78,14 @@ void CPreviewDataUtil::GetItemValues(std::shared_ptr<ISQLiteCursor> cursor, int 
 
 CStoredRowReader::CStoredRowReader(ISQLiteCursor& cursor) : m_cursor(cursor) {}
 
-const std::string& CStoredRowReader::Name(int iColumn)
+const std::string& CStoredRowReader::AskName(int iColumn)
 {
     const size_t uColumn = static_cast<size_t>(iColumn);
-    if (uColumn >= m_vecNames.size()) {
-        m_vecNames.resize(uColumn + 1);
-        m_vecNameKnown.resize(uColumn + 1, false);
-    }
-    if (!m_vecNameKnown[uColumn]) {
-        m_vecNames[uColumn] = m_cursor.GetColumnName(iColumn);
-        m_vecNameKnown[uColumn] = true;
-    }
-    return m_vecNames[uColumn];
+    if (uColumn >= m_vecNames.size()) m_vecNames.resize(uColumn + 1);
+    PT_NAME& name = m_vecNames[uColumn];
+    name.sName = m_cursor.GetColumnName(iColumn);
+    name.bKnown = true;
+    return name.sName;
 }
 
 void CStoredRowReader::GetItemValues(int iColumnCount, PropertyMap& mapProperty)
@@ -106,7 +103,9 @@ void CStoredRowReader::GetItemValues(int iColumnCount, PropertyMap& mapProperty)
         const PropertyMap::iterator it =
             itNext != mapProperty.end() && itNext->first == sName ? itNext : mapProperty.try_emplace(sName).first;
         it->second.first = iValueType;
-        it->second.second.swap(sValue);
+        // Moved, not swapped: the swap is a call into the C++ library per cell, the move is not.
+        // Either way the next cell's text starts from an emptied string.
+        it->second.second = std::move(sValue);
         PELMO_LOGD("ColumnName : %s, key : %d, value : %s", sName.c_str(), iValueType, it->second.second.c_str());
         itNext = std::next(it);
     }

@@ -20,9 +20,19 @@ public:
     void GetItemValues(int iColumnCount, PropertyMap& mapProperty);
 
 private:
-    const std::string& Name(int iColumn);
+    // The column's name, asked of the cursor the first time. Inline: it is asked per cell.
+    const std::string& Name(int iColumn)
+    {
+        const size_t uColumn = static_cast<size_t>(iColumn);
+        if (uColumn < m_vecNames.size() && m_vecNames[uColumn].bKnown) return m_vecNames[uColumn].sName;
+        return AskName(iColumn);
+    }
+    const std::string& AskName(int iColumn);
 
+    struct PT_NAME {
+        std::string sName;
+        bool bKnown = false;
+    };
     ISQLiteCursor& m_cursor;
-    std::vector<std::string> m_vecNames;
-    std::vector<bool> m_vecNameKnown;
+    std::vector<PT_NAME> m_vecNames;
 };
