@@ -9,6 +9,7 @@
 #include "PelmoAPI.h"
 #include "PreviewDataUtil.h"
 #include "PreviewDataUtilUnit.h"
+#include "PreviewHash.h"
 #include "PreviewModuleRules.h"
 #include "PreviewStoredRowReader.h"
 
@@ -120,7 +121,7 @@ bool CPreviewDataUtil::GetTileItems(const std::string& sModuleName, const std::s
                 sActionPlay += mapProperty.at(kDisplayFrom).second;
                 sActionPlay += mapProperty.at(kDisplayUntil).second;
             }
-            const uint64_t hash = CalcTileHash(sTitle, sSubtitle, sImageUrl, sActionPlay);
+            const uint64_t hash = PreviewHash::TileKey(sTitle, sSubtitle, sImageUrl, sActionPlay);
             tile->m_hash = hash;
             PELMO_LOGD("Hash:[%" PRIu64 "]\ntitle:[%s]\nsubtitle:[%s]\nimageUrl:[%s]\nactionPlayUrl:[%s]", hash,
                        sTitle.c_str(), sSubtitle.c_str(), sImageUrl.c_str(), sActionPlay.c_str());

@@ -11,6 +11,7 @@
 
 #include "PreviewDataUtil.h"
 #include "PreviewDataUtilUnit.h"
+#include "PreviewHash.h"
 #include "PreviewDocumentRead.h"
 #include "PreviewModuleRules.h"
 #include "PreviewRequestText.h"
@@ -331,7 +332,7 @@ void CPreviewDataUtil::GetTilesByJson(CPreviewAccelerator& accelerator, const Js
     if (pSection->m_vecTile.empty() || !pSection->m_vecTile.back()) return;
 
     if (PreviewModuleRules::DisplayPeriodIsPartOfTheKey(sModule)) sAction += sDisplayFrom + sDisplayUntil;
-    const uint64_t hash = CalcTileHash(sTitle, sSubtitle, sImageUrl, sAction);
+    const uint64_t hash = PreviewHash::TileKey(sTitle, sSubtitle, sImageUrl, sAction);
     PELMO_LOGD("Hash:[%" PRIu64 "]\ntitle:[%s]\nsubtitle:[%s]\nimageUrl:[%s]\nactionPlayUrl:[%s]", hash, sTitle.c_str(),
                sSubtitle.c_str(), sImageUrl.c_str(), sAction.c_str());
     pSection->m_vecTile.back()->m_hash = hash;

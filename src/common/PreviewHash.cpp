@@ -1,7 +1,11 @@
 // Content keys: the synchronisation recognises an unchanged tile or section by these, so the
 // parser and the store loader must compute them the same way, with this one definition.
+#include "PreviewHash.h"
+
 #include <cstdint>
+#include <cstring>
 #include <functional>
+#include <string>
 
 #include "PreviewDataUtil.h"
 
@@ -28,7 +32,7 @@ uint64_t LoadLittleEndian(const unsigned char* p, size_t uCount)
     return uValue;
 }
 
-uint64_t StringKey(const std::string& sText)
+uint64_t StringKey(std::string_view sText)
 {
     const unsigned char* p = reinterpret_cast<const unsigned char*>(sText.data());
     const uint64_t uLength = sText.size();
@@ -46,20 +50,40 @@ uint64_t StringKey(const std::string& sText)
     return ShiftMix(uHash);
 }
 #else
-uint64_t StringKey(const std::string& sText)
+uint64_t StringKey(std::string_view sText)
 {
-    return std::hash<std::string>()(sText);
+    // The same bytes hash the same as a std::string and as a view of them.
+    return std::hash<std::string_view>()(sText);
 }
 #endif
 
 }  // namespace
 
+namespace {
+// The key of two texts joined, joined on the stack when they are short, as a tile's are.
+uint64_t JoinedKey(std::string_view sFirst, std::string_view sSecond)
+{
+    char aJoined[512];
+    const size_t uLength = sFirst.size() + sSecond.size();
+    if (uLength > sizeof aJoined) return StringKey(std::string(sFirst).append(sSecond));
+    if (!sFirst.empty()) std::memcpy(aJoined, sFirst.data(), sFirst.size());
+    if (!sSecond.empty()) std::memcpy(aJoined + sFirst.size(), sSecond.data(), sSecond.size());
+    return StringKey(std::string_view(aJoined, uLength));
+}
+}  // namespace
+
+uint64_t PreviewHash::TileKey(std::string_view sTitle, std::string_view sSubtitle, std::string_view sImageUrl,
+                              std::string_view sAction)
+{
+    const uint64_t a = JoinedKey(sTitle, sAction);
+    const uint64_t b = JoinedKey(sSubtitle, sImageUrl);
+    return a ^ (b << 1);
+}
+
 uint64_t CPreviewDataUtil::CalcTileHash(std::string sTitle, std::string sSubtitle, std::string sImageUrl,
                                         std::string sAction)
 {
-    const uint64_t a = StringKey(sTitle + sAction);
-    const uint64_t b = StringKey(sSubtitle + sImageUrl);
-    return a ^ (b << 1);
+    return PreviewHash::TileKey(sTitle, sSubtitle, sImageUrl, sAction);
 }
 
 uint64_t CPreviewDataUtil::CalcSectionHash(const std::string& sTitle, const std::string& sId)
