@@ -14,6 +14,7 @@
 #include <cstring>
 
 #include "JsonQuoting.h"
+#include "TextBuffer.h"
 
 namespace {
 
@@ -188,12 +189,12 @@ Json::Value CRowsDocument::ToJson(std::string_view sTable) const
 
 std::string CRowsDocument::Write(std::string_view sTable) const
 {
-    const auto Quote = [](std::string_view sText, std::string& sOut) {
+    const auto Quote = [](std::string_view sText, CTextBuffer& sOut) {
         return JsonQuoting::AppendQuoted(sText.data(), sText.data() + sText.size(), sOut);
     };
     size_t uReserve = 48 + sTable.size() + 8 * m_vecRowStart.size();
     for (const PT_CELL& cell : m_vecCell) uReserve += cell.sName.size() + cell.sValue.size() + 12;
-    std::string sOut;
+    CTextBuffer sOut;
     sOut.reserve(uReserve);
     bool bWritten = true;
     if (m_vecRowStart.empty()) {
@@ -224,7 +225,7 @@ std::string CRowsDocument::Write(std::string_view sTable) const
     sOut += "\n}";
     // A text with a NUL byte: the library's writer makes the whole document.
     if (!bWritten) return WriteDocument(ToJson(sTable));
-    return sOut;
+    return sOut.Take();
 }
 
 }  // namespace PreviewRequestText

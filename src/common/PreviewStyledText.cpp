@@ -17,22 +17,6 @@ constexpr const char* kIndentStep = "   ";
 constexpr size_t kRightMargin = 74;
 }  // namespace
 
-void CTextBuffer::Grow(size_t uMore)
-{
-    const size_t uCapacity = std::max(m_uSize + uMore, std::max<size_t>(2 * m_uCapacity, 256));
-    std::unique_ptr<char[]> pData(new char[uCapacity]);
-    if (m_uSize > 0) std::memcpy(pData.get(), m_pData.get(), m_uSize);
-    m_pData = std::move(pData);
-    m_uCapacity = uCapacity;
-}
-
-std::string CTextBuffer::Take()
-{
-    std::string sText(m_pData.get(), m_uSize);
-    m_uSize = 0;
-    return sText;
-}
-
 void CStyledText::WriteIndent()
 {
     // As the library's writer does: a token after an indentation or " : " stays on its line.

@@ -7,9 +7,9 @@
 
 #include <json/json.h>
 
-#include <cstring>
-#include <memory>
 #include <string>
+
+#include "TextBuffer.h"
 
 namespace PreviewStyledText {
 
@@ -21,48 +21,6 @@ struct PT_SCALAR {
     int iValue = 0;
     double dValue = 0.0;
     const std::string* pText = nullptr;  // KIND_STRING: the text, owned by the caller
-};
-
-// A growing text that appends without the per-call overhead of std::string: a 200-tile
-// read-back appends some sixty thousand tokens.
-class CTextBuffer {
-public:
-    bool empty() const { return m_uSize == 0; }
-    char back() const { return m_pData[m_uSize - 1]; }
-    void append(const char* pText, size_t uLength)
-    {
-        if (uLength == 0) return;
-        if (m_uCapacity - m_uSize < uLength) Grow(uLength);
-        std::memcpy(m_pData.get() + m_uSize, pText, uLength);
-        m_uSize += uLength;
-    }
-    void append(const char* pBegin, const char* pEnd) { append(pBegin, static_cast<size_t>(pEnd - pBegin)); }
-    CTextBuffer& operator+=(char c)
-    {
-        if (m_uSize == m_uCapacity) Grow(1);
-        m_pData[m_uSize++] = c;
-        return *this;
-    }
-    CTextBuffer& operator+=(const char* sText)
-    {
-        append(sText, std::strlen(sText));
-        return *this;
-    }
-    CTextBuffer& operator+=(const std::string& sText)
-    {
-        append(sText.data(), sText.size());
-        return *this;
-    }
-    // The text so far; the buffer is empty afterwards.
-    std::string Take();
-
-private:
-    // Room for at least uMore bytes more, at least doubling.
-    void Grow(size_t uMore);
-
-    std::unique_ptr<char[]> m_pData;
-    size_t m_uSize = 0;
-    size_t m_uCapacity = 0;
 };
 
 // Appends tokens to one text, keeping the styled writer's indentation state.
