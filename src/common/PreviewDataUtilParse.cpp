@@ -2,6 +2,7 @@
 #include <pelmo/TilesModel.h>
 
 #include <algorithm>
+#include <array>
 #include <cinttypes>
 #include <cstdlib>
 #include <exception>
@@ -14,6 +15,7 @@
 #include "PreviewHash.h"
 #include "PreviewDocumentRead.h"
 #include "PreviewModuleRules.h"
+#include "PreviewPublicExtra.h"
 #include "PreviewRequestText.h"
 
 bool CPreviewDataUtil::GetPreviewDataUsingJsonStr(std::string sJsonStr, CPreviewAccelerator& accelerator,
@@ -128,7 +130,7 @@ class CColumnWalk {
 public:
     int Index(std::string_view sName)
     {
-        const std::vector<std::string_view>& vecColumns = TileColumns();
+        const std::vector<std::string_view>& vecColumns = m_vecColumns;
         if (sName < m_sLast) m_uNext = 0;
         m_sLast = sName;
         while (m_uNext < vecColumns.size() && vecColumns[m_uNext] < sName) ++m_uNext;
@@ -136,9 +138,25 @@ public:
     }
 
 private:
+    const std::vector<std::string_view>& m_vecColumns = TileColumns();
     size_t m_uNext = 0;
     std::string_view m_sLast;
 };
+
+// Whether the module's tile keys take the display period: asked once per module and thread, not
+// per tile, since a document's tiles all belong to one module.
+bool DisplayPeriodIsPartOfTheKey(const std::string& sModule)
+{
+    thread_local std::string sLastModule;
+    thread_local bool bLastAnswer = false;
+    thread_local bool bAsked = false;
+    if (!bAsked || sModule != sLastModule) {
+        bLastAnswer = PreviewModuleRules::DisplayPeriodIsPartOfTheKey(sModule);
+        sLastModule = sModule;
+        bAsked = true;
+    }
+    return bLastAnswer;
+}
 
 // The public extra of a tile without members of its own: two defaults, in the compact writer's
 // layout, written once by that writer.
@@ -159,8 +177,9 @@ class CTileSlots {
 public:
     explicit CTileSlots(CPreviewAccelerator& accelerator) : m_accelerator(accelerator)
     {
+        m_aSlot.fill(nullptr);
         const std::vector<std::string_view>& vecColumns = TileColumns();
-        m_vecSlot.assign(vecColumns.size(), nullptr);
+        if (vecColumns.size() > m_aSlot.size()) return;
         if (accelerator.m_vecSection.empty() || !accelerator.m_vecSection.back()) return;
         CPreviewSection& section = *accelerator.m_vecSection.back();
         if (section.m_vecTile.empty() || !section.m_vecTile.back()) return;
@@ -169,16 +188,16 @@ public:
         size_t i = 0;
         for (auto& property : mapTile) {
             if (property.first != vecColumns[i]) {
-                m_vecSlot.assign(vecColumns.size(), nullptr);
+                m_aSlot.fill(nullptr);
                 return;
             }
-            m_vecSlot[i++] = &property.second;
+            m_aSlot[i++] = &property.second;
         }
     }
 
     // Where a property read under this document name goes: the column of that name, or of the
     // three document names stored under columns of other names.
-    PropertyValue* Slot(int iColumn) const { return iColumn < 0 ? nullptr : m_vecSlot[static_cast<size_t>(iColumn)]; }
+    PropertyValue* Slot(int iColumn) const { return iColumn < 0 ? nullptr : m_aSlot[static_cast<size_t>(iColumn)]; }
 
     void Store(std::string_view sName, PropertyValue* pSlot, int iType, const std::string& sText)
     {
@@ -192,7 +211,8 @@ public:
 
 private:
     CPreviewAccelerator& m_accelerator;
-    std::vector<PropertyValue*> m_vecSlot;
+    // Room for every column of a tile, without an allocation per tile.
+    std::array<PropertyValue*, 32> m_aSlot;
 };
 
 // A member's value as a property holds it: its value type and text. False, with the text left
@@ -257,10 +277,12 @@ void CPreviewDataUtil::GetTilesByJson(CPreviewAccelerator& accelerator, const Js
     using namespace TilesModel::Tiles;
     constexpr std::string_view kActionData = "action_data", kPublicExtra = "public_extra", kSourceIcon = "source_icon";
     static const int iActionPlay = TileColumnIndex(TILE_ACTION_PLAY), iPrePlay = TileColumnIndex(TILE_ACTION_PRE_PLAY),
-                     iSourceIcon = TileColumnIndex(TILE_SOURCE_ICON);
+                     iSourceIcon = TileColumnIndex(TILE_SOURCE_ICON), iTitle = TileColumnIndex(TILE_TITLE),
+                     iSubtitle = TileColumnIndex(TILE_SUBTITLE), iImageUrl = TileColumnIndex(TILE_IMAGE_URL),
+                     iDisplayFrom = TileColumnIndex(TILE_DISPLAY_FROM),
+                     iDisplayUntil = TileColumnIndex(TILE_DISPLAY_UNTIL);
     static const std::string kModuleKey = TilesInternalModel::Accelerators::ACCELERATOR_APP_PKG_NAME;
-    Json::Value publicExtra;
-    bool bOwnExtra = false;
+    PreviewPublicExtra::CExtraMembers extra;
     std::string sTitle, sSubtitle, sImageUrl, sAction, sDisplayFrom, sDisplayUntil, sSkyvaneAction;
     const std::string& sModule = accelerator.m_mapProperty[kModuleKey].second;
     const bool bSkyvane = PreviewModuleRules::PlayColumnIsPartOfTheKey(sModule);
@@ -274,50 +296,43 @@ void CPreviewDataUtil::GetTilesByJson(CPreviewAccelerator& accelerator, const Js
         const char* pNameEnd = nullptr;
         const char* pName = it.memberName(&pNameEnd);
         const std::string_view sName(pName, static_cast<size_t>(pNameEnd - pName));
-        if (sName == TILE_TITLE) {
-            sTitle = value.asString();
-        } else if (sName == TILE_SUBTITLE) {
-            sSubtitle = value.asString();
-        } else if (sName == TILE_IMAGE_URL) {
-            sImageUrl = value.asString();
-        } else if (sName == kActionData) {
-            sAction = value.asString();
-        } else if (sName == TILE_DISPLAY_FROM) {
-            sDisplayFrom = value.asString();
-        } else if (sName == TILE_DISPLAY_UNTIL) {
-            sDisplayUntil = value.asString();
-        }
-        if (bSkyvane && sName == TILE_ACTION_PLAY) sSkyvaneAction = value.asString();
-
+        // The column the member fills, and the texts of the tile's key, taken (and refused, for a
+        // value with no text) before the member is stored.
         int iColumn;
         if (sName == kPublicExtra) {
             iColumn = iPrePlay;
         } else if (sName == kActionData) {
             iColumn = iActionPlay;
+            sAction = value.asString();
         } else if (sName == kSourceIcon) {
             iColumn = iSourceIcon;
         } else {
             iColumn = columns.Index(sName);
+            if (iColumn == iTitle) {
+                sTitle = value.asString();
+            } else if (iColumn == iSubtitle) {
+                sSubtitle = value.asString();
+            } else if (iColumn == iImageUrl) {
+                sImageUrl = value.asString();
+            } else if (iColumn == iDisplayFrom) {
+                sDisplayFrom = value.asString();
+            } else if (iColumn == iDisplayUntil) {
+                sDisplayUntil = value.asString();
+            } else if (iColumn == iActionPlay && bSkyvane) {
+                sSkyvaneAction = value.asString();
+            }
         }
+        // (Every index above is a column of the tile, so a name that is none matches none.)
         if (iColumn >= 0) {
             PreviewTileFields::GetPropertyByJson(slots, sName, slots.Slot(iColumn), value);
         } else {
             PELMO_LOGD("key(%s) is expended", pName);
-            publicExtra[std::string(sName)] = value;
-            bOwnExtra = true;
+            extra.Add(sName, value);
         }
     }
 
     try {
-        std::string sPublicExtra;
-        if (bOwnExtra) {
-            if (publicExtra["is_resumable"].isNull()) publicExtra["is_resumable"] = false;
-            if (publicExtra["video_url"].isNull()) publicExtra["video_url"] = "";
-            Json::FastWriter writer;
-            sPublicExtra = writer.write(publicExtra);
-        } else {
-            sPublicExtra = DefaultPublicExtra();
-        }
+        const std::string sPublicExtra = extra.Empty() ? DefaultPublicExtra() : extra.Write();
         PELMO_LOGD("Public extra data: (%s)", sPublicExtra.c_str());
         slots.Store(kPublicExtra, slots.Slot(iPrePlay), JSON_VALUE_STRING, sPublicExtra);
     } catch (const std::exception&) {
@@ -331,7 +346,7 @@ void CPreviewDataUtil::GetTilesByJson(CPreviewAccelerator& accelerator, const Js
     std::shared_ptr<CPreviewSection> pSection = accelerator.m_vecSection.back();
     if (pSection->m_vecTile.empty() || !pSection->m_vecTile.back()) return;
 
-    if (PreviewModuleRules::DisplayPeriodIsPartOfTheKey(sModule)) sAction += sDisplayFrom + sDisplayUntil;
+    if (DisplayPeriodIsPartOfTheKey(sModule)) sAction += sDisplayFrom + sDisplayUntil;
     const uint64_t hash = PreviewHash::TileKey(sTitle, sSubtitle, sImageUrl, sAction);
     PELMO_LOGD("Hash:[%" PRIu64 "]\ntitle:[%s]\nsubtitle:[%s]\nimageUrl:[%s]\nactionPlayUrl:[%s]", hash, sTitle.c_str(),
                sSubtitle.c_str(), sImageUrl.c_str(), sAction.c_str());
