@@ -8,6 +8,7 @@
 #include <exception>
 #include <sstream>
 #include <string_view>
+#include <utility>
 #include <vector>
 
 #include "PreviewDataUtil.h"
@@ -199,11 +200,11 @@ public:
     // three document names stored under columns of other names.
     PropertyValue* Slot(int iColumn) const { return iColumn < 0 ? nullptr : m_aSlot[static_cast<size_t>(iColumn)]; }
 
-    void Store(std::string_view sName, PropertyValue* pSlot, int iType, const std::string& sText)
+    void Store(std::string_view sName, PropertyValue* pSlot, int iType, std::string sText)
     {
         if (pSlot != nullptr) {
             pSlot->first = iType;
-            pSlot->second = sText;
+            pSlot->second = std::move(sText);
         } else {
             m_accelerator.AddProperty(std::string(sName), iType, sText, 0);
         }
@@ -266,7 +267,7 @@ void GetPropertyByJson(CTileSlots& slots, std::string_view sKey, PropertyValue* 
     if (pSlot != nullptr) {
         pSlot->first = iType;
     } else {
-        slots.Store(sKey, nullptr, iType, sText);
+        slots.Store(sKey, nullptr, iType, std::move(sText));
     }
 }
 }  // namespace PreviewTileFields
@@ -332,9 +333,9 @@ void CPreviewDataUtil::GetTilesByJson(CPreviewAccelerator& accelerator, const Js
     }
 
     try {
-        const std::string sPublicExtra = extra.Empty() ? DefaultPublicExtra() : extra.Write();
+        std::string sPublicExtra = extra.Empty() ? DefaultPublicExtra() : extra.Write();
         PELMO_LOGD("Public extra data: (%s)", sPublicExtra.c_str());
-        slots.Store(kPublicExtra, slots.Slot(iPrePlay), JSON_VALUE_STRING, sPublicExtra);
+        slots.Store(kPublicExtra, slots.Slot(iPrePlay), JSON_VALUE_STRING, std::move(sPublicExtra));
     } catch (const std::exception&) {
         PELMO_LOGE("Exception Caught");
     }

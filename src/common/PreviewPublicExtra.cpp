@@ -43,13 +43,14 @@ std::vector<PT_MEMBER> WithDefaults(const std::vector<PT_MEMBER>& vecMember)
 {
     static const Json::Value kNotResumable(false);
     static const Json::Value kNoVideo("");
-    std::vector<PT_MEMBER> vecAll = vecMember;
-    // The document gives names in order already; sorted again, so no caller can break the order.
-    std::stable_sort(vecAll.begin(), vecAll.end(),
-                     [](const PT_MEMBER& a, const PT_MEMBER& b) { return a.first < b.first; });
+    const auto byName = [](const PT_MEMBER& a, const PT_MEMBER& b) { return a.first < b.first; };
+    std::vector<PT_MEMBER> vecAll;
+    vecAll.reserve(vecMember.size() + 2);
+    vecAll = vecMember;
+    // The document gives names in order already; sorted only if a caller broke the order.
+    if (!std::is_sorted(vecAll.begin(), vecAll.end(), byName)) std::stable_sort(vecAll.begin(), vecAll.end(), byName);
     for (const PT_MEMBER& fallback : {PT_MEMBER("is_resumable", &kNotResumable), PT_MEMBER("video_url", &kNoVideo)}) {
-        const auto it = std::lower_bound(vecAll.begin(), vecAll.end(), fallback,
-                                         [](const PT_MEMBER& a, const PT_MEMBER& b) { return a.first < b.first; });
+        const auto it = std::lower_bound(vecAll.begin(), vecAll.end(), fallback, byName);
         if (it == vecAll.end() || it->first != fallback.first) {
             vecAll.insert(it, fallback);
         } else if (it->second->isNull()) {
@@ -70,7 +71,11 @@ std::string WriteByLibrary(const std::vector<PT_MEMBER>& vecAll)
 std::string CExtraMembers::Write() const
 {
     const std::vector<PT_MEMBER> vecAll = WithDefaults(m_vecMember);
-    std::string sOut = "{";
+    std::string sOut;
+    size_t uReserve = 4;
+    for (const PT_MEMBER& member : vecAll) uReserve += member.first.size() + 24;
+    sOut.reserve(uReserve);
+    sOut += '{';
     for (size_t i = 0; i < vecAll.size(); ++i) {
         if (i > 0) sOut += ',';
         const std::string_view sName = vecAll[i].first;
