@@ -65,9 +65,14 @@ extern "C" int set_preview_metadata(const char* json_str, const char* module_nam
 {
     // The module name is turned into a string first; a null pointer for either raises the
     // standard library's logic error, which callers of this entry point rely on seeing. The
-    // document itself is read where it is.
+    // document itself is read where it is: only a null one is made a string, so that the error
+    // is the library's own, text included.
     std::string sModuleName(module_name);
-    if (json_str == nullptr) throw std::logic_error("basic_string: construction from null is not valid");
+    if (json_str == nullptr) {
+        static_cast<void>(std::string(json_str));
+        // Reached only with a standard library that checks with an error of another type.
+        throw std::logic_error("set_preview_metadata: the document is a null pointer");
+    }
     return PreviewEntry::update_json_str_to_preview_db(json_str, std::strlen(json_str), sModuleName);
 }
 

@@ -105,3 +105,23 @@ TEST_F(PublishTest, NullArgumentsRaiseTheStandardLogicError)
     EXPECT_THROW(set_preview_metadata(nullptr, kModule), std::logic_error);
     EXPECT_THROW(set_preview_metadata("{}", nullptr), std::logic_error);
 }
+
+TEST_F(PublishTest, ANullDocumentRaisesTheSameErrorTextAsANullModuleName)
+{
+    // The module name's error comes from making a string of it; the document's must read the same.
+    RequestsSinceLastLook();
+    std::string sModuleError, sDocumentError;
+    try {
+        set_preview_metadata("{}", nullptr);
+    } catch (const std::logic_error& e) {
+        sModuleError = e.what();
+    }
+    try {
+        set_preview_metadata(nullptr, kModule);
+    } catch (const std::logic_error& e) {
+        sDocumentError = e.what();
+    }
+    EXPECT_FALSE(sModuleError.empty());
+    EXPECT_EQ(sDocumentError, sModuleError);
+    EXPECT_TRUE(RequestsSinceLastLook().empty());
+}
