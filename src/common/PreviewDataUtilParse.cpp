@@ -298,7 +298,8 @@ void CPreviewDataUtil::GetTilesByJson(CPreviewAccelerator& accelerator, const Js
         const char* pName = it.memberName(&pNameEnd);
         const std::string_view sName(pName, static_cast<size_t>(pNameEnd - pName));
         // The column the member fills, and the texts of the tile's key, taken (and refused, for a
-        // value with no text) before the member is stored.
+        // value with no text) before the member is stored. Every index compared is a column of the
+        // tile, so a name that is no column (-1) matches none of them.
         int iColumn;
         if (sName == kPublicExtra) {
             iColumn = iPrePlay;
@@ -323,7 +324,6 @@ void CPreviewDataUtil::GetTilesByJson(CPreviewAccelerator& accelerator, const Js
                 sSkyvaneAction = value.asString();
             }
         }
-        // (Every index above is a column of the tile, so a name that is none matches none.)
         if (iColumn >= 0) {
             PreviewTileFields::GetPropertyByJson(slots, sName, slots.Slot(iColumn), value);
         } else {

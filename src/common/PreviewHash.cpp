@@ -57,9 +57,6 @@ uint64_t StringKey(std::string_view sText)
 }
 #endif
 
-}  // namespace
-
-namespace {
 // The key of two texts joined, joined on the stack when they are short, as a tile's are.
 uint64_t JoinedKey(std::string_view sFirst, std::string_view sSecond)
 {
