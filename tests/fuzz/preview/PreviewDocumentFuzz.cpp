@@ -5,6 +5,7 @@
 #include <string>
 
 #include <dlog_host.h>
+#include <json/json.h>
 
 #include "PreviewAccelerator.h"
 #include "PreviewDataUtil.h"
@@ -34,6 +35,16 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size)
         if (accelerator.m_vecSection.size() != accelerator.m_vecSectionHash.size()) __builtin_trap();
         for (const auto& pSection : accelerator.m_vecSection) {
             if (pSection->m_vecTile.size() != pSection->m_vecTileHash.size()) __builtin_trap();
+            // Every tile's public extra is one JSON object that carries both defaults' members.
+            for (const auto& pTile : pSection->m_vecTile) {
+                const auto it = pTile->m_mapProperty.find(TilesModel::Tiles::TILE_ACTION_PRE_PLAY);
+                if (it == pTile->m_mapProperty.end()) __builtin_trap();
+                Json::Value extra;
+                if (!Json::Reader().parse(it->second.second, extra, false) || !extra.isObject() ||
+                    !extra.isMember("is_resumable") || !extra.isMember("video_url")) {
+                    __builtin_trap();
+                }
+            }
         }
     }
     return 0;
