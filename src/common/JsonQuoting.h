@@ -13,6 +13,8 @@
 #include <cstring>
 #include <string>
 
+#include "ByteWords.h"
+
 namespace JsonQuoting {
 
 // The escape of a byte that the library's quoting writes as a two-character escape, or 0.
@@ -56,17 +58,9 @@ inline constexpr PT_BYTE_CLASSES kByteClasses;
 // the per-byte table on the long plain texts (addresses, titles) that make up most of a request.
 inline bool IsPlainWord(uint64_t uWord)
 {
-    constexpr uint64_t kOnes = 0x0101010101010101ull;
-    constexpr uint64_t kHighBits = 0x8080808080808080ull;
-    // A byte below 0x20 borrows; a byte past ASCII has its high bit; the three single bytes
-    // become zero bytes, which borrow too. A borrow can mark a byte above a marked one, never
-    // an unmarked word.
-    const uint64_t uQuote = uWord ^ (kOnes * '"');
-    const uint64_t uBackslash = uWord ^ (kOnes * '\\');
-    const uint64_t uDel = uWord ^ (kOnes * 0x7f);
-    const uint64_t uMarked = ((uWord - kOnes * 0x20) & ~uWord) | uWord | ((uQuote - kOnes) & ~uQuote) |
-                             ((uBackslash - kOnes) & ~uBackslash) | ((uDel - kOnes) & ~uDel);
-    return (uMarked & kHighBits) == 0;
+    using namespace ByteWords;
+    return !HasHighByte(uWord) && !HasByteBelow(uWord, 0x20) && !HasByte(uWord, '"') && !HasByte(uWord, '\\') &&
+           !HasByte(uWord, 0x7f);
 }
 
 // Appends the text between pBegin and pEnd quoted and escaped as the library quotes it, to a
@@ -79,9 +73,8 @@ bool AppendQuoted(const char* pBegin, const char* pEnd, TText& out)
     const unsigned char* const pFirst = reinterpret_cast<const unsigned char*>(pBegin);
     const unsigned char* const pLast = reinterpret_cast<const unsigned char*>(pEnd);
     const unsigned char* pByte = pFirst;
-    for (uint64_t uWord; pLast - pByte >= static_cast<ptrdiff_t>(sizeof uWord); pByte += sizeof uWord) {
-        std::memcpy(&uWord, pByte, sizeof uWord);
-        if (!IsPlainWord(uWord)) break;
+    for (; pLast - pByte >= static_cast<ptrdiff_t>(sizeof(uint64_t)); pByte += sizeof(uint64_t)) {
+        if (!IsPlainWord(ByteWords::Load(pByte))) break;
     }
     unsigned uSeen = 0;
     for (; pByte != pLast; ++pByte) uSeen |= kByteClasses.aClass[*pByte];

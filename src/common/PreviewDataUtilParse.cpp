@@ -116,17 +116,10 @@ const std::vector<std::string_view>& TileColumns()
     return kColumns;
 }
 
-// The position of a column among TileColumns(), or -1.
-int TileColumnIndex(std::string_view sName)
-{
-    const std::vector<std::string_view>& vecColumns = TileColumns();
-    const auto it = std::lower_bound(vecColumns.begin(), vecColumns.end(), sName);
-    return it != vecColumns.end() && *it == sName ? static_cast<int>(it - vecColumns.begin()) : -1;
-}
-
 // The columns of one tile's members, found in one walk: the members come in ascending byte order
 // of their names, as the columns do, so each search goes on from where the one before stopped.
-// A name that comes before the last one asked starts the walk again.
+// A name that comes before the last one asked starts the walk again; a fresh walk finds any one
+// column (the position of a column among TileColumns(), or -1).
 class CColumnWalk {
 public:
     int Index(std::string_view sName)
@@ -157,19 +150,6 @@ bool DisplayPeriodIsPartOfTheKey(const std::string& sModule)
         bAsked = true;
     }
     return bLastAnswer;
-}
-
-// The public extra of a tile without members of its own: two defaults, in the compact writer's
-// layout, written once by that writer.
-const std::string& DefaultPublicExtra()
-{
-    static const std::string kText = [] {
-        Json::Value publicExtra;
-        publicExtra["is_resumable"] = false;
-        publicExtra["video_url"] = "";
-        return Json::FastWriter().write(publicExtra);
-    }();
-    return kText;
 }
 
 // The property of the tile being read, per column; all null where the tile's map is not the
@@ -277,11 +257,11 @@ void CPreviewDataUtil::GetTilesByJson(CPreviewAccelerator& accelerator, const Js
 {
     using namespace TilesModel::Tiles;
     constexpr std::string_view kActionData = "action_data", kPublicExtra = "public_extra", kSourceIcon = "source_icon";
-    static const int iActionPlay = TileColumnIndex(TILE_ACTION_PLAY), iPrePlay = TileColumnIndex(TILE_ACTION_PRE_PLAY),
-                     iSourceIcon = TileColumnIndex(TILE_SOURCE_ICON), iTitle = TileColumnIndex(TILE_TITLE),
-                     iSubtitle = TileColumnIndex(TILE_SUBTITLE), iImageUrl = TileColumnIndex(TILE_IMAGE_URL),
-                     iDisplayFrom = TileColumnIndex(TILE_DISPLAY_FROM),
-                     iDisplayUntil = TileColumnIndex(TILE_DISPLAY_UNTIL);
+    const auto ColumnOf = [](std::string_view sColumn) { return CColumnWalk().Index(sColumn); };
+    static const int iActionPlay = ColumnOf(TILE_ACTION_PLAY), iPrePlay = ColumnOf(TILE_ACTION_PRE_PLAY),
+                     iSourceIcon = ColumnOf(TILE_SOURCE_ICON), iTitle = ColumnOf(TILE_TITLE),
+                     iSubtitle = ColumnOf(TILE_SUBTITLE), iImageUrl = ColumnOf(TILE_IMAGE_URL),
+                     iDisplayFrom = ColumnOf(TILE_DISPLAY_FROM), iDisplayUntil = ColumnOf(TILE_DISPLAY_UNTIL);
     static const std::string kModuleKey = TilesInternalModel::Accelerators::ACCELERATOR_APP_PKG_NAME;
     PreviewPublicExtra::CExtraMembers extra;
     std::string sTitle, sSubtitle, sImageUrl, sAction, sDisplayFrom, sDisplayUntil, sSkyvaneAction;
@@ -333,7 +313,7 @@ void CPreviewDataUtil::GetTilesByJson(CPreviewAccelerator& accelerator, const Js
     }
 
     try {
-        std::string sPublicExtra = extra.Empty() ? DefaultPublicExtra() : extra.Write();
+        std::string sPublicExtra = extra.Write();
         PELMO_LOGD("Public extra data: (%s)", sPublicExtra.c_str());
         slots.Store(kPublicExtra, slots.Slot(iPrePlay), JSON_VALUE_STRING, std::move(sPublicExtra));
     } catch (const std::exception&) {

@@ -66,11 +66,10 @@ std::string WriteByLibrary(const std::vector<PT_MEMBER>& vecAll)
     for (const PT_MEMBER& member : vecAll) publicExtra[std::string(member.first)] = *member.second;
     return Json::FastWriter().write(publicExtra);
 }
-}  // namespace
 
-std::string CExtraMembers::Write() const
+std::string WriteMembers(const std::vector<PT_MEMBER>& vecMember)
 {
-    const std::vector<PT_MEMBER> vecAll = WithDefaults(m_vecMember);
+    const std::vector<PT_MEMBER> vecAll = WithDefaults(vecMember);
     std::string sOut;
     size_t uReserve = 4;
     for (const PT_MEMBER& member : vecAll) uReserve += member.first.size() + 24;
@@ -85,6 +84,14 @@ std::string CExtraMembers::Write() const
     }
     sOut += "}\n";
     return sOut;
+}
+}  // namespace
+
+std::string CExtraMembers::Write() const
+{
+    // Most tiles have no members of their own.
+    static const std::string kDefaultsOnly = WriteMembers({});
+    return m_vecMember.empty() ? kDefaultsOnly : WriteMembers(m_vecMember);
 }
 
 }  // namespace PreviewPublicExtra

@@ -22,8 +22,8 @@ public:
     // One member, in the order the document's object gives them (ascending byte order of the
     // names). Name and value must outlive Write().
     void Add(std::string_view sName, const Json::Value& value) { m_vecMember.emplace_back(sName, &value); }
-    bool Empty() const { return m_vecMember.empty(); }
-    // The compact writer's text of the object of these members and the defaults.
+    // The compact writer's text of the object of these members and the defaults; for a tile
+    // without members of its own, the defaults' text, written once.
     std::string Write() const;
 
 private:

@@ -6,8 +6,9 @@
 
 #include <cstddef>
 #include <cstdint>
-#include <cstring>
 #include <string>
+
+#include "ByteWords.h"
 
 // True when sText is valid UTF-8 with no NUL inside; otherwise uOffset is where the first
 // offending byte is.
@@ -19,16 +20,12 @@
 // the reported byte are the validator's own.
 inline bool IsSendableText(const std::string& sText, size_t& uOffset)
 {
-    constexpr uint64_t kOnes = 0x0101010101010101ull;
-    constexpr uint64_t kHighBits = 0x8080808080808080ull;
     const char* const pData = sText.data();
     const size_t uSize = sText.size();
     size_t uAscii = 0;
     for (; uSize - uAscii >= sizeof(uint64_t); uAscii += sizeof(uint64_t)) {
-        uint64_t uWord;
-        std::memcpy(&uWord, pData + uAscii, sizeof uWord);
-        // A byte with its high bit set, or a zero byte (the classic borrow test).
-        if ((uWord & kHighBits) != 0 || ((uWord - kOnes) & ~uWord & kHighBits) != 0) break;
+        const uint64_t uWord = ByteWords::Load(pData + uAscii);
+        if (ByteWords::HasHighByte(uWord) || ByteWords::HasByte(uWord, '\0')) break;
     }
     const gchar* pEnd = nullptr;
     if (g_utf8_validate_len(pData + uAscii, uSize - uAscii, &pEnd)) return true;

@@ -104,3 +104,8 @@ TEST(PublicExtra, EveryRandomSetOfMembersIsWrittenAsTheCompactWriterWritesIt)
     // Most sets are scalars only, which this writer writes itself.
     EXPECT_GT(iDirect, 5000);
 }
+
+TEST(PublicExtra, ATileWithoutMembersOfItsOwnGetsTheDefaultsAsTheCompactWriterWritesThem)
+{
+    EXPECT_EQ(PreviewPublicExtra::CExtraMembers().Write(), ByLibrary({}));
+}
